@@ -45,6 +45,9 @@ class Bitmap {
     /// Faults: malformed (a side below 1, a depth not listed), too_large, out_of_memory.
     static Result<Bitmap> create(int width, int height, int bits, const Limits& limits, bool gray = false);
 
+    /// The same with undefined pixels, for callers that write every row (recycled memory is not cleared).
+    static Result<Bitmap> create_unfilled(int width, int height, int bits, const Limits& limits, bool gray = false);
+
     /// What create would check, without allocating: for header-only queries.
     static Result<void> check_size(std::int64_t width, std::int64_t height, int bits, const Limits& limits);
 
@@ -72,6 +75,9 @@ class Bitmap {
         return {reinterpret_cast<std::uint16_t*>(writable_row(y).data()), static_cast<std::size_t>(width_)};
     }
 
+    /// Sets rows [first, last) to zero.
+    void clear_rows(int first, int last);
+
     /// Makes the pixels this bitmap's own. False when memory is short; the bitmap is then as it was.
     bool detach();
     /// Whether other bitmaps share these pixels.
@@ -94,6 +100,8 @@ class Bitmap {
     Rgba pixel(int x, int y) const;
 
   private:
+    static Result<Bitmap> make(int width, int height, int bits, const Limits& limits, bool gray, bool zeroed);
+
     Buffer pixels_;
     std::shared_ptr<const Palette> palette_;
     Metadata metadata_;

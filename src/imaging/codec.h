@@ -34,7 +34,7 @@ struct ReadOptions {
 /// What can be known of a file without decoding it.
 struct ImageInfo {
     int format_code = 0;
-    int width = 0, height = 0;  ///< upright when ReadOptions::apply_orientation is set, else as stored
+    int width = 0, height = 0;  ///< a codec gives them as stored; read_info turns them upright when asked to
     int bits = 0;               ///< bits per pixel as the image will be loaded: 1 to 8, 12, 16, 24, 32
     int pages = 1;
     int page = 1;               ///< the page these facts describe
@@ -82,15 +82,11 @@ struct Codec {
     Pages pages;
     bool stamps;         ///< files of this format can hold a stamp
     bool has_signature;  ///< false: asked only when the file name's extension agrees
-    /// Upper bound of decoded pixels per byte of file: a header that declares more than its file can hold is
-    /// refused before memory is asked for. 0: the codec checks by itself.
-    int max_pixels_per_byte;
-
     /// Looks at the beginning of the file (up to 4096 bytes, fewer for short files); allocates nothing.
     bool (*probe)(std::span<const std::uint8_t> head);
     /// Reads headers only.
     Result<ImageInfo> (*info)(ByteReader in, const ReadOptions& options);
-    /// Decodes one page at its native depth. Returns an Outcome with rows_shown < rows_declared for a damaged
+    /// Decodes one page at its native depth, pixels as stored (load turns them upright). Returns an Outcome with rows_shown < rows_declared for a damaged
     /// file that could be shown in part, and an Error when nothing could.
     Result<Outcome> (*decode)(ByteReader in, const ReadOptions& options, RowSink& sink);
     /// Decodes the stamp; nullptr when the format has none.

@@ -1,0 +1,11 @@
+#include "imaging/codec.h"
+
+namespace quillmark::imaging::codecs {
+namespace {
+bool probe(std::span<const std::uint8_t>) { return false; }
+Result<ImageInfo> info(ByteReader, const ReadOptions&) { return Error{Fault::unsupported, "x"}; }
+Result<Outcome> decode(ByteReader, const ReadOptions&, RowSink&) { return Error{Fault::unsupported, "x"}; }
+}
+extern const Codec bmp;
+const Codec bmp{"BMP", {}, {}, Pages::one, false, true, probe, info, decode, nullptr, nullptr};
+}

@@ -1,0 +1,1 @@
+#include "imaging/codecs/ccitt.h"

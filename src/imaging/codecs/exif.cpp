@@ -1,0 +1,1 @@
+#include "imaging/codecs/exif.h"

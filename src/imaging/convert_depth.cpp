@@ -1,0 +1,185 @@
+#include "imaging/convert_depth.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+#include "imaging/quantize.h"
+#include "imaging/threads.h"
+
+namespace quillmark::imaging {
+namespace {
+
+constexpr int kRowGrain = 64;
+
+std::array<Rgba, 256> full_palette(const Bitmap& bitmap) {
+    std::array<Rgba, 256> entries{};
+    std::ranges::copy(bitmap.palette(), entries.begin());
+    return entries;
+}
+
+template <bool Alpha>
+void put(std::uint8_t*& to, const Rgba& c) {
+    *to++ = c.r, *to++ = c.g, *to++ = c.b;
+    if constexpr (Alpha) *to++ = c.a;
+}
+
+// Calls each(colour) for count pixels from first on; the layout is chosen outside the loop.
+template <bool Alpha>
+void expand_row(const Bitmap& bitmap, int y, int first, std::size_t count, std::uint8_t* to) {
+    const auto row = bitmap.row(y);
+    const auto start = static_cast<std::size_t>(first);
+    switch (bitmap.layout()) {
+        case Layout::bit1: {
+            const auto entries = full_palette(bitmap);
+            for (std::size_t x = start; x < start + count; ++x) put<Alpha>(to, entries[row[x / 8] >> (7 - x % 8) & 1U]);
+            break;
+        }
+        case Layout::index8: {
+            const auto entries = full_palette(bitmap);
+            for (std::size_t x = start; x < start + count; ++x) put<Alpha>(to, entries[row[x]]);
+            break;
+        }
+        case Layout::gray16: {
+            const auto levels = bitmap.row16(y);
+            const int shift = bitmap.bits() - 8;
+            for (std::size_t x = start; x < start + count; ++x) {
+                const auto level = static_cast<std::uint8_t>(std::min(levels[x] >> shift, 255));
+                put<Alpha>(to, {level, level, level, 255});
+            }
+            break;
+        }
+        case Layout::rgb24:
+            if constexpr (!Alpha) std::memcpy(to, row.data() + start * 3, count * 3);
+            else for (const std::uint8_t* p = row.data() + start * 3; count > 0; --count, p += 3) put<true>(to, {p[0], p[1], p[2], 255});
+            break;
+        case Layout::rgba32:
+            if constexpr (Alpha) std::memcpy(to, row.data() + start * 4, count * 4);
+            else for (const std::uint8_t* p = row.data() + start * 4; count > 0; --count, p += 4) put<false>(to, {p[0], p[1], p[2], 255});
+            break;
+    }
+}
+
+template <typename Row>
+Result<Bitmap> row_by_row(const Bitmap& bitmap, int bits, bool gray, const Limits& limits, Row row) {
+    auto result = Bitmap::create_unfilled(bitmap.width(), bitmap.height(), bits, limits, gray);
+    if (!result) return result;
+    result->metadata() = bitmap.metadata();
+    parallel_bands(bitmap.height(), kRowGrain, [&](int first, int last) {
+        for (int y = first; y < last; ++y) row(y, *result);
+    });
+    return result;
+}
+
+Result<Bitmap> to_rgb24(const Bitmap& bitmap, const Limits& limits) {
+    return row_by_row(bitmap, 24, false, limits, [&](int y, Bitmap& out) { row_to_rgb(bitmap, y, 0, out.writable_row(y)); });
+}
+
+Result<Bitmap> to_rgba32(const Bitmap& bitmap, const Limits& limits) {
+    return row_by_row(bitmap, 32, false, limits, [&](int y, Bitmap& out) { row_to_rgba(bitmap, y, 0, out.writable_row(y)); });
+}
+
+Result<Bitmap> to_rgb565(const Bitmap& bitmap, const Limits& limits) {
+    return row_by_row(bitmap, 16, false, limits, [&](int y, Bitmap& out) {
+        const auto row = out.writable_row(y);
+        row_to_rgb(bitmap, y, 0, row);
+        for (std::size_t at = 0; at < row.size(); at += 3) {
+            const unsigned r = row[at] & 0xF8U, g = row[at + 1] & 0xFCU, b = row[at + 2] & 0xF8U;
+            row[at] = static_cast<std::uint8_t>(r | r >> 5);
+            row[at + 1] = static_cast<std::uint8_t>(g | g >> 6);
+            row[at + 2] = static_cast<std::uint8_t>(b | b >> 5);
+        }
+    });
+}
+
+// Grey of a colour by ITU-R BT.601 in 16-bit fixed point; the weights add up to 65536.
+unsigned luminance(const std::uint8_t* rgb) { return (rgb[0] * 19595U + rgb[1] * 38470U + rgb[2] * 7471U + 32768U) >> 16; }
+
+Result<Bitmap> to_gray16(const Bitmap& bitmap, int bits, const Limits& limits) {
+    return row_by_row(bitmap, bits, true, limits, [&](int y, Bitmap& out) {
+        const auto levels = out.writable_row16(y);
+        if (bitmap.layout() == Layout::gray16) {
+            const int up = std::max(bits - bitmap.bits(), 0), down = std::max(bitmap.bits() - bits, 0);
+            // Widening repeats the top bits below, so that white stays white.
+            const auto in = bitmap.row16(y);
+            for (std::size_t x = 0; x < levels.size(); ++x) {
+                const unsigned widened = up ? static_cast<unsigned>(in[x]) << up | in[x] >> (bitmap.bits() - up) : in[x];
+                levels[x] = static_cast<std::uint16_t>(widened >> down);
+            }
+            return;
+        }
+        std::vector<std::uint8_t> rgb(levels.size() * 3);
+        row_to_rgb(bitmap, y, 0, rgb);
+        for (std::size_t x = 0; x < levels.size(); ++x) levels[x] = static_cast<std::uint16_t>(luminance(&rgb[x * 3]) * 257U >> (16 - bits));
+    });
+}
+
+// Same palette, other container: between bit1 and index8, or another logical depth.
+Result<Bitmap> repack(const Bitmap& bitmap, int bits, const Limits& limits) {
+    auto result = row_by_row(bitmap, bits, false, limits, [&](int y, Bitmap& out) {
+        const auto in = bitmap.row(y);
+        const auto to = out.writable_row(y);
+        const bool from_bits = bitmap.layout() == Layout::bit1, to_bits = out.layout() == Layout::bit1;
+        if (from_bits == to_bits) {
+            std::memcpy(to.data(), in.data(), in.size());
+        } else if (from_bits) {
+            for (std::size_t x = 0; x < to.size(); ++x) to[x] = in[x / 8] >> (7 - x % 8) & 1U;
+        } else {
+            std::ranges::fill(to, std::uint8_t{0});
+            for (std::size_t x = 0; x < in.size(); ++x) to[x / 8] = static_cast<std::uint8_t>(to[x / 8] | (in[x] & 1U) << (7 - x % 8));
+        }
+    });
+    if (result) result->set_palette(bitmap.palette());
+    return result;
+}
+
+int highest_used_index(const Bitmap& bitmap) {
+    if (bitmap.layout() == Layout::bit1) return 1;
+    int highest = 0;
+    for (int y = 0; y < bitmap.height(); ++y) {
+        for (const std::uint8_t index : bitmap.row(y)) highest = std::max<int>(highest, index);
+    }
+    return highest;
+}
+
+Result<Bitmap> to_palette(const Bitmap& bitmap, int bits, const Limits& limits) {
+    const int count = 1 << bits;
+    if (bitmap.bits() <= 8 && highest_used_index(bitmap) < count) {
+        Palette kept = bitmap.palette();
+        if (static_cast<int>(kept.size()) > count) kept.resize(static_cast<std::size_t>(count));
+        auto result = repack(bitmap, bits, limits);
+        if (result) result->set_palette(std::move(kept));
+        return result;
+    }
+    if (bits == 1) return map_to_palette(bitmap, gray_palette(2), 1, true, limits);
+    if (bitmap.is_gray()) return map_to_palette(bitmap, gray_palette(count), bits, bits < 8, limits);
+    Palette exact = exact_palette(bitmap, count);
+    const bool fits = !exact.empty();
+    Palette palette = fits ? std::move(exact) : optimised_palette(bitmap, count);
+    return map_to_palette(bitmap, std::move(palette), bits, !fits, limits);
+}
+
+}  // namespace
+
+void row_to_rgb(const Bitmap& bitmap, int y, int first, std::span<std::uint8_t> out) {
+    expand_row<false>(bitmap, y, first, out.size() / 3, out.data());
+}
+
+void row_to_rgba(const Bitmap& bitmap, int y, int first, std::span<std::uint8_t> out) {
+    expand_row<true>(bitmap, y, first, out.size() / 4, out.data());
+}
+
+Result<Bitmap> convert_depth(const Bitmap& bitmap, int bits, const Limits& limits) {
+    if (bitmap.empty()) return Error{Fault::malformed, "no image"};
+    if (bits == bitmap.bits()) return bitmap;
+    if (bits >= 1 && bits <= 8) return to_palette(bitmap, bits, limits);
+    switch (bits) {
+        case 12: return to_gray16(bitmap, 12, limits);
+        case 16: return bitmap.is_gray() && bitmap.bits() >= 12 ? to_gray16(bitmap, 16, limits) : to_rgb565(bitmap, limits);
+        case 24: return to_rgb24(bitmap, limits);
+        case 32: return to_rgba32(bitmap, limits);
+        default: return Error{Fault::unsupported, "bits per pixel"};
+    }
+}
+
+}  // namespace quillmark::imaging
