@@ -5,16 +5,18 @@
 #include <QDialogButtonBox>
 #include <QGridLayout>
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QShortcut>
+#include <QScreen>
 #include <QVBoxLayout>
 #include <algorithm>
 
 #include "frame/caption_text.h"
 #include "frame/command_surface.h"
 #include "frame/layout_file.h"
+#include "frame/tool_bar.h"
 #include "frame/tool_lists.h"
 
 namespace quillmark::frame {
@@ -206,8 +208,7 @@ void CustomizeDialog::wire() {
     });
     connect(reset_, &QPushButton::clicked, this,
             [this] { change(with_arrangement(surface_.layout(), designed_layout()), 0); });
-    auto* erase = new QShortcut(QKeySequence::Delete, contents_, nullptr, nullptr, Qt::WidgetShortcut);
-    connect(erase, &QShortcut::activated, remove_, &QPushButton::click);
+    connect(contents_, &StripList::removal_wanted, remove_, &QPushButton::click);
 }
 
 // ---- showing
@@ -321,8 +322,14 @@ void CustomizeDialog::rename_own_bar() {
         name_->setText(ref.name);
         return show_hint(tr("A bar needs a name of its own."));
     }
+    strips_->setItemData(strips_->currentIndex(), to_data({true, name}));  // it stays the current one
     change(layout, contents_->currentRow());
-    strips_->setCurrentIndex(strips_->findData(to_data({true, name})));
+}
+
+/// Enter confirms a name or adds a tool; only on a button it ends the dialog.
+void CustomizeDialog::keyPressEvent(QKeyEvent* event) {
+    const bool enter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    if (!enter || qobject_cast<QPushButton*>(focusWidget())) QDialog::keyPressEvent(event);
 }
 
 void CustomizeDialog::done(int result) {
@@ -333,11 +340,25 @@ void CustomizeDialog::done(int result) {
     QDialog::done(result);
 }
 
+/// Where the dialog leaves the bars at the top of the frame free for dragging.
+static QPoint below_bars(const CommandSurface& surface, const QWidget& frame, const QSize& size) {
+    int bottom = 0;
+    for (const BarLayout& bar : surface.layout().bars)
+        if (const ToolBar* widget = surface.bar(bar.name); widget && bar.dock == Dock::top && bar.visible)
+            bottom = std::max(bottom, widget->geometry().bottom());
+    const QPoint wanted = frame.mapToGlobal(QPoint(frame.width() - size.width() - 24, bottom + 36));
+    const QRect screen =
+        frame.screen()->availableGeometry().adjusted(0, 0, -size.width(), -size.height() - 32);
+    return {std::clamp(wanted.x(), screen.left(), std::max(screen.left(), screen.right())),
+            std::clamp(wanted.y(), screen.top(), std::max(screen.top(), screen.bottom()))};
+}
+
 CustomizeDialog* open_customize_dialog(CommandSurface& surface, QWidget* parent) {
     auto* dialog = parent->findChild<CustomizeDialog*>();
     if (!dialog || !dialog->isVisible()) {
         dialog = new CustomizeDialog(surface, parent);
         dialog->setAttribute(Qt::WA_DeleteOnClose);
+        dialog->move(below_bars(surface, *parent, dialog->size()));
     }
     dialog->show();
     dialog->raise();

@@ -28,6 +28,9 @@ class CustomizeDialog : public QDialog {
 
     void done(int result) override;
 
+  protected:
+    void keyPressEvent(QKeyEvent* event) override;
+
   private:
     void build();
     QWidget* build_tools_side();

@@ -71,9 +71,12 @@ QWidget* EditTool::createWidget(QWidget* parent) {
     const bool in_menu = qobject_cast<QMenu*>(parent) != nullptr;
     auto* row = new QHBoxLayout(place);
     // In a menu the label lines up with the other entries' texts behind their pictures.
-    row->setContentsMargins(in_menu ? QMargins(30, 1, 6, 1) : QMargins(4, 0, 4, 0));
+    row->setContentsMargins(in_menu ? QMargins(28, 1, 6, 1) : QMargins(4, 0, 4, 0));
     row->addWidget(label);
-    if (in_menu) row->addStretch();
+    if (in_menu)
+        row->addStretch();
+    else
+        place->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Preferred);
     row->addWidget(box);
     label->setBuddy(box);
     place->setFocusProxy(box);  // a menu gives the focus to the place

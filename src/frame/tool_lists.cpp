@@ -2,7 +2,9 @@
 
 #include <QDrag>
 #include <QDragEnterEvent>
+#include <QKeyEvent>
 #include <QPainter>
+#include <algorithm>
 
 #include "frame/caption_text.h"
 #include "frame/command_surface.h"
@@ -33,6 +35,9 @@ QIcon row_picture(const QAction* action) {
     return QIcon(blank);
 }
 
+/// Rows a little higher than picture and text: easy to hit with a pointer.
+QSize row_size(const QWidget& list) { return {0, std::max(kPictureSize, list.fontMetrics().height()) + 6}; }
+
 void run_drag(QWidget* source, const DraggedTool& dragged, const QIcon& picture) {
     auto* drag = new QDrag(source);
     drag->setMimeData(to_mime(dragged));
@@ -49,7 +54,7 @@ ToolTree::ToolTree(QWidget* parent) : QTreeWidget(parent) {
     setIconSize({kPictureSize, kPictureSize});
     setDragEnabled(true);
     setAcceptDrops(true);
-    setUniformRowHeights(true);
+    setIndentation(16);
 }
 
 void ToolTree::show_tools(const CommandSurface& surface) {
@@ -64,10 +69,12 @@ void ToolTree::show_tools(const CommandSurface& surface) {
         if (!parent_item) {
             parent_item = new QTreeWidgetItem(this, {category});
             parent_item->setFont(0, bold);
+            parent_item->setSizeHint(0, row_size(*this));
             parent_item->setFlags(Qt::ItemIsEnabled | Qt::ItemIsSelectable);
         }
         auto* item = new QTreeWidgetItem(parent_item, {shown_text_with_kind(tool)});
         item->setData(0, kIdRole, tool.id);
+        item->setSizeHint(0, row_size(*this));
         const QAction* action = surface.action(tool.id);
         item->setIcon(0, row_picture(action));
         item->setToolTip(0, action->toolTip());
@@ -134,6 +141,7 @@ void StripList::show_strip(const CommandSurface& surface, const Layout& layout, 
     for (const QString& id : *tools) {
         auto* item = new QListWidgetItem(this);
         item->setData(kIdRole, id);
+        item->setSizeHint(row_size(*this));
         const ToolState* tool = layout.tool(id);
         item->setText(tool ? shown_text_with_kind(*tool) : QString(8, QChar(0x2500)));
         item->setIcon(row_picture(surface.action(id)));
@@ -148,6 +156,11 @@ int StripList::drop_row(QPoint position) const {
     for (int row = 0; row < count(); ++row)
         if (position.y() < visualItemRect(item(row)).center().y()) return row;
     return count();
+}
+
+void StripList::keyPressEvent(QKeyEvent* event) {
+    if (event->key() != Qt::Key_Delete) return QListWidget::keyPressEvent(event);
+    emit removal_wanted();
 }
 
 void StripList::startDrag(Qt::DropActions) {

@@ -44,8 +44,11 @@ class StripList : public QListWidget {
 
   signals:
     void tool_dropped(const DraggedTool& dragged, int before);
+    /// The Delete key.
+    void removal_wanted();
 
   protected:
+    void keyPressEvent(QKeyEvent* event) override;
     void startDrag(Qt::DropActions actions) override;
     void dragEnterEvent(QDragEnterEvent* event) override;
     void dragMoveEvent(QDragMoveEvent* event) override;
