@@ -143,7 +143,7 @@ void ImageView::paintEvent(QPaintEvent*) {
         return;
     }
     if (stale_ || !(cached_ == wanted)) {
-        cache_ = render(engine_.Bitmap(), wanted);
+        cache_ = engine::render(engine_.Bitmap(), wanted);
         cached_ = wanted;
         stale_ = false;
     }
