@@ -5,6 +5,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
+#include <QPainter>
 
 #include "frame/caption_text.h"
 
@@ -30,6 +31,17 @@ class EditBox final : public QLineEdit {
         if (enter) commit();
         // In a menu, Enter and Esc go on to it, which closes it.
         if (!enter || qobject_cast<QMenu*>(window())) QLineEdit::keyPressEvent(event);
+    }
+
+    /// The style's own frame is all but invisible on the background of a dark menu.
+    void paintEvent(QPaintEvent* event) override {
+        QLineEdit::paintEvent(event);
+        QColor edge = palette().color(hasFocus() ? QPalette::Highlight : QPalette::Text);
+        if (!hasFocus()) edge.setAlpha(90);
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(edge);
+        painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), 2, 2);
     }
 
     void focusInEvent(QFocusEvent* event) override {

@@ -31,6 +31,16 @@ QByteArray coloured_svg(const QString& name, const QColor& ink, const QColor& ac
     return svg;
 }
 
+/// A few pictures have colours of their own; disabled, they are grey like the others.
+void drop_colours(QImage& image) {
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x) {
+            const QColor pixel = image.pixelColor(x, y);
+            const int grey = qGray(pixel.rgb());
+            image.setPixelColor(x, y, QColor(grey, grey, grey, pixel.alpha()));
+        }
+}
+
 class PictureEngine final : public QIconEngine {
   public:
     explicit PictureEngine(QString name) : name_(std::move(name)) {}
@@ -52,11 +62,17 @@ class PictureEngine final : public QIconEngine {
         const QColor ink = palette.color(group, role);
         const QColor accent = mode == QIcon::Normal || mode == QIcon::Active ? accent_for(ink) : ink;
         const int side = std::min(size.width(), size.height());
-        const QString key =
-            QStringLiteral("quillmark/%1/%2/%3/%4").arg(name_).arg(side).arg(ink.rgba()).arg(accent.rgba());
+        const QString key = QStringLiteral("quillmark/%1/%2/%3/%4/%5")
+                                .arg(name_)
+                                .arg(side)
+                                .arg(ink.rgba())
+                                .arg(accent.rgba())
+                                .arg(mode == QIcon::Disabled);
         QPixmap result;
         if (QPixmapCache::find(key, &result)) return result;
-        result = QPixmap::fromImage(picture_image(name_, side, ink, accent));
+        QImage drawn = picture_image(name_, side, ink, accent);
+        if (mode == QIcon::Disabled) drop_colours(drawn);
+        result = QPixmap::fromImage(drawn);
         QPixmapCache::insert(key, result);
         return result;
     }
