@@ -1,5 +1,5 @@
-// BMP files of Windows and OS/2, OS/2 bitmap arrays (their entries are pages) with icons and pointers, and DIBs
-// without a file header.
+// BMP files of Windows and OS/2, OS/2 bitmap arrays (their entries are pages) with icons and pointers, and
+// DIBs without a file header.
 #include <algorithm>
 #include <optional>
 
@@ -23,7 +23,9 @@ enum Kind : std::uint16_t {
     kColourPointer = 0x5043  // CP
 };
 
-bool is_icon(int kind) { return kind == kIcon || kind == kPointer || kind == kColourIcon || kind == kColourPointer; }
+bool is_icon(int kind) {
+    return kind == kIcon || kind == kPointer || kind == kColourIcon || kind == kColourPointer;
+}
 bool is_colour_icon(int kind) { return kind == kColourIcon || kind == kColourPointer; }
 
 struct Page {
@@ -61,7 +63,7 @@ Result<std::vector<Page>> find_pages(ByteReader in) {
             at = next;
         }
     }
-    if (pages.empty()) return Error{Fault::truncated, "bitmap file header"};
+    if (pages.empty()) return Error {Fault::truncated, "bitmap file header"};
     return pages;
 }
 
@@ -69,20 +71,21 @@ int clamp_page(int page, std::size_t count) { return std::clamp(page, 1, static_
 
 Result<Outcome> decode_small(const ByteReader& in, const DibHeader& header, const ReadOptions& options) {
     if (header.width > kLargestIconSide || header.height > 2 * kLargestIconSide) {
-        return Error{Fault::too_large, "icon's width or height"};
+        return Error {Fault::too_large, "icon's width or height"};
     }
     RowSink nobody;
     return decode_dib(in, header, options, nobody);
 }
 
-// The mask's upper half says where the icon is transparent; the lower half is the picture of icons without colour.
+// The mask's upper half says where the icon is transparent; the lower half is the picture of icons without
+// colour.
 Result<Bitmap> compose(const Bitmap& halves, const std::optional<Bitmap>& colours, const Limits& limits) {
     const int height = halves.height() / 2;
     const auto mask = copy_rows(halves, 0, height, limits);
     if (!mask) return mask;
     if (colours) {
         const bool same_size = colours->width() == mask->width() && colours->height() == height;
-        return same_size ? with_mask(*colours, *mask, limits) : Result<Bitmap>{*colours};
+        return same_size ? with_mask(*colours, *mask, limits) : Result<Bitmap> {*colours};
     }
     auto picture = copy_rows(halves, height, height, limits);
     if (!picture) return picture;
@@ -90,18 +93,19 @@ Result<Bitmap> compose(const Bitmap& halves, const std::optional<Bitmap>& colour
     return with_mask(*picture, *mask, limits);
 }
 
-// An OS/2 icon or pointer: a mask of double height, for coloured ones followed by the headers of the colour bitmap.
+// An OS/2 icon or pointer: a mask of double height, for coloured ones followed by the headers of the colour
+// bitmap.
 Result<Outcome> decode_icon(const ByteReader& in, const Page& page, const ReadOptions& options) {
     const auto mask_header = read_dib_header(in, page.place);
     if (!mask_header) return mask_header.error();
-    if (mask_header->bits != 1 || mask_header->height < 2) return Error{Fault::malformed, "icon mask"};
+    if (mask_header->bits != 1 || mask_header->height < 2) return Error {Fault::malformed, "icon mask"};
     const auto halves = decode_small(in, *mask_header, options);
     if (!halves) return halves.error();
     std::optional<Bitmap> colours;
     int format_code = halves->format_code;
     if (is_colour_icon(page.kind)) {
         const auto colour_page = read_page(in, mask_header->headers_end);
-        if (!colour_page) return Error{Fault::malformed, "colour icon"};
+        if (!colour_page) return Error {Fault::malformed, "colour icon"};
         const auto header = read_dib_header(in, colour_page->place);
         if (!header) return header.error();
         auto outcome = decode_small(in, *header, options);
@@ -114,7 +118,7 @@ Result<Outcome> decode_icon(const ByteReader& in, const Page& page, const ReadOp
     picture->metadata().hot_spot_x = page.hot_spot_x;
     picture->metadata().hot_spot_y = page.hot_spot_y;
     const int height = picture->height();
-    return Outcome{std::move(*picture), format_code, height, height, {}};
+    return Outcome {std::move(*picture), format_code, height, height, {}};
 }
 
 Result<ImageInfo> page_info(const ByteReader& in, const Page& page, const ReadOptions& options) {
@@ -134,7 +138,9 @@ Result<ImageInfo> page_info(const ByteReader& in, const Page& page, const ReadOp
     return info;
 }
 
-std::uint32_t u16_at(std::span<const std::uint8_t> head, std::size_t at) { return head[at] | head[at + 1] * 256U; }
+std::uint32_t u16_at(std::span<const std::uint8_t> head, std::size_t at) {
+    return head[at] | head[at + 1] * 256U;
+}
 std::uint32_t u32_at(std::span<const std::uint8_t> head, std::size_t at) {
     return u16_at(head, at) | u16_at(head, at + 2) << 16;
 }
@@ -184,10 +190,13 @@ bool probe_headerless(std::span<const std::uint8_t> head) {
     const auto is_depth = [](std::uint32_t bits) {
         return bits == 1 || bits == 4 || bits == 8 || bits == 16 || bits == 24 || bits == 32;
     };
-    if (size == 12) return u16_at(head, 4) > 0 && u16_at(head, 6) > 0 && u16_at(head, 8) == 1 && is_depth(u16_at(head, 10));
+    if (size == 12)
+        return u16_at(head, 4) > 0 && u16_at(head, 6) > 0 && u16_at(head, 8) == 1 &&
+               is_depth(u16_at(head, 10));
     const bool known = size == 40 || size == 52 || size == 56 || size == 64 || size == 108 || size == 124;
-    return known && head.size() >= 40 && u32_at(head, 4) > 0 && u32_at(head, 4) < 0x80000000U && u32_at(head, 8) != 0 &&
-           u16_at(head, 12) == 1 && (is_depth(u16_at(head, 14)) || u16_at(head, 14) == 0) && u32_at(head, 16) <= 6;
+    return known && head.size() >= 40 && u32_at(head, 4) > 0 && u32_at(head, 4) < 0x80000000U &&
+           u32_at(head, 8) != 0 && u16_at(head, 12) == 1 &&
+           (is_depth(u16_at(head, 14)) || u16_at(head, 14) == 0) && u32_at(head, 16) <= 6;
 }
 
 constexpr int kHeaderlessCode = 9;
@@ -222,10 +231,12 @@ constexpr std::string_view kHeaderlessExtensions[] = {"dib"};
 }  // namespace
 
 extern const Codec bmp;
-const Codec bmp{"BMP", kFormats, kExtensions, Pages::one, false, true, probe, info, decode, nullptr, encode_bmp};
+const Codec bmp {"BMP", kFormats, kExtensions, Pages::one, false,     true,
+                 probe, info,     decode,      nullptr,    encode_bmp};
 
 extern const Codec dib;
-const Codec dib{"DIB", kHeaderlessFormats, kHeaderlessExtensions, Pages::one, false, false, probe_headerless,
-                info_headerless, decode_headerless, nullptr, nullptr};
+const Codec dib {"DIB",  kHeaderlessFormats, kHeaderlessExtensions, Pages::one,        false,
+                 false,  probe_headerless,   info_headerless,       decode_headerless, nullptr,
+                 nullptr};
 
 }  // namespace quillmark::imaging::codecs

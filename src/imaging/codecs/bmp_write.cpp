@@ -17,9 +17,10 @@ constexpr int kChunk = 256 << 10;
 // 5 and 6 bits as 8, by which pixels of 5-5-5 files are told from 5-6-5 ones.
 constexpr int scale(int value, int max) { return (value * 255 + max / 2) / max; }
 
-// Whether a green value of 16-bit colour can come from 5 bits, widened by scaling or by repeating its top bits.
+// Whether a green value of 16-bit colour can come from 5 bits, widened by scaling or by repeating its top
+// bits.
 std::array<bool, 256> five_bit_levels() {
-    std::array<bool, 256> known{};
+    std::array<bool, 256> known {};
     for (int v = 0; v < 32; ++v) {
         known[static_cast<std::size_t>(scale(v, 31))] = true;
         known[static_cast<std::size_t>(v << 3 | v >> 2)] = true;
@@ -58,7 +59,8 @@ Result<Plan> make_plan(const Bitmap& bitmap, int format_code) {
     Plan plan;
     plan.os2 = format_code == kOs2Code;
     plan.bits = bitmap.bits();
-    if (plan.os2 && (bitmap.width() > 65'535 || bitmap.height() > 65'535)) return Error{Fault::too_large, "width or height"};
+    if (plan.os2 && (bitmap.width() > 65'535 || bitmap.height() > 65'535))
+        return Error {Fault::too_large, "width or height"};
     plan.is_565 = plan.bits == 16 && !fits_555(bitmap);
     plan.info_header = plan.os2 ? 12 : plan.bits == 32 ? 108 : 40;
     plan.mask_bytes = plan.is_565 ? 12 : 0;
@@ -70,7 +72,7 @@ Result<Plan> make_plan(const Bitmap& bitmap, int format_code) {
     const std::int64_t stride = (static_cast<std::int64_t>(bitmap.width()) * plan.bits + 31) / 32 * 4;
     plan.image_bytes = static_cast<std::uint64_t>(stride * bitmap.height());
     if (plan.image_bytes + plan.bits_at() > std::numeric_limits<std::uint32_t>::max()) {
-        return Error{Fault::too_large, "file size"};
+        return Error {Fault::too_large, "file size"};
     }
     plan.stride = static_cast<std::uint32_t>(stride);
     return plan;
@@ -120,7 +122,7 @@ void write_headers(const Bitmap& bitmap, const Plan& plan, ByteWriter& out) {
     out.u32le(plan.info_header);
     plan.os2 ? write_core_header(bitmap, plan, out) : write_windows_header(bitmap, plan, out);
     for (std::uint32_t i = 0; i < plan.palette_entries; ++i) {
-        const Rgba entry = i < bitmap.palette().size() ? bitmap.palette()[i] : Rgba{};
+        const Rgba entry = i < bitmap.palette().size() ? bitmap.palette()[i] : Rgba {};
         out.u8(entry.b);
         out.u8(entry.g);
         out.u8(entry.r);
@@ -146,7 +148,8 @@ void pack_16(std::span<const std::uint8_t> rgb, std::uint8_t* out, bool is_565) 
 }
 
 // One row as stored; out holds plan.stride bytes, zeros at the end.
-void pack_row(const Bitmap& bitmap, int y, const Plan& plan, std::vector<std::uint8_t>& rgb, std::uint8_t* out) {
+void pack_row(const Bitmap& bitmap, int y, const Plan& plan, std::vector<std::uint8_t>& rgb,
+              std::uint8_t* out) {
     const auto row = bitmap.row(y);
     const auto width = static_cast<std::size_t>(bitmap.width());
     switch (plan.bits) {
@@ -174,11 +177,13 @@ Result<void> encode_bmp(const Bitmap& bitmap, ByteWriter& out, const WriteOption
     for (int row = 0; row < height; row += step) {
         const int count = std::min(step, height - row);
         for (int i = 0; i < count; ++i) {
-            pack_row(bitmap, height - 1 - row - i, *plan, rgb, chunk.data() + static_cast<std::size_t>(i) * plan->stride);
+            pack_row(bitmap, height - 1 - row - i, *plan, rgb,
+                     chunk.data() + static_cast<std::size_t>(i) * plan->stride);
         }
-        out.write(std::span{chunk}.first(static_cast<std::size_t>(count) * plan->stride));
-        if (out.failed()) return Error{Fault::io, "writing"};
-        if (options.progress && !options.progress(row + count, height)) return Error{Fault::cancelled, "bitmap"};
+        out.write(std::span {chunk}.first(static_cast<std::size_t>(count) * plan->stride));
+        if (out.failed()) return Error {Fault::io, "writing"};
+        if (options.progress && !options.progress(row + count, height))
+            return Error {Fault::cancelled, "bitmap"};
     }
     return {};
 }

@@ -8,13 +8,15 @@
 
 namespace quillmark::imaging {
 
-/// Decodes rows of modified Huffman coding (ITU-T T.4, one-dimensional), most significant bit of a byte first.
+/// Decodes rows of modified Huffman coding (ITU-T T.4, one-dimensional), most significant bit of a byte
+/// first.
 class HuffmanRowDecoder {
   public:
-    explicit HuffmanRowDecoder(ByteReader in) : in_{std::move(in)} {}
+    explicit HuffmanRowDecoder(ByteReader in) : in_ {std::move(in)} {}
     /// Fills row with packed pixels, most significant bit first, 0 for white runs and 1 for black ones; width
-    /// pixels, row.size() >= (width + 7) / 8. Skips an end-of-line code before the row. False when the data end, no
-    /// code matches or end-of-line codes close the page: the pixels so far are kept, the rest is white.
+    /// pixels, row.size() >= (width + 7) / 8. Skips an end-of-line code before the row. False when the data
+    /// end, no code matches or end-of-line codes close the page: the pixels so far are kept, the rest is
+    /// white.
     bool decode_row(std::span<std::uint8_t> row, int width);
 
   private:

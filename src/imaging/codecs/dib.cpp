@@ -21,10 +21,12 @@ constexpr std::int64_t kMostProfileBytes = 64 << 20;
 
 // The header's bytes, zero where a cut header ends.
 struct RawHeader {
-    std::array<std::uint8_t, kV5Header> bytes{};
+    std::array<std::uint8_t, kV5Header> bytes {};
     int size = 0;
 
-    std::uint32_t u16(std::size_t at) const { return bytes[at] | static_cast<std::uint32_t>(bytes[at + 1]) << 8; }
+    std::uint32_t u16(std::size_t at) const {
+        return bytes[at] | static_cast<std::uint32_t>(bytes[at + 1]) << 8;
+    }
     std::uint32_t u32(std::size_t at) const { return u16(at) | u16(at + 2) << 16; }
     std::int32_t i32(std::size_t at) const { return static_cast<std::int32_t>(u32(at)); }
 };
@@ -33,12 +35,12 @@ Result<RawHeader> read_raw_header(ByteReader& in, std::int64_t at) {
     RawHeader raw;
     in.seek(at);
     const std::uint32_t size = in.u32le();
-    if (in.failed()) return Error{Fault::truncated, "bitmap header"};
+    if (in.failed()) return Error {Fault::truncated, "bitmap header"};
     const bool plausible = size == kCoreHeader || (size >= kSmallestHeader && size <= kV5Header);
-    if (!plausible) return Error{Fault::malformed, "bitmap header size"};
+    if (!plausible) return Error {Fault::malformed, "bitmap header size"};
     raw.size = static_cast<int>(size);
-    in.read(std::span{raw.bytes}.subspan(4, size - 4));
-    if (in.failed()) return Error{Fault::truncated, "bitmap header"};
+    in.read(std::span {raw.bytes}.subspan(4, size - 4));
+    if (in.failed()) return Error {Fault::truncated, "bitmap header"};
     return raw;
 }
 
@@ -47,7 +49,7 @@ Result<void> read_sides(const RawHeader& raw, DibHeader& header) {
     const std::int64_t width = core ? static_cast<std::int32_t>(raw.u16(4)) : raw.i32(4);
     const std::int64_t height = core ? static_cast<std::int32_t>(raw.u16(6)) : raw.i32(8);
     if (width < 1 || height == 0 || height == std::numeric_limits<std::int32_t>::min()) {
-        return Error{Fault::malformed, "width or height"};
+        return Error {Fault::malformed, "width or height"};
     }
     header.width = static_cast<int>(width);
     header.height = static_cast<int>(height < 0 ? -height : height);
@@ -66,7 +68,8 @@ bool is_os2(const RawHeader& raw, std::uint32_t file_size_field, std::uint32_t c
 bool depth_fits(DibPacking packing, int bits) {
     switch (packing) {
         case DibPacking::none:
-            return bits == 1 || bits == 2 || bits == 4 || bits == 8 || bits == 16 || bits == 24 || bits == 32 || bits == 64;
+            return bits == 1 || bits == 2 || bits == 4 || bits == 8 || bits == 16 || bits == 24 ||
+                   bits == 32 || bits == 64;
         case DibPacking::bitfields: return bits == 16 || bits == 32;
         case DibPacking::rle8: return bits == 8;
         case DibPacking::rle4: return bits == 4;
@@ -91,8 +94,8 @@ Result<DibPacking> packing_of(std::uint32_t compression, int bits, bool os2) {
         case 6: return bits == 24 ? DibPacking::none : DibPacking::bitfields;
         case 11:
         case 12:
-        case 13: return Error{Fault::unsupported, "CMYK bitmap"};
-        default: return Error{Fault::malformed, "bitmap compression"};
+        case 13: return Error {Fault::unsupported, "CMYK bitmap"};
+        default: return Error {Fault::malformed, "bitmap compression"};
     }
 }
 
@@ -105,16 +108,18 @@ bool is_contiguous(std::uint32_t mask) {
 Result<void> check_masks(const DibHeader& header) {
     std::uint32_t seen = 0;
     for (const std::uint32_t mask : header.masks) {
-        if (!is_contiguous(mask) || (mask & seen) != 0) return Error{Fault::malformed, "colour masks"};
+        if (!is_contiguous(mask) || (mask & seen) != 0) return Error {Fault::malformed, "colour masks"};
         seen |= mask;
     }
     return {};
 }
 
-// Masks stand in the header from its version 2 on, and behind a version 1 header. Returns the bytes they take there.
+// Masks stand in the header from its version 2 on, and behind a version 1 header. Returns the bytes they take
+// there.
 std::int64_t read_masks(ByteReader& in, const RawHeader& raw, std::uint32_t compression, DibHeader& header) {
     if (raw.size >= 52 && !header.os2) {
-        for (std::size_t i = 0; i < 4; ++i) header.masks[i] = raw.u32(40 + 4 * i);  // no alpha in 52 bytes: zero
+        for (std::size_t i = 0; i < 4; ++i)
+            header.masks[i] = raw.u32(40 + 4 * i);  // no alpha in 52 bytes: zero
         return 0;
     }
     const std::size_t count = compression == 6 ? 4 : 3;
@@ -147,17 +152,19 @@ void find_profile(const RawHeader& raw, std::int64_t header_at, std::int64_t fil
     header.profile_bytes = size;
 }
 
-// Where palette and pixels lie. The declared offset of the pixels is not always to be trusted, and palettes come
-// shorter and with fewer bytes an entry than they should.
-Result<void> locate_pixels(const RawHeader& raw, const DibPlace& place, std::int64_t file_size, DibHeader& header) {
+// Where palette and pixels lie. The declared offset of the pixels is not always to be trusted, and palettes
+// come shorter and with fewer bytes an entry than they should.
+Result<void> locate_pixels(const RawHeader& raw, const DibPlace& place, std::int64_t file_size,
+                           DibHeader& header) {
     const bool core = raw.size == kCoreHeader;
     const std::uint32_t used = core ? 0 : raw.u32(32);
     const bool indexed = header.bits >= 1 && header.bits <= 8;
     const std::uint32_t full = indexed ? 1U << header.bits : 0;
     header.palette_entry_bytes = core ? 3 : 4;
-    if (indexed && std::int64_t{used} * 4 > file_size) return Error{Fault::malformed, "palette size"};
+    if (indexed && std::int64_t {used} * 4 > file_size) return Error {Fault::malformed, "palette size"};
     const std::int64_t space = place.bits_at - header.palette_at;
-    if (!core && (used == 0 || used == full) && indexed && space == 3 * std::int64_t{full}) header.palette_entry_bytes = 3;
+    if (!core && (used == 0 || used == full) && indexed && space == 3 * std::int64_t {full})
+        header.palette_entry_bytes = 3;
 
     const std::uint32_t hinted = used <= 256 ? used : 0;  // colours of true-colour bitmaps are a hint to skip
     std::int64_t entries = indexed ? (used == 0 ? full : used) : hinted;
@@ -167,8 +174,10 @@ Result<void> locate_pixels(const RawHeader& raw, const DibPlace& place, std::int
         header.bits_at = header.headers_end;
     } else if (place.bits_at < header.headers_end && indexed) {
         const bool room_for_both = header.headers_end + header.row_stride() * header.height <= file_size;
-        if (header.packing == DibPacking::none && room_for_both) header.bits_at = header.headers_end;
-        else entries = space / header.palette_entry_bytes;
+        if (header.packing == DibPacking::none && room_for_both)
+            header.bits_at = header.headers_end;
+        else
+            entries = space / header.palette_entry_bytes;
     }
     header.palette_entries = static_cast<int>(std::min<std::int64_t>(entries, full));
     return {};
@@ -179,8 +188,10 @@ void settle_jpeg(ByteReader& in, DibHeader& header) {
     if (header.packing != DibPacking::jpeg && header.packing != DibPacking::rle24) return;
     in.seek(header.bits_at);
     const bool starts_as_jpeg = in.u8() == 0xFF && in.u8() == 0xD8 && in.u8() == 0xFF;
-    if (starts_as_jpeg) header.packing = DibPacking::jpeg;
-    else if (header.bits == 24) header.packing = DibPacking::rle24;
+    if (starts_as_jpeg)
+        header.packing = DibPacking::jpeg;
+    else if (header.bits == 24)
+        header.packing = DibPacking::rle24;
 }
 
 Palette read_palette(ByteReader in, const DibHeader& header) {
@@ -201,10 +212,13 @@ void set_facts(const ByteReader& in, const DibHeader& header, Bitmap& bitmap) {
     metadata.resolution = header.resolution;
     if (header.profile_bytes == 0) return;
     ByteReader profile = in.sub(header.profile_at, header.profile_bytes);
-    metadata.icc = std::make_shared<const std::vector<std::uint8_t>>(profile.bytes(static_cast<std::size_t>(header.profile_bytes)));
+    metadata.icc = std::make_shared<const std::vector<std::uint8_t>>(
+        profile.bytes(static_cast<std::size_t>(header.profile_bytes)));
 }
 
-bool is_embedded(const DibHeader& header) { return header.packing == DibPacking::jpeg || header.packing == DibPacking::png; }
+bool is_embedded(const DibHeader& header) {
+    return header.packing == DibPacking::jpeg || header.packing == DibPacking::png;
+}
 
 const Codec& embedded_codec(const DibHeader& header) {
     return header.packing == DibPacking::jpeg ? codecs::jpeg : codecs::png;
@@ -218,18 +232,20 @@ ByteReader embedded_stream(const ByteReader& in, const DibHeader& header) {
 
 Result<ImageInfo> embedded_info(const ByteReader& in, const DibHeader& header, const ReadOptions& options) {
     const ByteReader stream = embedded_stream(in, header);
-    std::array<std::uint8_t, 64> head{};
+    std::array<std::uint8_t, 64> head {};
     ByteReader start = stream;
     const std::size_t count = start.read(head);
-    if (!embedded_codec(header).probe(std::span{head}.first(count))) return Error{Fault::malformed, "embedded image"};
+    if (!embedded_codec(header).probe(std::span {head}.first(count)))
+        return Error {Fault::malformed, "embedded image"};
     auto info = embedded_codec(header).info(stream, options);
     if (info && (info->width != header.width || info->height != header.height)) {
-        return Error{Fault::malformed, "embedded image's size"};
+        return Error {Fault::malformed, "embedded image's size"};
     }
     return info;
 }
 
-Result<Outcome> decode_embedded(const ByteReader& in, const DibHeader& header, ReadOptions options, RowSink& sink) {
+Result<Outcome> decode_embedded(const ByteReader& in, const DibHeader& header, ReadOptions options,
+                                RowSink& sink) {
     options.page = 1;
     options.reduce = 1;
     const auto info = embedded_info(in, header, options);
@@ -238,7 +254,7 @@ Result<Outcome> decode_embedded(const ByteReader& in, const DibHeader& header, R
     if (!outcome) return outcome;
     outcome->format_code = dib_format_code(header);
     Resolution& resolution = outcome->bitmap.metadata().resolution;
-    if (resolution == Resolution{}) resolution = header.resolution;
+    if (resolution == Resolution {}) resolution = header.resolution;
     return outcome;
 }
 
@@ -258,7 +274,8 @@ bool make_opaque_if_invisible(Bitmap& bitmap) {
     return true;
 }
 
-Result<int> read_rows(const ByteReader& in, const DibHeader& header, int present, Bitmap& bitmap, RowSink& sink) {
+Result<int> read_rows(const ByteReader& in, const DibHeader& header, int present, Bitmap& bitmap,
+                      RowSink& sink) {
     switch (header.packing) {
         case DibPacking::none:
         case DibPacking::bitfields: return dib::read_raw_rows(in, header, present, bitmap, sink);
@@ -282,19 +299,19 @@ Result<DibHeader> read_dib_header(ByteReader in, const DibPlace& place) {
     const auto packing = packing_of(compression, header.bits, header.os2);
     if (!packing) return packing.error();
     header.packing = *packing;
-    if (!depth_fits(header.packing, header.bits)) return Error{Fault::malformed, "bits per pixel"};
+    if (!depth_fits(header.packing, header.bits)) return Error {Fault::malformed, "bits per pixel"};
 
     header.palette_at = place.header_at + raw->size;
     const bool masked = compression == 3 || compression == 6;
     if (masked && header.bits >= 16) header.palette_at += read_masks(in, *raw, compression, header);
     settle_masks(header);
-    if (in.failed()) return Error{Fault::truncated, "colour masks"};
+    if (in.failed()) return Error {Fault::truncated, "colour masks"};
     if (const auto masks = check_masks(header); !masks) return masks.error();
     header.image_bytes = core ? 0 : raw->u32(20);
     header.resolution = resolution_of(*raw, header.os2);
     find_profile(*raw, place.header_at, in.size(), header);
     if (const auto located = locate_pixels(*raw, place, in.size(), header); !located) return located.error();
-    if (header.bits_at >= in.size()) return Error{Fault::truncated, "pixels"};
+    if (header.bits_at >= in.size()) return Error {Fault::truncated, "pixels"};
     settle_jpeg(in, header);
     return header;
 }
@@ -334,7 +351,7 @@ Result<ImageInfo> dib_info(const ByteReader& in, const DibHeader& header, const 
         info.orientation = embedded->orientation;
         info.resolution = embedded->resolution;
     }
-    if (info.resolution == Resolution{}) info.resolution = header.resolution;
+    if (info.resolution == Resolution {}) info.resolution = header.resolution;
     info.format_code = dib_format_code(header);
     info.width = header.width;
     info.height = header.height;
@@ -342,14 +359,15 @@ Result<ImageInfo> dib_info(const ByteReader& in, const DibHeader& header, const 
     return info;
 }
 
-Result<Outcome> decode_dib(const ByteReader& in, const DibHeader& header, const ReadOptions& options, RowSink& sink) {
+Result<Outcome> decode_dib(const ByteReader& in, const DibHeader& header, const ReadOptions& options,
+                           RowSink& sink) {
     if (is_embedded(header)) return decode_embedded(in, header, options, sink);
     const int bits = loaded_bits(header);
     const auto size = Bitmap::check_size(header.width, header.height, bits, options.limits);
     if (!size) return size.error();
     const bool raw = header.packing == DibPacking::none || header.packing == DibPacking::bitfields;
     const int present = raw ? dib::rows_present(in, header) : 0;
-    if (raw && present == 0) return Error{Fault::truncated, "pixels"};
+    if (raw && present == 0) return Error {Fault::truncated, "pixels"};
     // Runs may leave pixels out, and a file that is cut short must not cost the memory that it declares.
     const bool whole = raw && present == header.height;
     auto bitmap = whole ? Bitmap::create_unfilled(header.width, header.height, bits, options.limits)
@@ -360,11 +378,12 @@ Result<Outcome> decode_dib(const ByteReader& in, const DibHeader& header, const 
     sink.begin(*bitmap);
     const auto rows = read_rows(in, header, present, *bitmap, sink);
     if (!rows) return rows.error();
-    if (*rows == 0) return Error{Fault::truncated, "pixels"};
-    if (!header.keep_alpha && make_opaque_if_invisible(*bitmap) && !sink.rows(*bitmap, 0, header.height, header.height, header.height)) {
-        return Error{Fault::cancelled, "bitmap"};
+    if (*rows == 0) return Error {Fault::truncated, "pixels"};
+    if (!header.keep_alpha && make_opaque_if_invisible(*bitmap) &&
+        !sink.rows(*bitmap, 0, header.height, header.height, header.height)) {
+        return Error {Fault::cancelled, "bitmap"};
     }
-    Outcome outcome{std::move(*bitmap), dib_format_code(header), *rows, header.height, {}};
+    Outcome outcome {std::move(*bitmap), dib_format_code(header), *rows, header.height, {}};
     if (*rows < header.height) outcome.warnings.push_back("pixel data end early");
     return outcome;
 }

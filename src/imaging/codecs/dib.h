@@ -15,13 +15,13 @@ enum class DibPacking : std::uint8_t { none, bitfields, rle8, rle4, rle24, huffm
 
 /// A DIB header, checked: sides are positive, bits fit the packing, masks are contiguous.
 struct DibHeader {
-    int header_bytes = 0;      ///< 12: OS/2 1.x; 16 to 124: all others
-    bool os2 = false;          ///< OS/2 2.x rather than Windows
+    int header_bytes = 0;  ///< 12: OS/2 1.x; 16 to 124: all others
+    bool os2 = false;      ///< OS/2 2.x rather than Windows
     int width = 0, height = 0;
-    bool top_down = false;     ///< the first row stored is the top one
-    int bits = 0;              ///< stored bits per pixel: 1, 2, 4, 8, 16, 24, 32 or 64; 0 for JPEG and PNG
+    bool top_down = false;  ///< the first row stored is the top one
+    int bits = 0;           ///< stored bits per pixel: 1, 2, 4, 8, 16, 24, 32 or 64; 0 for JPEG and PNG
     DibPacking packing = DibPacking::none;
-    std::array<std::uint32_t, 4> masks{};  ///< red, green, blue, alpha of 16 and 32 bits; 0: no such channel
+    std::array<std::uint32_t, 4> masks {};  ///< red, green, blue, alpha of 16 and 32 bits; 0: no such channel
     bool keep_alpha = false;  ///< alpha that is 0 everywhere stays so instead of being taken as missing
     std::int64_t palette_at = 0;
     int palette_entries = 0;
@@ -60,10 +60,11 @@ Result<ImageInfo> dib_info(const ByteReader& in, const DibHeader& header, const 
 
 /// Decodes the pixels. A 32-bit picture whose alpha is 0 everywhere is shown opaque.
 /// Faults: truncated (not one row), malformed, unsupported, too_large, out_of_memory, cancelled.
-Result<Outcome> decode_dib(const ByteReader& in, const DibHeader& header, const ReadOptions& options, RowSink& sink);
+Result<Outcome> decode_dib(const ByteReader& in, const DibHeader& header, const ReadOptions& options,
+                           RowSink& sink);
 
-/// Writes a whole BMP file: OS/2 1.x for format code 14, Windows otherwise. The header is the 40-byte one, for 32
-/// bits the 108-byte one with an alpha mask; 16 bits become 5-5-5 when that loses nothing, else 5-6-5.
+/// Writes a whole BMP file: OS/2 1.x for format code 14, Windows otherwise. The header is the 40-byte one,
+/// for 32 bits the 108-byte one with an alpha mask; 16 bits become 5-5-5 when that loses nothing, else 5-6-5.
 /// Faults: too_large (a side over 65,535 for OS/2 1.x, a file over 4 GB), cancelled, io.
 Result<void> encode_bmp(const Bitmap& bitmap, ByteWriter& out, const WriteOptions& options);
 
@@ -78,7 +79,8 @@ inline int display_row(const DibHeader& header, int file_row) {
 
 /// Rows of uncompressed pixels (none, bitfields) that the file holds.
 int rows_present(const ByteReader& in, const DibHeader& header);
-Result<int> read_raw_rows(const ByteReader& in, const DibHeader& header, int rows, Bitmap& bitmap, RowSink& sink);
+Result<int> read_raw_rows(const ByteReader& in, const DibHeader& header, int rows, Bitmap& bitmap,
+                          RowSink& sink);
 /// RLE8, RLE4 and RLE24. bitmap starts as zeros: pixels that the runs leave out keep index 0.
 Result<int> read_rle_rows(const ByteReader& in, const DibHeader& header, Bitmap& bitmap, RowSink& sink);
 Result<int> read_huffman_rows(const ByteReader& in, const DibHeader& header, Bitmap& bitmap, RowSink& sink);

@@ -4,6 +4,7 @@
 
 #include "imaging/codecs/ccitt.h"
 #include "imaging/codecs/dib.h"
+#include "imaging/swizzle.h"
 
 namespace quillmark::imaging::dib {
 namespace {
@@ -13,7 +14,8 @@ constexpr int kReportRows = 64;
 // Tells the sink of rows in steps. Rows are counted in file order.
 class Steps {
   public:
-    Steps(const DibHeader& header, const Bitmap& bitmap, RowSink& sink) : header_{header}, bitmap_{bitmap}, sink_{sink} {}
+    Steps(const DibHeader& header, const Bitmap& bitmap, RowSink& sink)
+        : header_ {header}, bitmap_ {bitmap}, sink_ {sink} {}
 
     /// Rows before `row` are complete. False: the user stopped.
     bool reached(int row) { return row - told_ < kReportRows || tell(row); }
@@ -32,39 +34,54 @@ class Steps {
     int told_ = 0;
 };
 
-// The three flavours: how a run repeats and how literals lie in the file. Counts are pixels and already clipped.
+// The three flavours: how a run repeats and how literals lie in the file. Both draw pixels [first, first +
+// count) of the run, because it may be split at the end of a row.
 struct Rle8 {
+    using Colour = std::uint8_t;
     static constexpr std::size_t kPixelBytes = 1;
-    static std::size_t literal_bytes(std::size_t count) { return (count + 1) & ~std::size_t{1}; }
-    static void run(std::uint8_t* out, std::size_t count, std::uint8_t value, ByteReader&) { std::memset(out, value, count); }
-    static void literals(std::uint8_t* out, std::size_t count, const std::uint8_t* data) { std::memcpy(out, data, count); }
+    static std::size_t literal_bytes(std::size_t count) { return (count + 1) & ~std::size_t {1}; }
+    static Colour colour(std::uint8_t value, ByteReader&) { return value; }
+    static void run(std::uint8_t* out, std::size_t, std::size_t count, Colour value) {
+        std::memset(out, value, count);
+    }
+    static void literals(std::uint8_t* out, std::size_t first, std::size_t count, const std::uint8_t* data) {
+        std::memcpy(out, data + first, count);
+    }
 };
 
 struct Rle4 {
+    using Colour = std::uint8_t;
     static constexpr std::size_t kPixelBytes = 1;
     static std::size_t literal_bytes(std::size_t count) { return (count + 3) / 4 * 2; }
-    static void run(std::uint8_t* out, std::size_t count, std::uint8_t value, ByteReader&) {
-        const std::uint8_t high = value >> 4, low = value & 15;
-        if (high == low) {
-            std::memset(out, high, count);
+    static Colour colour(std::uint8_t value, ByteReader&) { return value; }
+    static std::uint8_t nibble(std::uint8_t pair, std::size_t i) {
+        return i % 2 == 0 ? pair >> 4 : pair & 15;
+    }
+    static void run(std::uint8_t* out, std::size_t first, std::size_t count, Colour pair) {
+        if (pair >> 4 == (pair & 15)) {
+            std::memset(out, pair & 15, count);
             return;
         }
-        for (std::size_t i = 0; i < count; ++i) out[i] = i % 2 == 0 ? high : low;
+        for (std::size_t i = 0; i < count; ++i) out[i] = nibble(pair, first + i);
     }
-    static void literals(std::uint8_t* out, std::size_t count, const std::uint8_t* data) {
-        for (std::size_t i = 0; i < count; ++i) out[i] = i % 2 == 0 ? data[i / 2] >> 4 : data[i / 2] & 15;
+    static void literals(std::uint8_t* out, std::size_t first, std::size_t count, const std::uint8_t* data) {
+        for (std::size_t i = 0; i < count; ++i) out[i] = nibble(data[(first + i) / 2], first + i);
     }
 };
 
 struct Rle24 {
+    using Colour = std::array<std::uint8_t, 3>;
     static constexpr std::size_t kPixelBytes = 3;
-    static std::size_t literal_bytes(std::size_t count) { return (3 * count + 1) & ~std::size_t{1}; }
-    static void run(std::uint8_t* out, std::size_t count, std::uint8_t blue, ByteReader& in) {
+    static std::size_t literal_bytes(std::size_t count) { return (3 * count + 1) & ~std::size_t {1}; }
+    static Colour colour(std::uint8_t blue, ByteReader& in) {
         const std::uint8_t green = in.u8(), red = in.u8();
-        for (std::size_t i = 0; i < count; ++i, out += 3) out[0] = red, out[1] = green, out[2] = blue;
+        return {red, green, blue};
     }
-    static void literals(std::uint8_t* out, std::size_t count, const std::uint8_t* data) {
-        for (std::size_t i = 0; i < count; ++i, out += 3, data += 3) out[0] = data[2], out[1] = data[1], out[2] = data[0];
+    static void run(std::uint8_t* out, std::size_t, std::size_t count, const Colour& colour) {
+        for (std::size_t i = 0; i < count; ++i, out += 3) std::memcpy(out, colour.data(), 3);
+    }
+    static void literals(std::uint8_t* out, std::size_t first, std::size_t count, const std::uint8_t* data) {
+        swap_rgb24(data + 3 * first, out, count);
     }
 };
 
@@ -72,41 +89,55 @@ template <typename Flavour>
 class RleDecoder {
   public:
     RleDecoder(const ByteReader& in, const DibHeader& header, Bitmap& bitmap, RowSink& sink)
-        : in_{in.sub(header.bits_at)}, header_{header}, bitmap_{bitmap}, steps_{header, bitmap, sink} {}
+        : in_ {in.sub(header.bits_at)}, header_ {header}, bitmap_ {bitmap}, steps_ {header, bitmap, sink} {}
 
     Result<int> decode() {
         while (y_ < header_.height && !ended_) {
             const std::uint8_t count = in_.u8(), value = in_.u8();
             if (in_.failed()) break;
-            if (count > 0) run(count, value);
-            else escape(value);
-            if (!steps_.reached(y_)) return Error{Fault::cancelled, "bitmap"};
+            if (count > 0)
+                run(count, value);
+            else
+                escape(value);
+            if (!steps_.reached(y_)) return Error {Fault::cancelled, "bitmap"};
         }
         if (!drawn_) return 0;
         // Rows that the end code leaves out are blank on purpose.
-        const bool row_done = y_ < header_.height && x_ >= header_.width;
-        const int rows = ended_ ? header_.height : std::min(y_ + (row_done ? 1 : 0), header_.height);
-        if (!steps_.tell(rows)) return Error{Fault::cancelled, "bitmap"};
+        const auto reached =
+            static_cast<int>(std::min<std::int64_t>(y_ + x_ / header_.width, header_.height));
+        const int rows = ended_ ? header_.height : reached;
+        if (!steps_.tell(rows)) return Error {Fault::cancelled, "bitmap"};
         return rows;
     }
 
   private:
     static constexpr int kEndOfRow = 0, kEndOfBitmap = 1, kMove = 2;
 
-    std::uint8_t* position() {
-        return bitmap_.writable_row(display_row(header_, y_)).data() + static_cast<std::size_t>(x_) * Flavour::kPixelBytes;
-    }
-    // Of count pixels, those that still fit in the row.
-    std::size_t fitting(int count) const { return static_cast<std::size_t>(std::min(count, header_.width - x_)); }
-    void advance(std::size_t count) {
-        x_ += static_cast<int>(count);
+    // Draws count pixels. Those past the end of a row go to the next one: some writers count a row's padding,
+    // and a few leave the ends of rows out.
+    template <typename Draw>
+    void place(int count, const Draw& draw) {
         drawn_ = true;
+        for (int done = 0; done < count;) {
+            const bool inside = x_ < header_.width;
+            const std::int64_t row = inside ? y_ : y_ + x_ / header_.width;
+            const int column = static_cast<int>(inside ? x_ : x_ % header_.width);
+            if (row >= header_.height) return;
+            const int part = std::min(count - done, header_.width - column);
+            std::uint8_t* out = bitmap_.writable_row(display_row(header_, static_cast<int>(row))).data();
+            draw(out + static_cast<std::size_t>(column) * Flavour::kPixelBytes,
+                 static_cast<std::size_t>(done), static_cast<std::size_t>(part));
+            done += part;
+            x_ += part;
+        }
     }
 
     void run(int count, std::uint8_t value) {
-        const std::size_t room = fitting(count);
-        Flavour::run(position(), room, value, in_);
-        if (!in_.failed()) advance(room);
+        const auto colour = Flavour::colour(value, in_);
+        if (in_.failed()) return;
+        place(count, [&](std::uint8_t* out, std::size_t first, std::size_t part) {
+            Flavour::run(out, first, part, colour);
+        });
     }
 
     void escape(int code) {
@@ -122,25 +153,26 @@ class RleDecoder {
         }
     }
 
-    void move(int dx, int dy) {
-        x_ = std::min(x_ + dx, header_.width);
+    void move(std::int64_t dx, int dy) {
+        x_ += dx;
         y_ = std::min(y_ + dy, header_.height);
     }
 
     void literals(int count) {
         std::array<std::uint8_t, 3 * 256> data;
-        in_.read(std::span{data}.first(Flavour::literal_bytes(static_cast<std::size_t>(count))));
-        // What a cut file still delivers is drawn; the loop then ends.
-        const std::size_t room = fitting(count);
-        Flavour::literals(position(), room, data.data());
-        advance(room);
+        in_.read(std::span {data}.first(Flavour::literal_bytes(static_cast<std::size_t>(count))));
+        if (in_.failed()) return;
+        place(count, [&](std::uint8_t* out, std::size_t first, std::size_t part) {
+            Flavour::literals(out, first, part, data.data());
+        });
     }
 
     ByteReader in_;
     const DibHeader& header_;
     Bitmap& bitmap_;
     Steps steps_;
-    int x_ = 0, y_ = 0;
+    std::int64_t x_ = 0;
+    int y_ = 0;
     bool ended_ = false, drawn_ = false;
 };
 
@@ -148,20 +180,21 @@ class RleDecoder {
 
 Result<int> read_rle_rows(const ByteReader& in, const DibHeader& header, Bitmap& bitmap, RowSink& sink) {
     switch (header.packing) {
-        case DibPacking::rle8: return RleDecoder<Rle8>{in, header, bitmap, sink}.decode();
-        case DibPacking::rle4: return RleDecoder<Rle4>{in, header, bitmap, sink}.decode();
-        default: return RleDecoder<Rle24>{in, header, bitmap, sink}.decode();
+        case DibPacking::rle8: return RleDecoder<Rle8> {in, header, bitmap, sink}.decode();
+        case DibPacking::rle4: return RleDecoder<Rle4> {in, header, bitmap, sink}.decode();
+        default: return RleDecoder<Rle24> {in, header, bitmap, sink}.decode();
     }
 }
 
 Result<int> read_huffman_rows(const ByteReader& in, const DibHeader& header, Bitmap& bitmap, RowSink& sink) {
-    HuffmanRowDecoder decoder{in.sub(header.bits_at)};
-    Steps steps{header, bitmap, sink};
+    HuffmanRowDecoder decoder {in.sub(header.bits_at)};
+    Steps steps {header, bitmap, sink};
     int row = 0;
-    while (row < header.height && decoder.decode_row(bitmap.writable_row(display_row(header, row)), header.width)) {
-        if (!steps.reached(++row)) return Error{Fault::cancelled, "bitmap"};
+    while (row < header.height &&
+           decoder.decode_row(bitmap.writable_row(display_row(header, row)), header.width)) {
+        if (!steps.reached(++row)) return Error {Fault::cancelled, "bitmap"};
     }
-    if (!steps.tell(row)) return Error{Fault::cancelled, "bitmap"};
+    if (!steps.tell(row)) return Error {Fault::cancelled, "bitmap"};
     return row;
 }
 

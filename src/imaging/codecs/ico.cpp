@@ -1,6 +1,6 @@
-// Windows icons and cursors. Page 1 is the largest, deepest entry, the one worth showing; the other entries follow
-// as pages 2, 3 ... in file order. Of the directory only offset, size and hot spot are believed, the rest is read
-// from the images.
+// Windows icons and cursors. Page 1 is the largest, deepest entry, the one worth showing; the other entries
+// follow as pages 2, 3 ... in file order. Of the directory only offset, size and hot spot are believed, the
+// rest is read from the images.
 #include <algorithm>
 
 #include "imaging/codecs/dib.h"
@@ -35,7 +35,7 @@ struct Directory {
 };
 
 bool has_png_signature(ByteReader in) {
-    std::array<std::uint8_t, sizeof kPngSignature> start{};
+    std::array<std::uint8_t, sizeof kPngSignature> start {};
     in.read(start);
     return std::ranges::equal(start, kPngSignature);
 }
@@ -52,7 +52,8 @@ bool read_dib_entry(const ByteReader& data, Entry& entry) {
     if (!dib || (dib->packing != DibPacking::none && dib->packing != DibPacking::bitfields)) return false;
     if (!counts_colours_only(entry, *dib, data.size())) dib->height /= 2;
     if (dib->width > kLargestSide || dib->height > kLargestSide) return false;
-    if (dib->bits == 32 && dib->packing == DibPacking::none) dib->masks = {0xFF0000, 0x00FF00, 0x0000FF, 0xFF000000};
+    if (dib->bits == 32 && dib->packing == DibPacking::none)
+        dib->masks = {0xFF0000, 0x00FF00, 0x0000FF, 0xFF000000};
     dib->keep_alpha = true;
     entry.dib = *dib;
     entry.width = dib->width;
@@ -88,7 +89,7 @@ Entry read_entry(ByteReader& in, bool cursor) {
 }
 
 bool shows_less(const Entry& a, const Entry& b) {
-    const std::int64_t area_a = std::int64_t{a.width} * a.height, area_b = std::int64_t{b.width} * b.height;
+    const std::int64_t area_a = std::int64_t {a.width} * a.height, area_b = std::int64_t {b.width} * b.height;
     return area_a != area_b ? area_a < area_b : a.bits < b.bits;
 }
 
@@ -97,8 +98,8 @@ Result<Directory> read_directory(ByteReader in, const ReadOptions& options) {
     in.skip(2);
     const int type = in.u16le();
     const int count = in.u16le();
-    if (in.failed()) return Error{Fault::truncated, "icon directory"};
-    if (count < 1 || count > kMostEntries) return Error{Fault::malformed, "number of icons"};
+    if (in.failed()) return Error {Fault::truncated, "icon directory"};
+    if (count < 1 || count > kMostEntries) return Error {Fault::malformed, "number of icons"};
     directory.format_code = type == kCursorType ? kCursorCode : kIconCode;
     for (int i = 0; i < count; ++i) {
         Entry entry = read_entry(in, type == kCursorType);
@@ -106,7 +107,7 @@ Result<Directory> read_directory(ByteReader in, const ReadOptions& options) {
         const bool inside = entry.offset >= kDirectory + kEntry && entry.offset < in.size();
         if (inside && read_image_facts(in, options, entry)) directory.pages.push_back(entry);
     }
-    if (directory.pages.empty()) return Error{Fault::malformed, "icon images"};
+    if (directory.pages.empty()) return Error {Fault::malformed, "icon images"};
     const auto best = std::ranges::max_element(directory.pages, shows_less);
     std::rotate(directory.pages.begin(), best, best + 1);
     return directory;
@@ -147,13 +148,15 @@ void make_opaque(Bitmap& bitmap) {
     }
 }
 
-// The colours with the mask applied. 32-bit images have alpha of their own; old writers leave it 0 everywhere.
+// The colours with the mask applied. 32-bit images have alpha of their own; old writers leave it 0
+// everywhere.
 Result<Outcome> decode_dib_entry(const ByteReader& in, const Entry& entry, const ReadOptions& options) {
     const ByteReader data = in.sub(entry.offset);
     const std::int64_t colours_end = entry.dib.bits_at + entry.dib.row_stride() * entry.height;
     RowSink nobody;
-    auto outcome = decode_dib(data.sub(0, std::max(colours_end, entry.dib.profile_at + entry.dib.profile_bytes)), entry.dib,
-                              options, nobody);
+    auto outcome =
+        decode_dib(data.sub(0, std::max(colours_end, entry.dib.profile_at + entry.dib.profile_bytes)),
+                   entry.dib, options, nobody);
     if (!outcome) return outcome;
     Bitmap& picture = outcome->bitmap;
     const bool alpha = picture.layout() == Layout::rgba32;
@@ -167,10 +170,12 @@ Result<Outcome> decode_dib_entry(const ByteReader& in, const Entry& entry, const
     return outcome;
 }
 
-Result<Outcome> decode_entry(const ByteReader& in, const Entry& entry, int format_code, ReadOptions options, RowSink& sink) {
+Result<Outcome> decode_entry(const ByteReader& in, const Entry& entry, int format_code, ReadOptions options,
+                             RowSink& sink) {
     options.page = 1;
     options.reduce = 1;
-    auto outcome = entry.is_png ? png.decode(in.sub(entry.offset), options, sink) : decode_dib_entry(in, entry, options);
+    auto outcome =
+        entry.is_png ? png.decode(in.sub(entry.offset), options, sink) : decode_dib_entry(in, entry, options);
     if (!outcome) return outcome;
     outcome->format_code = format_code;
     outcome->bitmap.metadata().hot_spot_x = entry.hot_spot_x;
@@ -179,7 +184,9 @@ Result<Outcome> decode_entry(const ByteReader& in, const Entry& entry, int forma
     return deliver(std::move(outcome->bitmap), format_code, outcome->rows_shown, sink);
 }
 
-std::uint32_t u16_at(std::span<const std::uint8_t> head, std::size_t at) { return head[at] | head[at + 1] * 256U; }
+std::uint32_t u16_at(std::span<const std::uint8_t> head, std::size_t at) {
+    return head[at] | head[at + 1] * 256U;
+}
 std::uint32_t u32_at(std::span<const std::uint8_t> head, std::size_t at) {
     return u16_at(head, at) | u16_at(head, at + 2) << 16;
 }
@@ -191,16 +198,18 @@ bool probe_type(std::span<const std::uint8_t> head, std::uint32_t type) {
     if (count < 1 || count > kMostEntries) return false;
     const std::uint32_t at = u32_at(head, 18);
     if (at < kDirectory + kEntry * count || u32_at(head, 14) == 0) return false;
-    if (std::size_t{at} + 4 > head.size()) return true;
+    if (std::size_t {at} + 4 > head.size()) return true;
     const std::uint32_t start = u32_at(head, at);
-    return start == 12 || (start >= 16 && start <= 124) || std::equal(kPngSignature, kPngSignature + 4, head.data() + at);
+    return start == 12 || (start >= 16 && start <= 124) ||
+           std::equal(kPngSignature, kPngSignature + 4, head.data() + at);
 }
 
 bool probe_icon(std::span<const std::uint8_t> head) { return probe_type(head, kIconType); }
 bool probe_cursor(std::span<const std::uint8_t> head) { return probe_type(head, kCursorType); }
 
 const Entry& page_of(const Directory& directory, int page) {
-    return directory.pages[static_cast<std::size_t>(std::clamp(page, 1, static_cast<int>(directory.pages.size())) - 1)];
+    return directory
+        .pages[static_cast<std::size_t>(std::clamp(page, 1, static_cast<int>(directory.pages.size())) - 1)];
 }
 
 Result<ImageInfo> info(ByteReader in, const ReadOptions& options) {
@@ -239,9 +248,11 @@ constexpr std::string_view kCursorExtensions[] = {"cur"};
 }  // namespace
 
 extern const Codec ico;
-const Codec ico{"ICO", kIconFormats, kIconExtensions, Pages::many, false, true, probe_icon, info, decode, nullptr, nullptr};
+const Codec ico {"ICO",      kIconFormats, kIconExtensions, Pages::many, false,  true,
+                 probe_icon, info,         decode,          nullptr,     nullptr};
 
 extern const Codec cur;
-const Codec cur{"CUR", kCursorFormats, kCursorExtensions, Pages::many, false, true, probe_cursor, info, decode, nullptr, nullptr};
+const Codec cur {"CUR", kCursorFormats, kCursorExtensions, Pages::many, false, true, probe_cursor,
+                 info,  decode,         nullptr,           nullptr};
 
 }  // namespace quillmark::imaging::codecs

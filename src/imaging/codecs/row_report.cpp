@@ -4,11 +4,14 @@ namespace quillmark::imaging {
 
 bool RowReporter::finished(int first, int last) {
     {
-        const std::scoped_lock lock{mutex_};
+        const std::scoped_lock lock {mutex_};
         // Bottom-up files finish their rows in descending order.
-        if (!pending_.empty() && pending_.back().second == first) pending_.back().second = last;
-        else if (!pending_.empty() && pending_.back().first == last) pending_.back().first = first;
-        else pending_.emplace_back(first, last);
+        if (!pending_.empty() && pending_.back().second == first)
+            pending_.back().second = last;
+        else if (!pending_.empty() && pending_.back().first == last)
+            pending_.back().first = first;
+        else
+            pending_.emplace_back(first, last);
     }
     if (std::this_thread::get_id() == owner_) report();
     return !stopped();
@@ -22,7 +25,7 @@ bool RowReporter::close() {
 void RowReporter::report() {
     std::vector<std::pair<int, int>> ready;
     {
-        const std::scoped_lock lock{mutex_};
+        const std::scoped_lock lock {mutex_};
         ready.swap(pending_);
     }
     for (const auto& [first, last] : ready) {

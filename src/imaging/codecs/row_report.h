@@ -15,7 +15,7 @@ namespace quillmark::imaging {
 class RowReporter {
   public:
     RowReporter(RowSink& sink, const Bitmap& bitmap, int total)
-        : sink_{sink}, bitmap_{bitmap}, total_{total}, owner_{std::this_thread::get_id()} {}
+        : sink_ {sink}, bitmap_ {bitmap}, total_ {total}, owner_ {std::this_thread::get_id()} {}
 
     /// Rows [first, last) hold their pixels. False: the user stopped, leave.
     bool finished(int first, int last);
@@ -33,7 +33,7 @@ class RowReporter {
     std::mutex mutex_;
     std::vector<std::pair<int, int>> pending_;
     int done_ = 0;
-    std::atomic<bool> stopped_{false};
+    std::atomic<bool> stopped_ {false};
 };
 
 }  // namespace quillmark::imaging
