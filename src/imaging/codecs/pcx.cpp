@@ -242,6 +242,7 @@ void convert_row(const Header& h, const std::uint8_t* in, std::span<std::uint8_t
 
 struct Decoded {
     int rows = 0;
+    bool complete = false;      // the last row too
     std::int64_t data_end = 0;  // where the compressed pixels end
 };
 
@@ -251,7 +252,8 @@ Result<Decoded> decode_runs(const ByteReader& in, const Header& h, Bitmap& bitma
     PcxRuns runs{in};
     std::vector<std::uint8_t> stored(h.row_bytes() + PcxRuns::kSlack);
     int reported = 0, y = 0;
-    for (bool complete = true; complete && y < h.height;) {
+    bool complete = true;
+    while (complete && y < h.height) {
         const std::size_t got = runs.fill(stored.data(), h.row_bytes());
         complete = got == h.row_bytes();
         if (got == 0) break;
@@ -262,14 +264,15 @@ Result<Decoded> decode_runs(const ByteReader& in, const Header& h, Bitmap& bitma
         reported = y;
     }
     if (y == 0) return Error{Fault::truncated, "pixels"};
-    return Decoded{y, kHeaderSize + runs.consumed()};
+    return Decoded{y, complete && y == h.height, kHeaderSize + runs.consumed()};
 }
 
 Result<Decoded> decode_raw(const ByteReader& in, const Header& h, Bitmap& bitmap, RowSink& sink) {
     const auto rows = read_raw_rows(in, h.row_bytes(), RowOrder{h.height}, bitmap, sink,
                                     [&](const std::uint8_t* stored, int y) { convert_row(h, stored, bitmap.writable_row(y)); });
     if (!rows) return rows.error();
-    return Decoded{*rows, kHeaderSize + static_cast<std::int64_t>(h.row_bytes()) * h.height};
+    const std::int64_t size = static_cast<std::int64_t>(h.row_bytes()) * h.height;
+    return Decoded{*rows, in.remaining() >= size, kHeaderSize + size};
 }
 
 // Alpha that is 0 everywhere was never meant.
@@ -303,7 +306,7 @@ Result<Outcome> decode_page(ByteReader in, const ReadOptions& options, RowSink& 
     const auto decoded = header->packed() ? decode_runs(in, *header, *bitmap, sink) : decode_raw(in, *header, *bitmap, sink);
     if (!decoded) return decoded.error();
     // A width that contradicts the bytes per line is believed only when the data bear it out.
-    if (!header->consistent && decoded->rows < header->height) return Error{Fault::malformed, "bytes per line"};
+    if (!header->consistent && !decoded->complete) return Error{Fault::malformed, "bytes per line"};
     if (!data_short) bitmap->clear_rows(decoded->rows, header->height);
     if (header->depth() == 8) bitmap->set_palette(large_palette(in, *header, decoded->data_end));
     if (header->depth() == 32) drop_void_alpha(*bitmap, decoded->rows);
@@ -427,17 +430,22 @@ class PlaneRows {
     std::uint8_t flip_ = 0;
 };
 
-// One plane of one row: runs end with it, as readers without a carry expect.
-void pack(std::span<const std::uint8_t> plane, std::vector<std::uint8_t>& out) {
-    for (std::size_t at = 0; at < plane.size();) {
-        const std::uint8_t value = plane[at];
-        const std::size_t limit = std::min<std::size_t>(63, plane.size() - at);
-        std::size_t count = 1;
-        while (count < limit && plane[at + count] == value) ++count;
-        if (count > 1 || value >= 0xC0) out.push_back(static_cast<std::uint8_t>(0xC0 | count));
-        out.push_back(value);
-        at += count;
+// One plane of one row: runs end with it, as readers without a carry expect. out has room for twice the plane;
+// returns its new end.
+std::uint8_t* pack(const std::uint8_t* plane, const std::uint8_t* end, std::uint8_t* out) {
+    while (plane < end) {
+        const std::uint8_t value = *plane;
+        const std::uint8_t* const limit = plane + std::min<std::ptrdiff_t>(63, end - plane);
+        const std::uint8_t* next = plane + 1;
+        while (next < limit && *next == value) ++next;
+        const auto count = next - plane;
+        // Written in any case, kept only when needed: noise makes the question unpredictable.
+        *out = static_cast<std::uint8_t>(0xC0 | count);
+        out += count > 1 || value >= 0xC0 ? 1 : 0;
+        *out++ = value;
+        plane = next;
     }
+    return out;
 }
 
 void put_palette(const Palette& palette, ByteWriter& out) {
@@ -453,14 +461,14 @@ Result<void> encode(const Bitmap& bitmap, ByteWriter& out, const WriteOptions& o
     if (h.width > 0xFFFF || h.height > 0xFFFF || h.bytes_per_line > 0xFFFF) return Error{Fault::too_large, "width or height"};
     put_header(h, bitmap.is_gray(), out);
     PlaneRows rows{bitmap, h};
-    std::vector<std::uint8_t> planes(h.row_bytes()), packed;
+    std::vector<std::uint8_t> planes(h.row_bytes()), packed(h.row_bytes() * 2);
     for (int y = 0; y < h.height; ++y) {
         rows.get(y, planes);
-        packed.clear();
-        for (int k = 0; k < h.planes; ++k) {
-            pack(std::span{planes}.subspan(static_cast<std::size_t>(k * h.bytes_per_line), static_cast<std::size_t>(h.bytes_per_line)), packed);
+        std::uint8_t* end = packed.data();
+        for (const std::uint8_t* plane = planes.data(); plane < planes.data() + planes.size(); plane += h.bytes_per_line) {
+            end = pack(plane, plane + h.bytes_per_line, end);
         }
-        out.write(packed);
+        out.write({packed.data(), end});
         if (out.failed()) return Error{Fault::io, "pixels"};
         if (y % 64 == 63 && options.progress && !options.progress(y + 1, h.height)) return Error{Fault::cancelled, "pixels"};
     }

@@ -4,12 +4,81 @@
 #include <bit>
 #include <cstring>
 
+#if defined(__SSSE3__)
+#include <tmmintrin.h>
+#endif
+
 namespace quillmark::imaging::codecs {
 namespace {
 
-constexpr std::uint64_t kTopBits = 0x8080808080808080ULL;
-constexpr std::uint64_t kOnes = 0x0101010101010101ULL;
-constexpr std::size_t kMostPerStep = 8 + 63;  // bytes that one step of the fast loop can add
+constexpr std::size_t kMostPerStep = 8 + 64;  // bytes of out that one step of the fast loop can touch
+
+// The same 8 bytes for every byte.
+std::uint64_t broadcast(std::uint8_t value) { return value * 0x0101010101010101ULL; }
+
+#if defined(__SSSE3__)
+
+// For the bytes from C0 up among eight: which of them lead a run. A value behind a lead is none, whatever it is.
+constexpr auto kLeads = [] {
+    std::array<std::uint8_t, 256> table{};
+    for (unsigned high = 0; high < 256; ++high) {
+        for (unsigned i = 0; i < 8; ++i) {
+            if (!(high >> i & 1)) continue;
+            table[high] = static_cast<std::uint8_t>(table[high] | 1U << i);
+            ++i;
+        }
+    }
+    return table;
+}();
+
+// Shuffles that close the gaps where leads stood.
+constexpr auto kWithoutLeads = [] {
+    std::array<std::array<std::uint8_t, 8>, 256> table{};
+    for (unsigned leads = 0; leads < 256; ++leads) {
+        std::size_t kept = 0;
+        for (unsigned i = 0; i < 8; ++i) {
+            if (!(leads >> i & 1)) table[leads][kept++] = static_cast<std::uint8_t>(i);
+        }
+    }
+    return table;
+}();
+
+// Bytes of in that stand for one byte each, literal or with a lead of C1, written to out without their leads; at
+// most eight.
+struct Singles {
+    unsigned used;     // bytes of in
+    unsigned written;  // bytes of out
+    bool more;         // they all did
+};
+
+Singles copy_singles(const std::uint8_t* in, std::uint8_t* out) {
+    const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(in));
+    const __m128i limit = _mm_set1_epi8(static_cast<char>(0xC0)), one = _mm_set1_epi8(static_cast<char>(0xC1));
+    const unsigned high = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(_mm_max_epu8(bytes, limit), bytes))) & 0xFF;
+    const unsigned ones = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, one)));
+    const unsigned leads = kLeads[high];
+    // A lead in the last place has its value elsewhere: it is left to the caller like a longer run.
+    const unsigned stop = (leads & ~ones) | (leads & 0x80);
+    const auto used = static_cast<unsigned>(std::countr_zero(stop | 0x100U));
+    const __m128i shuffle = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(kWithoutLeads[leads].data()));
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(out), _mm_shuffle_epi8(bytes, shuffle));
+    return {used, used - static_cast<unsigned>(std::popcount(leads & ((1U << used) - 1))), stop == 0};
+}
+
+#else
+
+struct Singles {
+    unsigned used, written;
+    bool more;
+};
+
+Singles copy_singles(const std::uint8_t* in, std::uint8_t* out) {
+    unsigned used = 0;
+    while (used < 8 && in[used] < 0xC0) out[used] = in[used], ++used;
+    return {used, used, used == 8};
+}
+
+#endif
 
 }  // namespace
 
@@ -29,34 +98,25 @@ bool PcxRuns::next_packet() {
     return true;
 }
 
-// Works while whole packets are at hand and fit. Eight literal bytes are copied at once; any other packet is stored
-// without asking how long it is, because in noise that question is answered wrongly every other time.
+// Works while whole packets are at hand and fit. Whether the singles are followed by a run is not asked: in noise
+// the answer is mispredicted every other time, so a run of none is written instead.
 std::size_t PcxRuns::fill_fast(std::uint8_t* out, std::size_t size) {
     if (size < kMostPerStep || in_.size() < kSlack) return 0;
     const std::uint8_t* in = in_.data();
     const std::uint8_t* const in_end = in + in_.size() - 16;
     std::uint8_t* to = out;
     std::uint8_t* const to_end = out + size - kMostPerStep;
-    while (in < in_end && to < to_end) {
-        std::uint64_t word;
-        std::memcpy(&word, in, 8);
-        const std::uint64_t leads = word & word << 1 & kTopBits;
-        if (leads == 0) {
-            std::memcpy(to, in, 8);
-            in += 8, to += 8;
-            continue;
-        }
-        // The literals before the lead, then the run: values below C0 need no look, the store covers them.
-        std::memcpy(to, in, 8);
-        const int literals = std::countr_zero(leads) / 8;
-        in += literals, to += literals;
-        const std::size_t count = in[0] & 0x3FU;
-        const std::uint64_t value = in[1] * kOnes;
+    while (in < in_end && to <= to_end) {
+        const Singles singles = copy_singles(in, to);
+        in += singles.used, to += singles.written;
+        const unsigned run = singles.more ? 0 : 1;
+        const std::size_t count = run * (in[0] & 0x3FU);
+        const std::uint64_t value = broadcast(in[1]);
         std::memcpy(to, &value, 8);
         if (count > 8) [[unlikely]] {
             for (std::size_t at = 8; at < count; at += 8) std::memcpy(to + at, &value, 8);
         }
-        in += 2, to += count;
+        in += run * 2, to += count;
     }
     in_.advance(static_cast<std::size_t>(in - in_.data()));
     return static_cast<std::size_t>(to - out);

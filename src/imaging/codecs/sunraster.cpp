@@ -197,6 +197,7 @@ Result<int> decode_runs(const ByteReader& in, const Header& header, Bitmap& bitm
         if (!report_rows(order, bitmap, reported, y, sink)) return Error{Fault::cancelled, "pixels"};
         reported = y;
     }
+    if (y == 0) return Error{Fault::truncated, "pixels"};
     return y;
 }
 
