@@ -1,0 +1,28 @@
+// Small valid files of every format, for tests that damage them and as seeds for fuzzing.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "imaging/codec.h"
+
+namespace quillmark::tests {
+
+struct Fixture {
+    std::string name;
+    std::vector<std::uint8_t> bytes;
+};
+
+/// A bitmap with runs, edges and many values at bits per pixel (1 to 8, 16, 24, 32).
+imaging::Bitmap pattern(int width, int height, int bits);
+
+/// A small bitmap in every format code and depth that the codec writes. An encoder that refuses gives empty
+/// bytes.
+std::vector<Fixture> encoded_fixtures(const imaging::Codec& codec);
+
+/// Those, containers made by hand for formats that we only read, and the files in folder/<codec name in lower
+/// case>.
+std::vector<Fixture> all_fixtures(const imaging::Codec& codec, const std::string& folder);
+
+}  // namespace quillmark::tests

@@ -1,0 +1,212 @@
+#include "support/hostile_headers.h"
+
+#include <array>
+
+#include "imaging/output.h"
+
+namespace quillmark::tests {
+namespace {
+
+using imaging::MemoryWriter;
+
+constexpr std::size_t kBombSize = 200;
+
+void text(MemoryWriter& out, std::string_view characters) {
+    for (const char c : characters) out.u8(static_cast<unsigned char>(c));
+}
+
+std::vector<std::uint8_t> padded(MemoryWriter& out) {
+    auto bytes = out.bytes();
+    if (bytes.size() < kBombSize) bytes.resize(kBombSize);
+    return bytes;
+}
+
+void bitmap_info_header(MemoryWriter& out, std::uint32_t width, std::uint32_t height, std::uint32_t bits,
+                        std::uint32_t compression) {
+    out.u32le(40);
+    out.u32le(width);
+    out.u32le(height);
+    out.u16le(1);
+    out.u16le(bits);
+    out.u32le(compression);
+    out.zeros(20);
+}
+
+std::vector<std::uint8_t> bmp(std::uint32_t side, std::uint32_t bits, std::uint32_t compression) {
+    MemoryWriter out;
+    text(out, "BM");
+    out.u32le(kBombSize);
+    out.u32le(0);
+    out.u32le(bits <= 8 ? 62 : 54);
+    bitmap_info_header(out, side, side, bits, compression);
+    return padded(out);
+}
+
+std::uint32_t crc_of(std::span<const std::uint8_t> bytes) {
+    std::uint32_t crc = ~0U;
+    for (const std::uint8_t byte : bytes) {
+        crc ^= byte;
+        for (int bit = 0; bit < 8; ++bit) crc = (crc >> 1) ^ ((crc & 1) != 0 ? 0xEDB88320U : 0);
+    }
+    return ~crc;
+}
+
+std::vector<std::uint8_t> png(std::uint32_t side, int depth, int colour) {
+    MemoryWriter out;
+    text(out, "\x89PNG\r\n\x1A\n");
+    out.u32be(13);
+    text(out, "IHDR");
+    out.u32be(side);
+    out.u32be(side);
+    for (const int value : {depth, colour, 0, 0, 0}) out.u8(value);
+    out.u32be(crc_of(std::span {out.bytes()}.subspan(12)));
+    out.u32be(1000);
+    text(out, "IDAT\x78\x9C");
+    return padded(out);
+}
+
+// One grey component, and Huffman tables of a single code each.
+std::vector<std::uint8_t> jpeg(std::uint32_t side) {
+    MemoryWriter out;
+    for (const std::uint32_t marker_and_length : {0xFFD8FFDBU, 0x00430001U}) out.u32be(marker_and_length);
+    for (int i = 0; i < 63; ++i) out.u8(1);
+    for (const int table : {0x00, 0x10}) {
+        out.u32be(0xFFC40014);
+        out.u8(table);
+        out.u8(1);
+        out.zeros(16);
+    }
+    out.u32be(0xFFC0000B);
+    out.u8(8);
+    out.u16be(side);
+    out.u16be(side);
+    for (const int value : {1, 1, 0x11, 0}) out.u8(value);
+    out.u32be(0xFFDA0008);
+    for (const int value : {1, 1, 0, 0, 63, 0}) out.u8(value);
+    return padded(out);
+}
+
+std::vector<std::uint8_t> gif(std::uint32_t side) {
+    MemoryWriter out;
+    text(out, "GIF89a");
+    out.u16le(side);
+    out.u16le(side);
+    out.zeros(3);
+    text(out, ",");
+    out.u32le(0);
+    out.u16le(side);
+    out.u16le(side);
+    for (const int value : {0, 8, 255}) out.u8(value);
+    return padded(out);
+}
+
+std::vector<std::uint8_t> tiff(std::uint32_t side, std::uint32_t bits, std::uint32_t compression) {
+    MemoryWriter out;
+    text(out, "II*");
+    out.u8(0);
+    out.u32le(8);
+    const std::array<std::array<std::uint32_t, 2>, 9> tags {{{256, side},
+                                                             {257, side},
+                                                             {258, bits},
+                                                             {259, compression},
+                                                             {262, 1},
+                                                             {273, 130},
+                                                             {277, 1},
+                                                             {278, side},
+                                                             {279, 70}}};
+    out.u16le(tags.size());
+    for (const auto& [tag, value] : tags) {
+        out.u16le(tag);
+        out.u16le(4);
+        out.u32le(1);
+        out.u32le(value);
+    }
+    return padded(out);
+}
+
+std::vector<std::uint8_t> pcx(std::uint32_t side, int bits, int planes) {
+    MemoryWriter out;
+    for (const int value : {10, 5, 1, bits}) out.u8(value);
+    out.u32le(0);
+    out.u16le(side - 1);
+    out.u16le(side - 1);
+    out.zeros(53);
+    out.u8(planes);
+    out.u16le(bits == 1 ? (side + 7) / 8 : side);
+    return padded(out);
+}
+
+std::vector<std::uint8_t> dcx(std::uint32_t side) {
+    MemoryWriter out;
+    out.u32le(987'654'321);
+    out.u32le(12);
+    out.u32le(0);
+    const auto page = pcx(side, 8, 3);
+    out.write(std::span {page}.first(kBombSize - 12));
+    return padded(out);
+}
+
+std::vector<std::uint8_t> tga(std::uint32_t side, int type, int bits) {
+    MemoryWriter out;
+    for (const int value : {0, 0, type}) out.u8(value);
+    out.zeros(9);
+    out.u16le(side);
+    out.u16le(side);
+    out.u8(bits);
+    return padded(out);
+}
+
+std::vector<std::uint8_t> sun(std::uint32_t side, std::uint32_t depth, std::uint32_t type) {
+    MemoryWriter out;
+    for (const std::uint32_t value : {0x59A66A95U, side, side, depth, 0U, type, 0U, 0U}) out.u32be(value);
+    return padded(out);
+}
+
+std::vector<std::uint8_t> icon(std::uint32_t side, std::uint32_t kind, std::uint32_t bits) {
+    MemoryWriter out;
+    out.u16le(0);
+    out.u16le(kind);
+    out.u16le(1);
+    out.u32le(0);
+    out.u16le(1);
+    out.u16le(bits);
+    out.u32le(kBombSize - 22);
+    out.u32le(22);
+    bitmap_info_header(out, side, side * 2, bits, 0);
+    return padded(out);
+}
+
+}  // namespace
+
+std::vector<Bomb> bombs(std::uint32_t side) {
+    return {
+        {"BMP", "24 bits", bmp(side, 24, 0)},
+        {"BMP", "8 bits", bmp(side, 8, 0)},
+        {"BMP", "RLE8", bmp(side, 8, 1)},
+        {"BMP", "1 bit", bmp(side, 1, 0)},
+        {"PNG", "RGB", png(side, 8, 2)},
+        {"PNG", "1 bit", png(side, 1, 0)},
+        {"JPEG", "grey", jpeg(side)},
+        {"GIF", "8 bits", gif(side)},
+        {"TIFF", "8 bits", tiff(side, 8, 1)},
+        {"TIFF", "LZW", tiff(side, 8, 5)},
+        {"TIFF", "PackBits", tiff(side, 8, 32'773)},
+        {"TIFF", "1 bit", tiff(side, 1, 1)},
+        {"TIFF", "G4", tiff(side, 1, 4)},
+        {"PCX", "RGB", pcx(side, 8, 3)},
+        {"PCX", "8 bits", pcx(side, 8, 1)},
+        {"PCX", "1 bit", pcx(side, 1, 1)},
+        {"DCX", "RGB", dcx(side)},
+        {"TGA", "RGB", tga(side, 2, 24)},
+        {"TGA", "RLE", tga(side, 10, 24)},
+        {"TGA", "grey", tga(side, 3, 8)},
+        {"SUNRASTER", "24 bits", sun(side, 24, 1)},
+        {"SUNRASTER", "RLE", sun(side, 8, 2)},
+        {"SUNRASTER", "1 bit", sun(side, 1, 1)},
+        {"ICO", "24 bits", icon(side, 1, 24)},
+        {"ICO", "1 bit", icon(side, 1, 1)},
+        {"CUR", "24 bits", icon(side, 2, 24)},
+    };
+}
+
+}  // namespace quillmark::tests
