@@ -3,7 +3,6 @@
 #include <QAbstractItemView>
 #include <QComboBox>
 #include <QCompleter>
-#include <QDateTime>
 #include <QDialogButtonBox>
 #include <QFileInfo>
 #include <QFileSystemModel>
@@ -11,8 +10,8 @@
 #include <QItemSelectionModel>
 #include <QLabel>
 #include <QLineEdit>
-#include <QLocale>
 #include <QPushButton>
+#include <QScreen>
 #include <QSplitter>
 #include <QStandardPaths>
 #include <QTimer>
@@ -27,6 +26,7 @@
 namespace quillmark::engine {
 namespace {
 
+constexpr int kPlacesWidth = 130, kListWidth = 560, kPreviewWidth = 270;
 constexpr QSize kStartSize {1000, 600}, kMinimumSize {640, 460};
 
 QString starting_folder(const QString& wanted) {
@@ -125,20 +125,22 @@ void OpenDialog::Private::add_preview() {
     splitter->addWidget(preview);
     splitter->setCollapsible(splitter->indexOf(preview), false);
     for (int i = 0; i < splitter->count(); ++i) splitter->setStretchFactor(i, i == 1 ? 1 : 0);
-    splitter->setSizes({130, kStartSize.width() - 130 - 270, 270});
+    splitter->setSizes({kPlacesWidth, kListWidth, kPreviewWidth});
 }
 
-// The base class starts with columns too narrow for what they hold.
+// The base class starts with columns too narrow for what they hold; the name takes what the others leave.
 void OpenDialog::Private::widen_columns() {
     auto* header = part<QTreeView>("treeView")->header();
     const QFontMetrics metrics = dialog.fontMetrics();
-    const int wanted[] = {
-        200, metrics.horizontalAdvance("00,000.00 KiB") + 10, 110,
-        metrics.horizontalAdvance(QLocale {}.toString(QDateTime::currentDateTime(), QLocale::ShortFormat)) +
-            24};
-    for (int column = 0; column < std::min<int>(header->count(), std::size(wanted)); ++column) {
+    const int wanted[] = {0, metrics.horizontalAdvance("0,000.00 KiB") + 8,
+                          metrics.horizontalAdvance("JPEG image") + 24,
+                          metrics.horizontalAdvance("22 Mmm 2022 22:22:22") + 12};
+    int left = kListWidth;
+    for (int column = 1; column < std::min<int>(header->count(), std::size(wanted)); ++column) {
         if (header->sectionSize(column) < wanted[column]) header->resizeSection(column, wanted[column]);
+        left -= header->sectionSize(column);
     }
+    header->resizeSection(0, std::max(left, 160));
 }
 
 void OpenDialog::Private::name_controls() {
@@ -240,7 +242,7 @@ OpenDialog::OpenDialog(const OpenRequest& request, QWidget* parent)
     d_->order_tabs();
     d_->watch_choice();
     setMinimumSize(kMinimumSize);
-    resize(kStartSize);
+    resize(kStartSize.boundedTo(screen()->availableSize()));
     d_->name_edit()->setFocus();
 }
 
