@@ -1,0 +1,238 @@
+// The imaging control as the program sees it: one bitmap, its file facts, its display state and all operations,
+// under the names the program uses. ImageView (image_view.h) shows one; hidden instances have no view.
+#pragma once
+
+#include <QColor>
+#include <QFont>
+#include <QObject>
+#include <QRect>
+#include <QString>
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "imaging/bitmap.h"
+#include "imaging/codec.h"
+
+namespace quillmark::engine {
+
+class Loading;
+
+/// Result codes are the program's: 0 for success, 20000 and above for a failure (texts in text/messages.h).
+using Code = std::int16_t;
+
+/// Facts of a file, as the last successful query or load left them.
+struct FileInfo {
+    int format = 0;  ///< engine format code, 0 before the first query
+    int width = 0, height = 0;
+    int bits = 0;
+    int page = 1;         ///< the page the facts refer to
+    int total_pages = 0;
+    std::int64_t size_mem = 0;   ///< bytes in memory: width x height x bits / 8, rounded
+    std::int64_t size_disk = 0;  ///< bytes of the file
+    bool has_stamp = false;
+    imaging::Resolution resolution;
+    QString compression;
+};
+
+/// Paint-size modes: how the image is fitted to the control.
+enum PaintSize : int { kPaintNormal = 0, kPaintStretch = 1, kPaintFit = 3 };
+
+/// Scale modes: the unit of coordinates.
+enum ScaleUnit : int { kTwips = 1, kPixels = 3 };
+
+class Engine : public QObject {
+    Q_OBJECT
+
+  public:
+    explicit Engine(QObject* parent = nullptr);
+    ~Engine() override;
+
+    // The bitmap. Reading it and assigning it to another instance makes an independent copy at no cost;
+    // assigning an empty one frees the image.
+    const imaging::Bitmap& Bitmap() const { return bitmap_; }
+    void SetBitmap(const imaging::Bitmap& bitmap);
+    int BitmapWidth() const { return bitmap_.width(); }
+    int BitmapHeight() const { return bitmap_.height(); }
+    int BitmapBits() const { return bitmap_.bits(); }
+
+    // Files (engine_files.cpp). Page is 1-based; a page beyond the last means the last.
+    Code GetFileInfo(const QString& name, int page);
+    const FileInfo& Info() const { return info_; }
+    /// Loads a page at bits per pixel (0: the file's own). count is the number of pages to load; 1 and -1 load
+    /// the one page into this instance.
+    Code Load(const QString& name, int bits, int page, int count);
+    Code LoadStamp(const QString& name);
+    /// Takes a decoded picture as the image. Empty pictures give 20002.
+    Code SetPicture(const imaging::Bitmap& picture);
+    Code Save(const QString& name, int format, int bits, int quality, int multi_page_mode);
+    /// What the last load could not deliver, for a plain notice; empty when all was well.
+    const QString& DamageNotice() const { return damage_notice_; }
+    /// The same for a picture that comes through SetPicture.
+    void SetDamageNotice(const QString& notice) { damage_notice_ = notice; }
+    int PCDResolution() const { return pcd_resolution_; }
+    void SetPCDResolution(int index) { pcd_resolution_ = index; }
+    /// Whether a Photo CD file holds resolution index 0 to 5.
+    bool HasPCDResolution(const QString& name, int index) const;
+    bool PaintWhileLoad() const { return paint_while_load_; }
+    void SetPaintWhileLoad(bool on) { paint_while_load_ = on; }
+    int SavePage() const { return save_page_; }
+    void SetSavePage(int page) { save_page_ = page; }
+
+    // Progress. While work runs the interface waits in a filtered event loop; Esc reaches StopRequested through
+    // EscapePressed, and the handler of ProgressStatus may call Abort.
+    bool EnableProgressEvent() const { return progress_events_; }
+    void SetEnableProgressEvent(bool on) { progress_events_ = on; }
+    void Abort() { abort_ = true; }
+
+    // Display (image_view.cpp keeps the rectangles up to date). Units follow ScaleMode.
+    int ScaleMode() const { return scale_mode_; }
+    void SetScaleMode(int unit) { scale_mode_ = unit; }
+    bool AutoRepaint() const { return auto_repaint_; }
+    void SetAutoRepaint(bool on) { auto_repaint_ = on; }
+    bool AutoScroll() const { return auto_scroll_; }
+    void SetAutoScroll(bool on);
+    int PaintSizeMode() const { return paint_size_mode_; }
+    /// Mode 0 also returns to 100 %.
+    void SetPaintSizeMode(int mode);
+    int PaintZoomFactor() const { return zoom_; }
+    /// Percent, at least 1; also returns to paint-size mode 0, so that the zoom shows. 0 and below are taken as 1.
+    void SetPaintZoomFactor(int percent);
+    int PaintDitherMethod() const { return dither_method_; }
+    void SetPaintDitherMethod(int method);
+    int BitonalScaling() const { return bitonal_scaling_; }
+    void SetBitonalScaling(int method);
+    int BitonalDisplay() const { return bitonal_display_; }
+    void SetBitonalDisplay(int value) { bitonal_display_ = value; }
+    /// The five display switches that every new window sets: 0 double buffering off, 1 outline drawing, 2 automatic
+    /// scrolling, 3 painting of partial images, 4 rubber-band feedback.
+    bool DisplaySwitch(int index) const { return switches_.at(static_cast<std::size_t>(index)); }
+    void SetDisplaySwitch(int index, bool on) { switches_.at(static_cast<std::size_t>(index)) = on; }
+    double DstLeft() const { return in_scale(dst_.left(), true); }
+    double DstTop() const { return in_scale(dst_.top(), false); }
+    double DstWidth() const { return in_scale(dst_.width(), true); }
+    double DstHeight() const { return in_scale(dst_.height(), false); }
+    double DstClipLeft() const { return in_scale(clip_.left(), true); }
+    double DstClipTop() const { return in_scale(clip_.top(), false); }
+    double DstClipWidth() const { return in_scale(clip_.width(), true); }
+    double DstClipHeight() const { return in_scale(clip_.height(), false); }
+    void SetDstClipRect(int left, int top, int width, int height);
+    /// Device pixels; set by the view.
+    void SetDisplayRectangles(const QRectF& dst, const QRectF& clip) { dst_ = dst, clip_ = clip; }
+    const QRectF& display_rectangle() const { return dst_; }
+    void SetTwipsPerPixel(double x, double y) { twips_x_ = x, twips_y_ = y; }
+    /// Repaints the displayed image now.
+    void ForceRepaint();
+
+    // Region, text and paint-effect state.
+    bool HasRgn() const { return false; }
+    void SetRgnFrameType(int type) { region_frame_ = type; }
+    int RgnFrameType() const { return region_frame_; }
+    QFont& Font() { return font_; }
+    void SetDrawFontColor(const QColor& colour) { font_colour_ = colour; }
+    void SetDrawPersistence(bool on) { draw_persistent_ = on; }
+    void SetTextBox(int left, int top, int width, int height) { text_box_ = {left, top, width, height}; }
+    void SetTextAngle(int angle) { text_angle_ = angle; }
+    void SetPaintEffect(int effect) { paint_effect_ = effect; }
+    void SetEffectDelay(int milliseconds) { effect_delay_ = milliseconds; }
+
+    // Operations (engine_operations.cpp). One that this version does not have gives kNotAvailable and leaves the
+    // image as it was; the program keeps such commands disabled.
+    static constexpr Code kNotAvailable = 20016;
+    Code Flip();
+    Code Reverse();
+    /// angle in hundredths of a degree, clockwise; quarter turns only so far.
+    Code Rotate(int angle, bool resize, const QColor& fill);
+    Code Shear(int angle, bool horizontal, const QColor& fill);
+    Code Size(int width, int height, int flags);
+    Code Trim(int left, int top, int width, int height);
+    Code Intensity(int change);
+    Code Contrast(int change);
+    Code Hue(int change);
+    Code Saturation(int change);
+    Code GammaCorrect(int gamma);
+    Code HistoContrast(int change);
+    Code HistoEqualize();
+    Code StretchIntensity();
+    Code IntensityDetect(int low, int high);
+    Code Invert();
+    Code Grayscale(int bits);
+    Code Posterize(int levels);
+    Code Mosaic(int size);
+    Code Average(int size);
+    Code Median(int size);
+    Code Sharpen(int amount);
+    Code AddNoise(int amount);
+    Code Emboss(int depth);
+    Code SpatialFilter(int filter);
+    Code Combine(int x, int y, float width, float height, const imaging::Bitmap& source, int source_x, int source_y, int flags);
+    Code Underlay(const imaging::Bitmap& underlay, int mode);
+    Code ColorRes(int bits, int palette, int dither, int reserved);
+    Code Halftone(int type, int value);
+    Code ColorSeparate(int kind);
+    imaging::Bitmap ColorPlanes(int plane) const;
+    Code GetHistogram(int channel);
+    std::int64_t HistogramTable(int level) const;
+    std::int64_t GetColorCount() const;
+    Code DrawText(const QString& text, int flags);
+    Code Copy(int flags);
+    Code Paste(int flags);
+    Code Capture(int flags, int left, int top, int width, int height);
+
+    /// The image that is arriving, while a load paints as it goes; nullptr otherwise.
+    Loading* loading() const { return loading_.get(); }
+
+  signals:
+    void ProgressStatus(int percent);
+    void EscapePressed();
+    void bitmap_changed();    ///< another image, or another size of it
+    void display_changed();   ///< zoom, mode or display preferences
+    void repaint_requested();
+    void partly_loaded();     ///< rows have arrived at loading()
+
+  private:
+    /// Runs work on another thread, keeps the interface alive, raises progress events. work gets a function to
+    /// report done of total; it returns false to stop.
+    using Report = std::function<bool(std::int64_t, std::int64_t)>;
+    void run(const std::function<void(const Report&)>& work);
+    Code apply(const std::function<imaging::Result<imaging::Bitmap>(const imaging::Bitmap&)>& operation);
+    double in_scale(double pixels, bool horizontal) const;
+    void note_damage(const imaging::Outcome& outcome);
+    Code take(imaging::Result<imaging::Outcome> outcome);
+
+    imaging::Bitmap bitmap_;
+    FileInfo info_;
+    QString damage_notice_;
+    std::unique_ptr<Loading> loading_;
+    std::atomic<bool> abort_{false};
+    bool progress_events_ = false;
+    bool paint_while_load_ = false;
+    int pcd_resolution_ = 0;
+    int save_page_ = 1;
+
+    int scale_mode_ = kPixels;
+    bool auto_repaint_ = true;
+    bool auto_scroll_ = true;
+    int paint_size_mode_ = kPaintNormal;
+    int zoom_ = 100;
+    int dither_method_ = 0;
+    int bitonal_scaling_ = 0;
+    int bitonal_display_ = 0;
+    std::array<bool, 5> switches_{false, false, true, true, true};
+    QRectF dst_, clip_;
+    double twips_x_ = 15, twips_y_ = 15;
+
+    int region_frame_ = 0;
+    QFont font_;
+    QColor font_colour_ = Qt::black;
+    bool draw_persistent_ = true;
+    QRect text_box_;
+    int text_angle_ = 0;
+    int paint_effect_ = 0;
+    int effect_delay_ = 0;
+};
+
+}  // namespace quillmark::engine

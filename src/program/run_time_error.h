@@ -1,0 +1,20 @@
+// An error that ends the command in progress; the command's handler shows its description.
+#pragma once
+
+#include <QString>
+#include <stdexcept>
+
+namespace quillmark::program {
+
+class RunTimeError : public std::runtime_error {
+  public:
+    RunTimeError(int number, const QString& description)
+        : std::runtime_error{description.toStdString()}, number_{number} {}
+    int number() const { return number_; }
+    QString description() const { return QString::fromUtf8(what()); }
+
+  private:
+    int number_;
+};
+
+}  // namespace quillmark::program
