@@ -138,21 +138,6 @@ RgbaPicture picture_of(const Bitmap& bitmap) {
     return picture;
 }
 
-// Alpha counts where the reference has it; the colour of pixels that are transparent in both cannot be seen.
-int largest_difference(const RgbaPicture& actual, const RgbaPicture& expected) {
-    int largest = 0;
-    for (std::size_t i = 0; i < expected.pixels.size(); i += 4) {
-        const std::uint8_t* a = actual.pixels.data() + i;
-        const std::uint8_t* b = expected.pixels.data() + i;
-        if (expected.has_alpha) {
-            largest = std::max(largest, std::abs(a[3] - b[3]));
-            if (a[3] == 0 && b[3] == 0) continue;
-        }
-        for (int c = 0; c < 3; ++c) largest = std::max(largest, std::abs(a[c] - b[c]));
-    }
-    return largest;
-}
-
 void compare(const Entry& entry, const RgbaPicture& actual, const Options& options, Finding& finding) {
     const auto expected = quillmark::tests::read_png(options.corpus / entry.reference);
     if (!expected) return finding.fail("reference cannot be read");

@@ -5,8 +5,6 @@
 #include <cstdint>
 #include <memory>
 
-#include "engine/engine.h"
-
 namespace quillmark::program {
 class Prompts;
 }
@@ -30,10 +28,13 @@ class OpenOpts : public QDialog {
     ~OpenOpts() override;
 
     void InitTheForm(const QString& file_name, bool paint_while_load, int pcd_resolution);
-    /// Overwrites options with the choice; pcd_resolution stays as passed in where the form has no choice for it.
-    /// Throws program::RunTimeError (13, "Type mismatch") when the page box holds no number, (6, "Overflow") when
-    /// it does not fit 16 bits.
+    /// Overwrites options with the choice; pcd_resolution stays as passed in where the form has no choice for
+    /// it. Throws program::RunTimeError (13, "Type mismatch") when the page box holds no number, (6,
+    /// "Overflow") when it does not fit 16 bits.
     void GetOptions(Options& options) const;
+
+    void accept() override;
+    void reject() override;
 
   private:
     struct Private;

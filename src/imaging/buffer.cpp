@@ -51,6 +51,10 @@ class Pool {
     }
 
     void give(Block block) {
+        if (block.capacity > kPoolLimit) {  // keeping it would only push out all others
+            munmap(block.data, block.capacity);
+            return;
+        }
         std::vector<Block> evicted;
         {
             const std::scoped_lock lock{mutex_};

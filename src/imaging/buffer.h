@@ -2,6 +2,7 @@
 // the page faults of a fresh 72 MB buffer cost several times the copy that fills it.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -21,7 +22,12 @@ class Buffer {
     const std::uint8_t* data() const { return data_.get(); }
     std::size_t size() const { return size_; }
     explicit operator bool() const { return data_ != nullptr; }
-    bool shared() const { return data_.use_count() > 1; }
+    bool shared() const {
+        const bool others = data_.use_count() > 1;
+        // use_count() is a relaxed load: what the former owners read must have happened before we write.
+        std::atomic_thread_fence(std::memory_order_acquire);
+        return others;
+    }
 
   private:
     std::shared_ptr<std::uint8_t[]> data_;

@@ -6,8 +6,10 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <climits>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -27,10 +29,37 @@ bool write_all(int fd, std::int64_t offset, std::span<const std::uint8_t> bytes)
     return true;
 }
 
-// The file behind a chain of links, so that saving changes the file and not the link.
-std::string real_target(const std::string& path) {
-    std::array<char, PATH_MAX> resolved{};
-    return realpath(path.c_str(), resolved.data()) ? std::string{resolved.data()} : path;
+std::string folder_of(const std::string& path) {
+    const std::size_t slash = path.rfind('/');
+    return slash == std::string::npos ? std::string{} : path.substr(0, slash + 1);
+}
+
+// The file behind a chain of links, so that saving changes the file and not the link. It need not exist yet.
+std::string real_target(std::string path) {
+    constexpr int kMostLinks = 40;
+    std::array<char, PATH_MAX> text{};
+    if (realpath(path.c_str(), text.data())) return text.data();
+    for (int i = 0; i < kMostLinks; ++i) {
+        const ssize_t length = readlink(path.c_str(), text.data(), text.size());
+        if (length <= 0) break;
+        const std::string next{text.data(), static_cast<std::size_t>(length)};
+        path = next.front() == '/' ? next : folder_of(path) + next;
+    }
+    return path;
+}
+
+// Creates a hidden file of fixed name length (the target's own name may already be as long as the file system
+// allows). The kernel applies the umask: reading it would change it for every other thread meanwhile.
+int create_temporary(const std::string& folder, mode_t mode, std::string& path) {
+    static std::atomic<unsigned> counter{0};
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        std::array<char, 32> name{};
+        std::snprintf(name.data(), name.size(), ".quillmark-%08x%04x", static_cast<unsigned>(getpid()), counter++ & 0xFFFFU);
+        path = folder + name.data();
+        const int fd = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, mode);
+        if (fd >= 0 || errno != EEXIST) return fd;
+    }
+    return -1;
 }
 
 }  // namespace
@@ -85,7 +114,8 @@ void ByteWriter::flush() {
 
 void ByteWriter::seek(std::int64_t position) {
     flush();
-    flushed_to_ = position;
+    if (position < 0) failed_ = true;
+    else flushed_to_ = position;
 }
 
 std::int64_t ByteWriter::size() const { return size_; }
@@ -120,23 +150,13 @@ Result<std::unique_ptr<AtomicFileWriter>> AtomicFileWriter::create(const std::st
     const bool exists = stat(target.c_str(), &facts) == 0;
     if (exists && !S_ISREG(facts.st_mode)) return Error{Fault::cannot_open, "target is not a regular file"};
     if (exists && access(target.c_str(), W_OK) != 0) return Error{Fault::cannot_open, "target is read-only"};
-    // A hidden name of fixed length: the target's own name may already be as long as the file system allows.
-    const std::size_t slash = target.rfind('/');
-    std::string temporary = (slash == std::string::npos ? std::string{} : target.substr(0, slash + 1)) + ".quillmark-XXXXXX";
-    const int fd = mkostemp(temporary.data(), O_CLOEXEC);
+    std::string temporary;
+    const int fd = create_temporary(folder_of(target), exists ? 0600 : 0666, temporary);
     if (fd < 0) {
         const bool missing = errno == ENOENT || errno == ENOTDIR;
         return Error{missing ? Fault::not_found : Fault::cannot_open, "folder of the target"};
     }
-    mode_t mode = 0;
-    if (exists) {
-        mode = facts.st_mode & 07777;
-    } else {
-        const mode_t mask = umask(0);
-        umask(mask);
-        mode = 0666 & ~mask;
-    }
-    fchmod(fd, mode);
+    if (exists) fchmod(fd, facts.st_mode & 07777);
     return std::unique_ptr<AtomicFileWriter>{new AtomicFileWriter{fd, std::move(temporary), target}};
 }
 
@@ -164,8 +184,14 @@ bool AtomicFileWriter::store(std::int64_t offset, std::span<const std::uint8_t> 
 }
 
 std::size_t AtomicFileWriter::fetch(std::int64_t offset, std::span<std::uint8_t> out) {
-    const ssize_t got = pread(fd_, out.data(), out.size(), offset);
-    return got > 0 ? static_cast<std::size_t>(got) : 0;
+    std::size_t done = 0;
+    while (done < out.size()) {
+        const ssize_t got = pread(fd_, out.data() + done, out.size() - done, offset + static_cast<std::int64_t>(done));
+        if (got < 0 && errno == EINTR) continue;
+        if (got <= 0) break;
+        done += static_cast<std::size_t>(got);
+    }
+    return done;
 }
 
 }  // namespace quillmark::imaging

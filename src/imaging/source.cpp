@@ -154,6 +154,7 @@ bool ByteReader::refill_quietly() {
     window_at_ = at;
     window_begin_ = cursor_ = own_window_.data();
     window_end_ = window_begin_ + got;
+    if (got == 0) end_ = at;  // the file has shrunk meanwhile: loops over remaining() must end
     return got > 0;
 }
 
@@ -203,7 +204,10 @@ std::size_t ByteReader::read(std::span<std::uint8_t> out) {
             const std::int64_t at = begin_ + position();
             const auto want = static_cast<std::size_t>(std::min<std::int64_t>(static_cast<std::int64_t>(rest), end_ - at));
             const std::size_t got = want > 0 ? source_->read_at(at, out.subspan(done, want)) : 0;
-            if (got == 0) break;
+            if (got == 0) {
+                end_ = std::min(end_, at);
+                break;
+            }
             done += got;
             use_memory(at + static_cast<std::int64_t>(got));
             continue;

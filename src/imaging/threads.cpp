@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
+#include <cstdint>
+#include <exception>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -10,18 +12,20 @@
 namespace quillmark::imaging {
 namespace {
 
+constexpr int kMaxThreads = 256;
+
 std::atomic<int> g_thread_count{0};
 
 struct Job {
     const std::function<void(int, int)>* body = nullptr;
     int count = 0;
     int band = 0;
-    std::atomic<int> next{0};
+    std::atomic<std::int64_t> next{0};  // runs past count by a band per thread
     int working = 0;  // workers inside this job, guarded by the pool's mutex
 
     void run() {
-        for (int first = next.fetch_add(band); first < count; first = next.fetch_add(band)) {
-            (*body)(first, std::min(first + band, count));
+        for (std::int64_t first = next.fetch_add(band); first < count; first = next.fetch_add(band)) {
+            (*body)(static_cast<int>(first), static_cast<int>(std::min<std::int64_t>(first + band, count)));
         }
     }
 };
@@ -32,7 +36,7 @@ class Pool {
     bool try_run(Job& job, int helpers) {
         std::unique_lock lock{mutex_};
         if (current_) return false;
-        while (static_cast<int>(workers_.size()) < helpers) workers_.emplace_back([this] { work(); });
+        start_workers(helpers);
         current_ = &job;
         wanted_ = helpers;
         lock.unlock();
@@ -45,6 +49,14 @@ class Pool {
     }
 
   private:
+    // Where the system grants no more threads, those that there are do the work.
+    void start_workers(int count) {
+        try {
+            while (static_cast<int>(workers_.size()) < count) workers_.emplace_back([this] { work(); });
+        } catch (const std::exception&) {
+        }
+    }
+
     void work() {
         std::unique_lock lock{mutex_};
         for (;;) {
@@ -79,7 +91,7 @@ int thread_count() {
     return set > 0 ? set : std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
 }
 
-void set_thread_count(int count) { g_thread_count.store(std::max(count, 0)); }
+void set_thread_count(int count) { g_thread_count.store(std::clamp(count, 0, kMaxThreads)); }
 
 void parallel_bands(int count, int grain, const std::function<void(int, int)>& body) {
     if (count <= 0) return;
@@ -92,8 +104,8 @@ void parallel_bands(int count, int grain, const std::function<void(int, int)>& b
     Job job;
     job.body = &body;
     job.count = count;
-    job.band = std::max(grain, (count + threads * 4 - 1) / (threads * 4));
-    const int bands = (count + job.band - 1) / job.band;
+    job.band = std::max(grain, (count - 1) / (threads * 4) + 1);
+    const int bands = (count - 1) / job.band + 1;
     if (!pool().try_run(job, std::min(threads, bands) - 1)) job.run();
 }
 

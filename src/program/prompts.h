@@ -17,6 +17,10 @@ class Prompts {
     virtual ~Prompts() = default;
     /// A message box. Closing it without a button counts as OK, or as No where there is one.
     virtual Answer message(const QString& text, const QString& title, Icon icon, Buttons buttons = Buttons::ok) = 0;
+    /// A message with a second, quieter line that says more (a file name, a reason in words).
+    virtual Answer message_with_detail(const QString& text, const QString& detail, const QString& title, Icon icon) {
+        return message(text, title, icon);
+    }
     /// A one-line input box; empty when cancelled.
     virtual QString input(const QString& prompt, const QString& title, const QString& initial) = 0;
     /// Shows one of the program's own dialogs modally; returns QDialog::Accepted or QDialog::Rejected.
@@ -29,11 +33,13 @@ class DesktopPrompts final : public Prompts {
   public:
     explicit DesktopPrompts(QWidget* owner) : owner_{owner} {}
     Answer message(const QString& text, const QString& title, Icon icon, Buttons buttons) override;
+    Answer message_with_detail(const QString& text, const QString& detail, const QString& title, Icon icon) override;
     QString input(const QString& prompt, const QString& title, const QString& initial) override;
     int show_modal(QDialog& dialog) override;
     void beep() override;
 
   private:
+    Answer show(const QString& text, const QString& detail, const QString& title, Icon icon, Buttons buttons);
     QWidget* owner_;
 };
 

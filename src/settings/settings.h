@@ -3,6 +3,7 @@
 
 #include <QString>
 #include <functional>
+#include <span>
 
 namespace quillmark::platform {
 class RegistryStore;
@@ -12,12 +13,13 @@ namespace quillmark::settings {
 
 enum class Root { HKEY_LOCAL_MACHINE, HKEY_CLASSES_ROOT };
 
-/// Longest value that reads back, in characters; longer ones read as empty.
+/// Longest value that reads back, in UTF-16 units; longer ones read as empty.
 inline constexpr int kLongestValue = 254;
 
 class Settings {
   public:
-    /// report is called with the message "Error writing <name> in the system registry." for each failed write.
+    /// report is called with the message "Error writing <name> in the system registry." for each failed
+    /// write.
     Settings(platform::RegistryStore& store, std::function<void(const QString& message)> report);
 
     /// Writes one string value, creating the key. A failure is reported, then the caller goes on.
@@ -30,15 +32,8 @@ class Settings {
     std::function<void(const QString&)> report_;
 };
 
-/// One remembered value: where it stands, who owns it, what a fresh user gets (nullptr: nothing is stored).
-struct Setting {
-    const char* key;    ///< path below the hive
-    const char* name;   ///< value name
-    const char* owner;  ///< the room that reads and writes it
-    const char* first_value;
-};
-
 namespace keys {
+inline const QString kQuillmark = QStringLiteral("Software\\Quillmark");
 inline const QString kImageProcessing = QStringLiteral("Software\\Quillmark\\Image Processing");
 inline const QString kSettings = QStringLiteral("Software\\Quillmark\\Settings");
 inline const QString kDirectories = QStringLiteral("Software\\Quillmark\\Directories");
@@ -49,5 +44,21 @@ inline const QString kPrintFrm = QStringLiteral("Software\\Quillmark\\PrintFrm")
 inline const QString kOptions = QStringLiteral("Software\\Quillmark\\Options");
 inline const QString kFilesAssociation = QStringLiteral("Software\\Quillmark\\FilesAssociation");
 }  // namespace keys
+
+/// One remembered value: where it stands, who owns it, what a fresh user gets (nullptr: nothing is stored,
+/// and the value reads as empty or 0).
+struct Setting {
+    QString key;        ///< path below HKEY_LOCAL_MACHINE
+    const char* name;   ///< value name
+    const char* owner;  ///< the room that reads and writes it
+    const char* first_value = nullptr;
+};
+
+/// Every value the program keeps, one row each.
+std::span<const Setting> all_settings();
+
+/// Writes the first values when the store is brand new (it has no key "Software\Quillmark"); true when it
+/// did. The frame's first placement depends on the screen: the frame stores it when this returns true.
+bool seed_first_run(platform::RegistryStore& store);
 
 }  // namespace quillmark::settings

@@ -19,7 +19,7 @@ std::string extension_of(std::string_view path);
 std::string_view last(std::string_view text, std::size_t count);
 /// Appends the separator unless the text already ends in one.
 std::string with_separator(std::string path);
-/// ASCII and Latin letters lower-cased; UTF-8 passes through otherwise unchanged.
+/// ASCII letters lower-cased; every other byte, UTF-8 included, unchanged.
 std::string lower_ascii(std::string_view text);
 
 }  // namespace quillmark::text

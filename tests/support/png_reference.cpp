@@ -2,7 +2,9 @@
 
 #include <png.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 
 namespace quillmark::tests {
@@ -75,6 +77,20 @@ bool write_png(const std::string& path, const RgbaPicture& picture) {
     image.height = static_cast<png_uint_32>(picture.height);
     image.format = PNG_FORMAT_RGBA;
     return png_image_write_to_file(&image, path.c_str(), 0, picture.pixels.data(), 0, nullptr) != 0;
+}
+
+int largest_difference(const RgbaPicture& actual, const RgbaPicture& reference) {
+    int largest = 0;
+    for (std::size_t i = 0; i < reference.pixels.size(); i += 4) {
+        const std::uint8_t* a = actual.pixels.data() + i;
+        const std::uint8_t* b = reference.pixels.data() + i;
+        if (reference.has_alpha) {
+            largest = std::max(largest, std::abs(a[3] - b[3]));
+            if (a[3] == 0 && b[3] == 0) continue;
+        }
+        for (int c = 0; c < 3; ++c) largest = std::max(largest, std::abs(a[c] - b[c]));
+    }
+    return largest;
 }
 
 }  // namespace quillmark::tests

@@ -23,4 +23,8 @@ std::optional<RgbaPicture> read_png(const std::string& path);
 /// False when the file could not be written.
 bool write_png(const std::string& path, const RgbaPicture& picture);
 
+/// The largest difference of any channel between pictures of equal sides. Alpha counts where the reference
+/// has it; the colour of pixels that are transparent in both cannot be seen and does not count.
+int largest_difference(const RgbaPicture& actual, const RgbaPicture& reference);
+
 }  // namespace quillmark::tests

@@ -1,0 +1,92 @@
+#include "engine/engine.h"
+
+#include <QThread>
+#include <algorithm>
+
+#include "engine/loading.h"
+#include "engine/wait.h"
+#include "imaging/result_codes.h"
+
+namespace quillmark::engine {
+
+Engine::Engine(QObject* parent) : QObject{parent} {}
+Engine::~Engine() = default;
+
+void Engine::SetBitmap(const imaging::Bitmap& bitmap) {
+    bitmap_ = bitmap;
+    emit bitmap_changed();
+}
+
+void Engine::SetAutoScroll(bool on) {
+    auto_scroll_ = on;
+    emit display_changed();
+}
+
+void Engine::SetPaintSizeMode(int mode) {
+    paint_size_mode_ = mode;
+    if (mode == kPaintNormal) zoom_ = 100;
+    emit display_changed();
+}
+
+void Engine::SetPaintZoomFactor(int percent) {
+    zoom_ = std::max(percent, 1);
+    paint_size_mode_ = kPaintNormal;
+    emit display_changed();
+}
+
+void Engine::SetPaintDitherMethod(int method) {
+    if (dither_method_ == method) return;
+    dither_method_ = method;
+    emit display_changed();
+}
+
+void Engine::SetBitonalScaling(int method) {
+    if (bitonal_scaling_ == method) return;
+    bitonal_scaling_ = method;
+    emit display_changed();
+}
+
+void Engine::SetDstClipRect(int left, int top, int width, int height) {
+    clip_ = QRectF{QPointF(left, top), QSizeF(width, height)}.intersected(dst_);
+}
+
+void Engine::ForceRepaint() { emit repaint_requested(); }
+
+double Engine::in_scale(double pixels, bool horizontal) const {
+    return scale_mode_ == kTwips ? pixels * (horizontal ? twips_x_ : twips_y_) : pixels;
+}
+
+void Engine::run(const std::function<void(const Report&)>& work) {
+    abort_ = false;
+    std::atomic<int> percent{0};
+    int shown = -1;
+    const auto show = [&](int value) {
+        if (!progress_events_ || value == shown) return;
+        shown = value;
+        emit ProgressStatus(value);
+    };
+    const Report report = [&](std::int64_t done, std::int64_t total) {
+        if (total > 0) percent = static_cast<int>(std::clamp<std::int64_t>(done * 100 / total, 0, 100));
+        return !abort_.load();
+    };
+    show(0);
+    run_and_wait([&] { work(report); }, [&] { show(std::max(percent.load(), shown)); },
+                 [&] {
+                     emit EscapePressed();
+                     abort_ = true;
+                 });
+    show(100);
+}
+
+Code Engine::apply(const std::function<imaging::Result<imaging::Bitmap>(const imaging::Bitmap&)>& operation) {
+    if (bitmap_.empty()) return 20002;
+    // The work sees a snapshot: the image stays as it is until the result is there.
+    const imaging::Bitmap snapshot = bitmap_;
+    imaging::Result<imaging::Bitmap> result = imaging::Error{imaging::Fault::cancelled, "not started"};
+    run([&](const Report&) { result = operation(snapshot); });
+    if (!result) return static_cast<Code>(imaging::result_code(result.error()));
+    SetBitmap(*result);
+    return 0;
+}
+
+}  // namespace quillmark::engine

@@ -1,0 +1,248 @@
+#include "engine/file_dialog.h"
+
+#include <QAbstractItemView>
+#include <QAbstractProxyModel>
+#include <QComboBox>
+#include <QCompleter>
+#include <QDialogButtonBox>
+#include <QFileInfo>
+#include <QFileSystemModel>
+#include <QItemSelectionModel>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QSplitter>
+#include <QStandardPaths>
+#include <QTimer>
+#include <QToolButton>
+#include <QUrl>
+#include <algorithm>
+
+#include "engine/preview_panel.h"
+#include "platform/program_folder.h"
+
+namespace quillmark::engine {
+namespace {
+
+constexpr QSize kStartSize {1000, 600}, kMinimumSize {640, 460};
+
+QString starting_folder(const QString& wanted) {
+    if (!wanted.isEmpty() && QFileInfo {wanted}.isDir()) return wanted;
+    const QString documents = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
+    return QFileInfo {documents}.isDir() ? documents : QDir::homePath();
+}
+
+// The user's own bookmarks, then the usual places that exist and are not among them.
+QList<QUrl> places(QList<QUrl> urls) {
+    using Paths = QStandardPaths;
+    for (const auto place : {Paths::HomeLocation, Paths::DesktopLocation, Paths::DocumentsLocation,
+                             Paths::PicturesLocation, Paths::DownloadLocation}) {
+        const QString folder = Paths::writableLocation(place);
+        const QUrl url = QUrl::fromLocalFile(folder);
+        if (QFileInfo {folder}.isDir() && !urls.contains(url)) urls.append(url);
+    }
+    return urls;
+}
+
+}  // namespace
+
+QStringList filter_patterns(const QString& patterns) {
+    QStringList list;
+    for (const QString& part : patterns.split(';', Qt::SkipEmptyParts)) {
+        const QString pattern = part.trimmed();
+        if (!pattern.isEmpty()) list.append(pattern == "*.*" ? QStringLiteral("*") : pattern);
+    }
+    return list.isEmpty() ? QStringList {QStringLiteral("*")} : list;
+}
+
+std::vector<FilterEntry> filter_entries(const QString& filter) {
+    std::vector<FilterEntry> entries;
+    const QStringList parts = filter.split('|');
+    for (qsizetype i = 0; i + 1 < parts.size(); i += 2) {
+        const QString description = parts[i].trimmed();
+        entries.push_back(
+            {description.isEmpty() ? parts[i + 1].trimmed() : description, filter_patterns(parts[i + 1])});
+    }
+    while (!entries.empty() && entries.back().description.isEmpty()) entries.pop_back();
+    return entries;
+}
+
+struct OpenDialog::Private {
+    explicit Private(OpenDialog& the_dialog) : dialog {the_dialog} {}
+
+    OpenDialog& dialog;
+    std::vector<FilterEntry> filters;
+    PreviewPanel* preview = nullptr;
+    QTimer settle;  // one look at the choice after a burst of changes
+    QStringList chosen;
+    int page = 1;
+
+    template <typename T>
+    T* part(const char* name) const {
+        return dialog.findChild<T*>(QLatin1String {name});
+    }
+    QLineEdit* name_edit() const { return part<QLineEdit>("fileNameEdit"); }
+
+    void set_filters(int index);
+    void use_filter(int index);
+    void add_preview();
+    void name_controls();
+    void order_tabs();
+    void watch_choice();
+    QStringList selected_rows() const;
+    QStringList choice() const;
+    void look_at_choice();
+};
+
+void OpenDialog::Private::set_filters(int index) {
+    QStringList descriptions;
+    for (const FilterEntry& entry : filters) descriptions.append(entry.description);
+    if (descriptions.isEmpty()) return;
+    dialog.setNameFilters(descriptions);
+    auto* types = part<QComboBox>("fileTypeCombo");
+    connect(types, &QComboBox::activated, &dialog, [this](int chosen_index) { use_filter(chosen_index); });
+    const int row = index >= 1 && index <= types->count() ? index - 1 : 0;
+    types->setCurrentIndex(row);
+    types->setMaxVisibleItems(28);
+    use_filter(row);
+}
+
+// The patterns stand in their own list, not in the description, so the file model gets them directly. It
+// compares without regard to letter case.
+void OpenDialog::Private::use_filter(int index) {
+    if (index < 0 || index >= static_cast<int>(filters.size())) return;
+    part<QFileSystemModel>("qt_filesystem_model")
+        ->setNameFilters(filters[static_cast<std::size_t>(index)].patterns);
+}
+
+void OpenDialog::Private::add_preview() {
+    auto* splitter = part<QSplitter>("splitter");
+    preview = new PreviewPanel;
+    splitter->addWidget(preview);
+    splitter->setCollapsible(splitter->indexOf(preview), false);
+    for (int i = 0; i < splitter->count(); ++i) splitter->setStretchFactor(i, i == 1 ? 1 : 0);
+    splitter->setSizes({150, kStartSize.width() - 150 - 270, 270});
+}
+
+void OpenDialog::Private::name_controls() {
+    dialog.setLabelText(QFileDialog::LookIn, tr("&Look in:"));
+    dialog.setLabelText(QFileDialog::FileType, tr("Files of &type:"));
+    const std::pair<const char*, const char*> buddies[] = {{"lookInLabel", "lookInCombo"},
+                                                           {"fileNameLabel", "fileNameEdit"},
+                                                           {"fileTypeLabel", "fileTypeCombo"}};
+    for (const auto& [label, buddy] : buddies) part<QLabel>(label)->setBuddy(part<QWidget>(buddy));
+    part<QWidget>("sidebar")->setAccessibleName(tr("Places"));
+    part<QWidget>("listView")->setAccessibleName(tr("Files"));
+    part<QWidget>("treeView")->setAccessibleName(tr("Files"));
+    part<QWidget>("lookInCombo")->setAccessibleName(tr("Look in"));
+    name_edit()->setAccessibleName(tr("File name"));
+    part<QWidget>("fileTypeCombo")->setAccessibleName(tr("Files of type"));
+    for (QToolButton* button : dialog.findChildren<QToolButton*>()) {
+        if (button->accessibleName().isEmpty()) button->setAccessibleName(button->toolTip());
+    }
+    if (QCompleter* completer = name_edit()->completer()) completer->setCaseSensitivity(Qt::CaseInsensitive);
+}
+
+void OpenDialog::Private::order_tabs() {
+    auto* page_box = preview->findChild<QWidget*>("previewPage");
+    auto* buttons = part<QDialogButtonBox>("buttonBox");
+    const std::initializer_list<QWidget*> order {part<QWidget>("sidebar"),
+                                                 part<QWidget>("listView"),
+                                                 part<QWidget>("treeView"),
+                                                 page_box,
+                                                 name_edit(),
+                                                 part<QWidget>("fileTypeCombo"),
+                                                 buttons->button(QDialogButtonBox::Open),
+                                                 buttons->button(QDialogButtonBox::Cancel)};
+    QWidget* previous = nullptr;
+    for (QWidget* widget : order) {
+        if (previous && widget) QWidget::setTabOrder(previous, widget);
+        if (widget) previous = widget;
+    }
+}
+
+void OpenDialog::Private::watch_choice() {
+    settle.setSingleShot(true);
+    settle.setInterval(0);
+    connect(&settle, &QTimer::timeout, &dialog, [this] { look_at_choice(); });
+    const auto changed = [this] { settle.start(); };
+    connect(part<QAbstractItemView>("listView")->selectionModel(), &QItemSelectionModel::selectionChanged,
+            &dialog, changed);
+    connect(name_edit(), &QLineEdit::textChanged, &dialog, changed);
+    connect(&dialog, &QFileDialog::directoryEntered, &dialog, changed);
+}
+
+QStringList OpenDialog::Private::selected_rows() const {
+    QStringList paths;
+    for (const QModelIndex& row : part<QAbstractItemView>("listView")->selectionModel()->selectedRows()) {
+        const QString path = row.data(QFileSystemModel::FilePathRole).toString();
+        if (!QFileInfo {path}.isDir()) paths.append(path);
+    }
+    return paths;
+}
+
+// What is selected, or what was typed over it. The selection is asked for itself, because the name box cannot
+// carry names with quotation marks.
+QStringList OpenDialog::Private::choice() const {
+    if (!name_edit()->isModified()) return selected_rows();
+    QStringList paths;
+    if (name_edit()->text().trimmed().isEmpty()) return paths;
+    for (const QString& path : dialog.selectedFiles()) paths.append(platform::resolve_without_case(path));
+    return paths;
+}
+
+void OpenDialog::Private::look_at_choice() {
+    const QStringList paths = choice();
+    const bool file = !paths.isEmpty() && QFileInfo {paths.first()}.isFile();
+    preview->show_file(file ? paths.first() : QString {}, static_cast<int>(paths.size()));
+    if (!paths.isEmpty())
+        part<QDialogButtonBox>("buttonBox")->button(QDialogButtonBox::Open)->setEnabled(true);
+}
+
+OpenDialog::OpenDialog(const OpenRequest& request, QWidget* parent)
+    : QFileDialog {parent, request.title}, d_ {std::make_unique<Private>(*this)} {
+    setOption(DontUseNativeDialog);
+    setOption(DontUseCustomDirectoryIcons);
+    setAcceptMode(AcceptOpen);
+    setFileMode(request.several ? ExistingFiles : ExistingFile);
+    setDirectory(starting_folder(request.initial_dir));
+    setSidebarUrls(places(sidebarUrls()));
+    d_->filters = filter_entries(request.filter);
+    d_->set_filters(request.filter_index);
+    d_->add_preview();
+    d_->name_controls();
+    d_->order_tabs();
+    d_->watch_choice();
+    setMinimumSize(kMinimumSize);
+    resize(kStartSize);
+    d_->name_edit()->setFocus();
+}
+
+OpenDialog::~OpenDialog() = default;
+
+QStringList OpenDialog::file_names() const { return d_->chosen; }
+
+int OpenDialog::page() const { return d_->page; }
+
+void OpenDialog::accept() {
+    const QStringList paths = d_->choice();
+    if (paths.isEmpty()) return QFileDialog::accept();  // a folder: the base class enters it
+    if (paths.size() == 1 && QFileInfo {paths.first()}.isDir()) {
+        setDirectory(paths.first());
+        d_->name_edit()->clear();
+        return;
+    }
+    const auto missing =
+        std::ranges::find_if_not(paths, [](const QString& path) { return QFileInfo {path}.isFile(); });
+    if (missing != paths.end()) {
+        d_->preview->show_remark(tr("File not found"));
+        return;
+    }
+    d_->look_at_choice();
+    d_->chosen = paths;
+    d_->page = d_->preview->page();
+    QDir::setCurrent(QFileInfo {paths.first()}.absolutePath());
+    QDialog::accept();
+}
+
+}  // namespace quillmark::engine

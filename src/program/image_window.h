@@ -1,0 +1,50 @@
+// An open image window as the frame and the rooms see it; viewer::Viewer is the one implementation.
+#pragma once
+
+#include <QWidget>
+#include <cstdint>
+
+#include "engine/engine.h"
+
+namespace quillmark::program {
+
+/// What a window for a file is told beside its source text.
+struct FileArguments {
+    QString name;
+    std::int16_t page = 1;
+    bool paint_while_load = false;
+    std::int16_t pcd_resolution = 0;
+};
+
+class ImageWindow : public QWidget {
+    Q_OBJECT
+
+  public:
+    using QWidget::QWidget;
+
+    /// The window's handle in the document list: unique and growing while the program runs.
+    virtual std::int32_t handle() const = 0;
+    virtual engine::Engine& LEAD1() = 0;  ///< the image
+    virtual engine::Engine& LEAD2() = 0;  ///< a second work copy
+    virtual engine::Engine& LEAD3() = 0;  ///< the undo copy
+
+    /// Prepares the window for its source. Result 0: go on; 20000: the file could not be examined (reported).
+    virtual std::int16_t InitTheForm(const QString& source, const FileArguments* file) = 0;
+    /// Makes the prepared window visible in the frame.
+    virtual void show_window() = 0;
+    /// Closes and deletes the window; runs its own close handling.
+    virtual void unload() = 0;
+
+    virtual void DisplayStatusBar(const QString& caption) = 0;
+    virtual void PaintChange() = 0;
+    virtual void ViewNormal() = 0;
+    virtual void ViewFit() = 0;
+    virtual void ViewStretch() = 0;
+    virtual void ViewSnap() = 0;
+    virtual void ZoomIn() = 0;
+    virtual void ZoomOut() = 0;
+    virtual void SetRegionTool(std::int16_t shape) = 0;
+    virtual void CancelRegion() = 0;
+};
+
+}  // namespace quillmark::program

@@ -1,0 +1,56 @@
+#include "program/prompts.h"
+
+#include <QApplication>
+#include <QInputDialog>
+#include <QMessageBox>
+
+#include "program/frame_face.h"
+
+namespace quillmark::program {
+namespace {
+
+QMessageBox::Icon box_icon(Icon icon) {
+    switch (icon) {
+        case Icon::none: return QMessageBox::NoIcon;
+        case Icon::stop: return QMessageBox::Critical;
+        case Icon::information: return QMessageBox::Information;
+        case Icon::exclamation: return QMessageBox::Warning;
+        case Icon::question: return QMessageBox::Question;
+    }
+    return QMessageBox::NoIcon;
+}
+
+}  // namespace
+
+Answer DesktopPrompts::message(const QString& text, const QString& title, Icon icon, Buttons buttons) {
+    return show(text, {}, title, icon, buttons);
+}
+
+Answer DesktopPrompts::message_with_detail(const QString& text, const QString& detail, const QString& title, Icon icon) {
+    return show(text, detail, title, icon, Buttons::ok);
+}
+
+Answer DesktopPrompts::show(const QString& text, const QString& detail, const QString& title, Icon icon, Buttons buttons) {
+    QMessageBox box{box_icon(icon), title, text, buttons == Buttons::ok ? QMessageBox::Ok : QMessageBox::Yes | QMessageBox::No, owner_};
+    box.setTextFormat(Qt::PlainText);  // file names are shown as they are, never as markup
+    box.setInformativeText(detail.toHtmlEscaped());  // this line is rich text whatever the format of the first
+    if (buttons == Buttons::yes_no) box.setEscapeButton(QMessageBox::No);
+    const int answer = box.exec();
+    if (buttons == Buttons::ok) return Answer::ok;
+    return answer == QMessageBox::Yes ? Answer::yes : Answer::no;
+}
+
+QString DesktopPrompts::input(const QString& prompt, const QString& title, const QString& initial) {
+    bool accepted = false;
+    const QString answer = QInputDialog::getText(owner_, title, prompt, QLineEdit::Normal, initial, &accepted);
+    return accepted ? answer : QString{};
+}
+
+int DesktopPrompts::show_modal(QDialog& dialog) { return dialog.exec(); }
+
+void DesktopPrompts::beep() { QApplication::beep(); }
+
+WaitPointer::WaitPointer() { QApplication::setOverrideCursor(Qt::WaitCursor); }
+WaitPointer::~WaitPointer() { QApplication::restoreOverrideCursor(); }
+
+}  // namespace quillmark::program
