@@ -8,7 +8,9 @@
 namespace quillmark::engine {
 namespace {
 
-int scaled(int side, int percent) { return std::max(1, static_cast<int>(std::llround(side * (percent / 100.0)))); }
+int scaled(int side, int percent) {
+    return std::max(1, static_cast<int>(std::llround(side * (percent / 100.0))));
+}
 
 }  // namespace
 
@@ -20,7 +22,9 @@ QSize displayed_size(const DisplayRequest& request) {
             const QSize fitted = request.image.scaled(request.view, Qt::KeepAspectRatio);
             return fitted.expandedTo({1, 1});
         }
-        default: return {scaled(request.image.width(), request.zoom), scaled(request.image.height(), request.zoom)};
+        default:
+            return {scaled(request.image.width(), request.zoom),
+                    scaled(request.image.height(), request.zoom)};
     }
 }
 
@@ -28,7 +32,9 @@ QRectF display_rectangle(const DisplayRequest& request) {
     const QSize size = displayed_size(request);
     if (size.isEmpty()) return {};
     // Whole device pixels, so that 100 % stays exact.
-    const auto place = [](int shown, int view, int scroll) { return shown <= view ? (view - shown) / 2 : -scroll; };
+    const auto place = [](int shown, int view, int scroll) {
+        return shown <= view ? (view - shown) / 2 : -scroll;
+    };
     return {QPointF(place(size.width(), request.view.width(), request.scroll.x()),
                     place(size.height(), request.view.height(), request.scroll.y())),
             QSizeF(size)};

@@ -1,5 +1,6 @@
-// The imaging control as the program sees it: one bitmap, its file facts, its display state and all operations,
-// under the names the program uses. ImageView (image_view.h) shows one; hidden instances have no view.
+// The imaging control as the program sees it: one bitmap, its file facts, its display state and all
+// operations, under the names the program uses. ImageView (image_view.h) shows one; hidden instances have no
+// view.
 #pragma once
 
 #include <QColor>
@@ -29,7 +30,7 @@ struct FileInfo {
     int format = 0;  ///< engine format code, 0 before the first query
     int width = 0, height = 0;
     int bits = 0;
-    int page = 1;         ///< the page the facts refer to
+    int page = 1;  ///< the page the facts refer to
     int total_pages = 0;
     std::int64_t size_mem = 0;   ///< bytes in memory: width x height x bits / 8, rounded
     std::int64_t size_disk = 0;  ///< bytes of the file
@@ -62,8 +63,8 @@ class Engine : public QObject {
     // Files (engine_files.cpp). Page is 1-based; a page beyond the last means the last.
     Code GetFileInfo(const QString& name, int page);
     const FileInfo& Info() const { return info_; }
-    /// Loads a page at bits per pixel (0: the file's own). count is the number of pages to load; 1 and -1 load
-    /// the one page into this instance.
+    /// Loads a page at bits per pixel (0: the file's own). count is the number of pages to load; 1 and -1
+    /// load the one page into this instance.
     Code Load(const QString& name, int bits, int page, int count);
     Code LoadStamp(const QString& name);
     /// Takes a decoded picture as the image. Empty pictures give 20002.
@@ -82,8 +83,8 @@ class Engine : public QObject {
     int SavePage() const { return save_page_; }
     void SetSavePage(int page) { save_page_ = page; }
 
-    // Progress. While work runs the interface waits in a filtered event loop; Esc reaches StopRequested through
-    // EscapePressed, and the handler of ProgressStatus may call Abort.
+    // Progress. While work runs the interface waits in a filtered event loop; Esc reaches StopRequested
+    // through EscapePressed, and the handler of ProgressStatus may call Abort.
     bool EnableProgressEvent() const { return progress_events_; }
     void SetEnableProgressEvent(bool on) { progress_events_ = on; }
     void Abort() { abort_ = true; }
@@ -99,7 +100,8 @@ class Engine : public QObject {
     /// Mode 0 also returns to 100 %.
     void SetPaintSizeMode(int mode);
     int PaintZoomFactor() const { return zoom_; }
-    /// Percent, at least 1; also returns to paint-size mode 0, so that the zoom shows. 0 and below are taken as 1.
+    /// Percent, at least 1; also returns to paint-size mode 0, so that the zoom shows. 0 and below are taken
+    /// as 1.
     void SetPaintZoomFactor(int percent);
     int PaintDitherMethod() const { return dither_method_; }
     void SetPaintDitherMethod(int method);
@@ -107,8 +109,8 @@ class Engine : public QObject {
     void SetBitonalScaling(int method);
     int BitonalDisplay() const { return bitonal_display_; }
     void SetBitonalDisplay(int value) { bitonal_display_ = value; }
-    /// The five display switches that every new window sets: 0 double buffering off, 1 outline drawing, 2 automatic
-    /// scrolling, 3 painting of partial images, 4 rubber-band feedback.
+    /// The five display switches that every new window sets: 0 double buffering off, 1 outline drawing, 2
+    /// automatic scrolling, 3 painting of partial images, 4 rubber-band feedback.
     bool DisplaySwitch(int index) const { return switches_.at(static_cast<std::size_t>(index)); }
     void SetDisplaySwitch(int index, bool on) { switches_.at(static_cast<std::size_t>(index)) = on; }
     double DstLeft() const { return in_scale(dst_.left(), true); }
@@ -139,8 +141,8 @@ class Engine : public QObject {
     void SetPaintEffect(int effect) { paint_effect_ = effect; }
     void SetEffectDelay(int milliseconds) { effect_delay_ = milliseconds; }
 
-    // Operations (engine_operations.cpp). One that this version does not have gives kNotAvailable and leaves the
-    // image as it was; the program keeps such commands disabled.
+    // Operations (engine_operations.cpp). One that this version does not have gives kNotAvailable and leaves
+    // the image as it was; the program keeps such commands disabled.
     static constexpr Code kNotAvailable = 20016;
     Code Flip();
     Code Reverse();
@@ -168,7 +170,8 @@ class Engine : public QObject {
     Code AddNoise(int amount);
     Code Emboss(int depth);
     Code SpatialFilter(int filter);
-    Code Combine(int x, int y, float width, float height, const imaging::Bitmap& source, int source_x, int source_y, int flags);
+    Code Combine(int x, int y, float width, float height, const imaging::Bitmap& source, int source_x,
+                 int source_y, int flags);
     Code Underlay(const imaging::Bitmap& underlay, int mode);
     Code ColorRes(int bits, int palette, int dither, int reserved);
     Code Halftone(int type, int value);
@@ -188,14 +191,14 @@ class Engine : public QObject {
   signals:
     void ProgressStatus(int percent);
     void EscapePressed();
-    void bitmap_changed();    ///< another image, or another size of it
-    void display_changed();   ///< zoom, mode or display preferences
+    void bitmap_changed();   ///< another image, or another size of it
+    void display_changed();  ///< zoom, mode or display preferences
     void repaint_requested();
-    void partly_loaded();     ///< rows have arrived at loading()
+    void partly_loaded();  ///< rows have arrived at loading()
 
   private:
-    /// Runs work on another thread, keeps the interface alive, raises progress events. work gets a function to
-    /// report done of total; it returns false to stop.
+    /// Runs work on another thread, keeps the interface alive, raises progress events. work gets a function
+    /// to report done of total; it returns false to stop.
     using Report = std::function<bool(std::int64_t, std::int64_t)>;
     void run(const std::function<void(const Report&)>& work);
     Code apply(const std::function<imaging::Result<imaging::Bitmap>(const imaging::Bitmap&)>& operation);
@@ -207,7 +210,7 @@ class Engine : public QObject {
     FileInfo info_;
     QString damage_notice_;
     std::unique_ptr<Loading> loading_;
-    std::atomic<bool> abort_{false};
+    std::atomic<bool> abort_ {false};
     bool progress_events_ = false;
     bool paint_while_load_ = false;
     int pcd_resolution_ = 0;
@@ -221,7 +224,7 @@ class Engine : public QObject {
     int dither_method_ = 0;
     int bitonal_scaling_ = 0;
     int bitonal_display_ = 0;
-    std::array<bool, 5> switches_{false, false, true, true, true};
+    std::array<bool, 5> switches_ {false, false, true, true, true};
     QRectF dst_, clip_;
     double twips_x_ = 15, twips_y_ = 15;
 

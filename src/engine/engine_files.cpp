@@ -35,19 +35,21 @@ Code Engine::GetFileInfo(const QString& name, int page) {
     info_.page = info->page;
     info_.total_pages = info->pages;
     info_.size_mem = text::round_half_even(static_cast<double>(info->width) * info->height * info->bits / 8);
-    info_.size_disk = QFileInfo{name}.size();
+    info_.size_disk = QFileInfo {name}.size();
     info_.has_stamp = info->has_stamp;
     info_.resolution = info->resolution;
-    info_.compression = QString::fromUtf8(info->compression.data(), static_cast<qsizetype>(info->compression.size()));
+    info_.compression =
+        QString::fromUtf8(info->compression.data(), static_cast<qsizetype>(info->compression.size()));
     return 0;
 }
 
 Code Engine::Load(const QString& name, int bits, int page, int) {
-    imaging::Result<imaging::Outcome> outcome = imaging::Error{imaging::Fault::cancelled, "not started"};
+    imaging::Result<imaging::Outcome> outcome = imaging::Error {imaging::Fault::cancelled, "not started"};
     // The view reads loading() while the work runs, so it exists before and outlives it.
     Report progress;
     loading_ = std::make_unique<Loading>(
-        paint_while_load_, [&progress](std::int64_t done, std::int64_t total) { return progress(done, total); },
+        paint_while_load_,
+        [&progress](std::int64_t done, std::int64_t total) { return progress(done, total); },
         [this] { QMetaObject::invokeMethod(this, &Engine::partly_loaded, Qt::QueuedConnection); });
     run([&](const Report& report) {
         progress = report;
@@ -58,7 +60,7 @@ Code Engine::Load(const QString& name, int bits, int page, int) {
 }
 
 Code Engine::LoadStamp(const QString& name) {
-    imaging::Result<imaging::Outcome> outcome = imaging::Error{imaging::Fault::cancelled, "not started"};
+    imaging::Result<imaging::Outcome> outcome = imaging::Error {imaging::Fault::cancelled, "not started"};
     run([&](const Report&) { outcome = imaging::load_stamp(native(name), options_for(0, 1)); });
     return take(std::move(outcome));
 }
@@ -73,7 +75,7 @@ Code Engine::SetPicture(const imaging::Bitmap& picture) {
 Code Engine::Save(const QString& name, int format, int bits, int quality, int) {
     if (bitmap_.empty()) return 20002;
     const imaging::Bitmap snapshot = bitmap_;
-    imaging::Result<void> result = imaging::Error{imaging::Fault::cancelled, "not started"};
+    imaging::Result<void> result = imaging::Error {imaging::Fault::cancelled, "not started"};
     run([&](const Report& report) {
         imaging::SaveOptions options;
         options.format_code = format;
@@ -82,7 +84,7 @@ Code Engine::Save(const QString& name, int format, int bits, int quality, int) {
         options.progress = report;
         result = imaging::save(snapshot, native(name), options);
     });
-    return result ? Code{0} : static_cast<Code>(imaging::result_code(result.error()));
+    return result ? Code {0} : static_cast<Code>(imaging::result_code(result.error()));
 }
 
 bool Engine::HasPCDResolution(const QString&, int) const { return false; }

@@ -22,20 +22,24 @@ int button_code(Qt::MouseButton button) {
 }
 
 int button_code(Qt::MouseButtons buttons) {
-    return (buttons & Qt::LeftButton ? 1 : 0) | (buttons & Qt::RightButton ? 2 : 0) | (buttons & Qt::MiddleButton ? 4 : 0);
+    return (buttons & Qt::LeftButton ? 1 : 0) | (buttons & Qt::RightButton ? 2 : 0) |
+           (buttons & Qt::MiddleButton ? 4 : 0);
 }
 
 int shift_code(Qt::KeyboardModifiers keys) {
-    return (keys & Qt::ShiftModifier ? 1 : 0) | (keys & Qt::ControlModifier ? 2 : 0) | (keys & Qt::AltModifier ? 4 : 0);
+    return (keys & Qt::ShiftModifier ? 1 : 0) | (keys & Qt::ControlModifier ? 2 : 0) |
+           (keys & Qt::AltModifier ? 4 : 0);
 }
 
 BitonalScale bitonal_scale(int method) {
-    return method == 1 ? BitonalScale::favour_black : method == 2 ? BitonalScale::to_gray : BitonalScale::normal;
+    return method == 1   ? BitonalScale::favour_black
+           : method == 2 ? BitonalScale::to_gray
+                         : BitonalScale::normal;
 }
 
 }  // namespace
 
-ImageView::ImageView(Engine& engine, QWidget* parent) : QAbstractScrollArea{parent}, engine_{engine} {
+ImageView::ImageView(Engine& engine, QWidget* parent) : QAbstractScrollArea {parent}, engine_ {engine} {
     setFrameShape(QFrame::NoFrame);
     setFocusPolicy(Qt::StrongFocus);
     setAccessibleName(tr("Image"));
@@ -55,7 +59,7 @@ ImageView::ImageView(Engine& engine, QWidget* parent) : QAbstractScrollArea{pare
 
 QSize ImageView::sizeHint() const {
     const QSize image = image_size();
-    return image.isEmpty() ? QSize{320, 240} : size_for_image(image.width(), image.height()).toSize();
+    return image.isEmpty() ? QSize {320, 240} : size_for_image(image.width(), image.height()).toSize();
 }
 
 QSizeF ImageView::size_for_image(int width, int height) const {
@@ -63,7 +67,8 @@ QSizeF ImageView::size_for_image(int width, int height) const {
 }
 
 QSize ImageView::image_size() const {
-    if (Loading* loading = engine_.loading(); loading && engine_.PaintWhileLoad()) return loading->image_size();
+    if (Loading* loading = engine_.loading(); loading && engine_.PaintWhileLoad())
+        return loading->image_size();
     return {engine_.BitmapWidth(), engine_.BitmapHeight()};
 }
 
@@ -73,7 +78,10 @@ QSize ImageView::view_size() const {
 }
 
 DisplayRequest ImageView::request() const {
-    return {image_size(), view_size(), engine_.PaintSizeMode(), engine_.PaintZoomFactor(),
+    return {image_size(),
+            view_size(),
+            engine_.PaintSizeMode(),
+            engine_.PaintZoomFactor(),
             {horizontalScrollBar()->value(), verticalScrollBar()->value()}};
 }
 
@@ -93,17 +101,18 @@ void ImageView::update_layout() {
     };
     const DisplayRequest now = request();
     const bool scrolls = engine_.AutoScroll() && now.paint_size_mode == kPaintNormal;
-    const QSize shown = scrolls ? displayed_size(now) : QSize{};
+    const QSize shown = scrolls ? displayed_size(now) : QSize {};
     const QSizeF most = QSizeF(maximumViewportSize()) * devicePixelRatioF();
     // A pixel of rounding at fractional scale factors must not bring up the bars.
     const bool fits = shown.width() <= std::ceil(most.width()) && shown.height() <= std::ceil(most.height());
     range(horizontalScrollBar(), fits ? 0 : shown.width(), now.view.width());
     range(verticalScrollBar(), fits ? 0 : shown.height(), now.view.height());
     dst_ = display_rectangle(request());
-    engine_.SetDisplayRectangles(dst_, dst_.intersected(QRectF{QPointF{}, QSizeF(view_size())}));
+    engine_.SetDisplayRectangles(dst_, dst_.intersected(QRectF {QPointF {}, QSizeF(view_size())}));
     if (const QScreen* on = screen()) {
         const double ratio = devicePixelRatioF();
-        engine_.SetTwipsPerPixel(platform::twips_per_pixel_x(on) / ratio, platform::twips_per_pixel_y(on) / ratio);
+        engine_.SetTwipsPerPixel(platform::twips_per_pixel_x(on) / ratio,
+                                 platform::twips_per_pixel_y(on) / ratio);
     }
 }
 
@@ -111,20 +120,22 @@ void ImageView::update_layout() {
 QRect ImageView::visible_part() const {
     const QRect part = viewport()->visibleRegion().boundingRect();
     const double ratio = devicePixelRatioF();
-    const QPoint from(static_cast<int>(std::floor(part.left() * ratio)), static_cast<int>(std::floor(part.top() * ratio)));
-    const QPoint to(static_cast<int>(std::ceil((part.left() + part.width()) * ratio)), static_cast<int>(std::ceil((part.top() + part.height()) * ratio)));
-    return QRect{from, QSize(to.x() - from.x(), to.y() - from.y())}.intersected(dst_.toAlignedRect());
+    const QPoint from(static_cast<int>(std::floor(part.left() * ratio)),
+                      static_cast<int>(std::floor(part.top() * ratio)));
+    const QPoint to(static_cast<int>(std::ceil((part.left() + part.width()) * ratio)),
+                    static_cast<int>(std::ceil((part.top() + part.height()) * ratio)));
+    return QRect {from, QSize(to.x() - from.x(), to.y() - from.y())}.intersected(dst_.toAlignedRect());
 }
 
 RenderRequest ImageView::render_request() const {
     return {dst_, visible_part(), bitonal_scale(engine_.BitonalScaling())};
 }
 
-// Draws pixels one to one: at fractional scale factors the viewport may begin inside a device pixel, which would
-// blur everything; the picture then starts at the next whole one.
+// Draws pixels one to one: at fractional scale factors the viewport may begin inside a device pixel, which
+// would blur everything; the picture then starts at the next whole one.
 void ImageView::draw(QPainter& painter, const QImage& image, QPoint at) {
     const double ratio = devicePixelRatioF();
-    const QPointF origin = QPointF(viewport()->mapTo(window(), QPoint{})) * ratio;
+    const QPointF origin = QPointF(viewport()->mapTo(window(), QPoint {})) * ratio;
     const QPointF offset(std::ceil(origin.x()) - origin.x(), std::ceil(origin.y()) - origin.y());
     QImage picture = image;
     picture.setDevicePixelRatio(ratio);
@@ -132,7 +143,7 @@ void ImageView::draw(QPainter& painter, const QImage& image, QPoint at) {
 }
 
 void ImageView::paintEvent(QPaintEvent*) {
-    QPainter painter{viewport()};
+    QPainter painter {viewport()};
     painter.fillRect(viewport()->rect(), palette().color(QPalette::Window).darker(120));
     const RenderRequest wanted = render_request();
     if (wanted.exposed.isEmpty()) return;
@@ -170,7 +181,8 @@ bool ImageView::viewportEvent(QEvent* event) {
 
 namespace {
 
-QPointF in_scale(const Engine& engine, const QMouseEvent& event, double ratio, double twips_x, double twips_y) {
+QPointF in_scale(const Engine& engine, const QMouseEvent& event, double ratio, double twips_x,
+                 double twips_y) {
     const QPointF pixels = event.position() * ratio;
     if (engine.ScaleMode() != kTwips) return pixels;
     return {pixels.x() * twips_x / ratio, pixels.y() * twips_y / ratio};
@@ -179,17 +191,20 @@ QPointF in_scale(const Engine& engine, const QMouseEvent& event, double ratio, d
 }  // namespace
 
 void ImageView::mousePressEvent(QMouseEvent* event) {
-    const QPointF at = in_scale(engine_, *event, devicePixelRatioF(), platform::twips_per_pixel_x(screen()), platform::twips_per_pixel_y(screen()));
+    const QPointF at = in_scale(engine_, *event, devicePixelRatioF(), platform::twips_per_pixel_x(screen()),
+                                platform::twips_per_pixel_y(screen()));
     emit MouseDown(button_code(event->button()), shift_code(event->modifiers()), at.x(), at.y());
 }
 
 void ImageView::mouseMoveEvent(QMouseEvent* event) {
-    const QPointF at = in_scale(engine_, *event, devicePixelRatioF(), platform::twips_per_pixel_x(screen()), platform::twips_per_pixel_y(screen()));
+    const QPointF at = in_scale(engine_, *event, devicePixelRatioF(), platform::twips_per_pixel_x(screen()),
+                                platform::twips_per_pixel_y(screen()));
     emit MouseMove(button_code(event->buttons()), shift_code(event->modifiers()), at.x(), at.y());
 }
 
 void ImageView::mouseReleaseEvent(QMouseEvent* event) {
-    const QPointF at = in_scale(engine_, *event, devicePixelRatioF(), platform::twips_per_pixel_x(screen()), platform::twips_per_pixel_y(screen()));
+    const QPointF at = in_scale(engine_, *event, devicePixelRatioF(), platform::twips_per_pixel_x(screen()),
+                                platform::twips_per_pixel_y(screen()));
     emit MouseUp(button_code(event->button()), shift_code(event->modifiers()), at.x(), at.y());
 }
 

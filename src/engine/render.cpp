@@ -15,7 +15,8 @@ using imaging::Bitmap;
 using imaging::Layout;
 using imaging::Rgba;
 
-constexpr int kMostSamples = 8;  // per output pixel and axis; beyond this ratio pixels are sampled, not all read
+constexpr int kMostSamples =
+    8;  // per output pixel and axis; beyond this ratio pixels are sampled, not all read
 constexpr int kRowGrain = 16;
 
 struct Span {
@@ -57,7 +58,7 @@ QRgb over(unsigned r, unsigned g, unsigned b, unsigned a, int x, int y) {
 // One output row by averaging; sums hold r, g, b weighted by alpha, alpha, and the number of samples.
 class Averager {
   public:
-    Averager(const Bitmap& bitmap, const std::vector<Span>& columns) : bitmap_{bitmap}, columns_{columns} {
+    Averager(const Bitmap& bitmap, const std::vector<Span>& columns) : bitmap_ {bitmap}, columns_ {columns} {
         first_ = columns.front().first;
         last_ = columns.back().last;
         alpha_ = bitmap.has_alpha();
@@ -69,20 +70,24 @@ class Averager {
     void row(const Span& rows, int x0, int y_device, QRgb* out) {
         sums_.assign(columns_.size() * 5, 0);
         for (int y = rows.first; y < rows.last; y += rows.step) {
-            if (alpha_) add<4>(pixels(y));
-            else add<3>(pixels(y));
+            if (alpha_)
+                add<4>(pixels(y));
+            else
+                add<3>(pixels(y));
         }
         for (std::size_t i = 0; i < columns_.size(); ++i) {
             const unsigned* s = &sums_[i * 5];
             const int x = x0 + static_cast<int>(i);
             if (!alpha_) {
                 const unsigned n = s[4];
-                out[i] = qRgb(static_cast<int>((s[0] + n / 2) / n), static_cast<int>((s[1] + n / 2) / n), static_cast<int>((s[2] + n / 2) / n));
+                out[i] = qRgb(static_cast<int>((s[0] + n / 2) / n), static_cast<int>((s[1] + n / 2) / n),
+                              static_cast<int>((s[2] + n / 2) / n));
             } else if (s[3] == 0) {
                 out[i] = chequer(x, y_device);
             } else {
                 const unsigned a = s[3];
-                out[i] = over((s[0] + a / 2) / a, (s[1] + a / 2) / a, (s[2] + a / 2) / a, (a + s[4] / 2) / s[4], x, y_device);
+                out[i] = over((s[0] + a / 2) / a, (s[1] + a / 2) / a, (s[2] + a / 2) / a,
+                              (a + s[4] / 2) / s[4], x, y_device);
             }
         }
     }
@@ -90,8 +95,10 @@ class Averager {
   private:
     const std::uint8_t* pixels(int y) {
         if (direct_) return bitmap_.row(y).data() + static_cast<std::size_t>(first_) * (alpha_ ? 4 : 3);
-        if (alpha_) imaging::row_to_rgba(bitmap_, y, first_, scratch_);
-        else imaging::row_to_rgb(bitmap_, y, first_, scratch_);
+        if (alpha_)
+            imaging::row_to_rgba(bitmap_, y, first_, scratch_);
+        else
+            imaging::row_to_rgb(bitmap_, y, first_, scratch_);
         return scratch_.data();
     }
 
@@ -124,7 +131,7 @@ class Averager {
 // One source pixel per output pixel: 100 % and enlargements.
 class Repeater {
   public:
-    Repeater(const Bitmap& bitmap, const std::vector<Span>& columns) : bitmap_{bitmap}, columns_{columns} {
+    Repeater(const Bitmap& bitmap, const std::vector<Span>& columns) : bitmap_ {bitmap}, columns_ {columns} {
         first_ = columns.front().first;
         rgba_.resize(static_cast<std::size_t>(columns.back().last - first_) * 4);
     }
@@ -149,7 +156,8 @@ unsigned count_bits(const std::uint8_t* row, int first, int last) {
     unsigned count = 0;
     int byte = first / 8;
     unsigned mask = 0xFFU >> (first % 8);
-    for (; byte < last / 8; ++byte, mask = 0xFF) count += static_cast<unsigned>(std::popcount(row[byte] & mask));
+    for (; byte < last / 8; ++byte, mask = 0xFF)
+        count += static_cast<unsigned>(std::popcount(row[byte] & mask));
     if (last % 8) count += static_cast<unsigned>(std::popcount(row[byte] & mask & ~(0xFFU >> (last % 8))));
     return count;
 }
@@ -158,7 +166,7 @@ unsigned count_bits(const std::uint8_t* row, int first, int last) {
 class BitReducer {
   public:
     BitReducer(const Bitmap& bitmap, const std::vector<Span>& columns, BitonalScale scale)
-        : bitmap_{bitmap}, columns_{columns}, scale_{scale} {
+        : bitmap_ {bitmap}, columns_ {columns}, scale_ {scale} {
         for (std::size_t i = 0; i < 2 && i < bitmap.palette().size(); ++i) colours_[i] = bitmap.palette()[i];
         const auto light = [](const Rgba& c) { return c.r + c.g + c.b; };
         dark_is_one_ = light(colours_[1]) < light(colours_[0]);
@@ -169,10 +177,12 @@ class BitReducer {
         counts_.assign(columns_.size(), 0);
         for (int y = rows.first; y < rows.last; ++y) {
             const std::uint8_t* bits = bitmap_.row(y).data();
-            for (std::size_t i = 0; i < columns_.size(); ++i) counts_[i] += count_bits(bits, columns_[i].first, columns_[i].last);
+            for (std::size_t i = 0; i < columns_.size(); ++i)
+                counts_[i] += count_bits(bits, columns_[i].first, columns_[i].last);
         }
         for (std::size_t i = 0; i < columns_.size(); ++i) {
-            const unsigned total = static_cast<unsigned>((columns_[i].last - columns_[i].first) * (rows.last - rows.first));
+            const unsigned total =
+                static_cast<unsigned>((columns_[i].last - columns_[i].first) * (rows.last - rows.first));
             out[i] = shade(counts_[i], total, x0 + static_cast<int>(i), y_device);
         }
     }
@@ -193,9 +203,11 @@ class BitReducer {
             const Rgba& c = colours_[(dark > 0) == dark_is_one_ ? 1 : 0];
             return over(c.r, c.g, c.b, c.a, x, y);
         }
-        const auto mix = [&](unsigned zero, unsigned one) { return (zero * (total - ones) + one * ones + total / 2) / total; };
-        return over(mix(colours_[0].r, colours_[1].r), mix(colours_[0].g, colours_[1].g), mix(colours_[0].b, colours_[1].b),
-                    mix(colours_[0].a, colours_[1].a), x, y);
+        const auto mix = [&](unsigned zero, unsigned one) {
+            return (zero * (total - ones) + one * ones + total / 2) / total;
+        };
+        return over(mix(colours_[0].r, colours_[1].r), mix(colours_[0].g, colours_[1].g),
+                    mix(colours_[0].b, colours_[1].b), mix(colours_[0].a, colours_[1].a), x, y);
     }
 
     const Bitmap& bitmap_;
@@ -214,7 +226,8 @@ void run(Renderer renderer, const std::vector<Span>& rows, QRect exposed, QImage
     imaging::parallel_bands(last - first, kRowGrain, [&, base, stride](int from, int to) {
         Renderer own = renderer;
         for (int y = first + from; y < first + to; ++y) {
-            own.row(rows[static_cast<std::size_t>(y)], exposed.x(), exposed.y() + y, reinterpret_cast<QRgb*>(base + y * stride));
+            own.row(rows[static_cast<std::size_t>(y)], exposed.x(), exposed.y() + y,
+                    reinterpret_cast<QRgb*>(base + y * stride));
         }
     });
 }
@@ -224,23 +237,30 @@ void run(Renderer renderer, const std::vector<Span>& rows, QRect exposed, QImage
 void render(const Bitmap& bitmap, const RenderRequest& request, QImage& out, int first, int last) {
     if (bitmap.empty() || request.exposed.isEmpty() || request.dst.isEmpty() || first >= last) return;
     const QRect exposed = request.exposed;
-    const auto columns = spans(request.dst.x(), request.dst.width(), bitmap.width(), exposed.x(), exposed.width());
-    const auto rows = spans(request.dst.y(), request.dst.height(), bitmap.height(), exposed.y(), exposed.height());
+    const auto columns =
+        spans(request.dst.x(), request.dst.width(), bitmap.width(), exposed.x(), exposed.width());
+    const auto rows =
+        spans(request.dst.y(), request.dst.height(), bitmap.height(), exposed.y(), exposed.height());
     const bool reduced = request.dst.width() < bitmap.width() || request.dst.height() < bitmap.height();
-    if (!reduced) run(Repeater{bitmap, columns}, rows, exposed, out, first, last);
-    else if (bitmap.layout() == Layout::bit1) run(BitReducer{bitmap, columns, request.bitonal}, rows, exposed, out, first, last);
-    else run(Averager{bitmap, columns}, rows, exposed, out, first, last);
+    if (!reduced)
+        run(Repeater {bitmap, columns}, rows, exposed, out, first, last);
+    else if (bitmap.layout() == Layout::bit1)
+        run(BitReducer {bitmap, columns, request.bitonal}, rows, exposed, out, first, last);
+    else
+        run(Averager {bitmap, columns}, rows, exposed, out, first, last);
 }
 
 QImage render(const Bitmap& bitmap, const RenderRequest& request) {
-    QImage image{request.exposed.size(), QImage::Format_RGB32};
+    QImage image {request.exposed.size(), QImage::Format_RGB32};
     if (!image.isNull()) render(bitmap, request, image, 0, image.height());
     return image;
 }
 
 int rows_covered(const Bitmap& bitmap, const RenderRequest& request, int source_row) {
-    const auto rows = spans(request.dst.y(), request.dst.height(), bitmap.height(), request.exposed.y(), request.exposed.height());
-    const auto missing = std::ranges::find_if(rows, [source_row](const Span& s) { return s.last > source_row; });
+    const auto rows = spans(request.dst.y(), request.dst.height(), bitmap.height(), request.exposed.y(),
+                            request.exposed.height());
+    const auto missing =
+        std::ranges::find_if(rows, [source_row](const Span& s) { return s.last > source_row; });
     return static_cast<int>(missing - rows.begin());
 }
 

@@ -13,15 +13,15 @@ namespace quillmark::engine {
 enum class BitonalScale { normal, favour_black, to_gray };
 
 struct RenderRequest {
-    QRectF dst;      ///< where the whole bitmap lies, device pixels
-    QRect exposed;   ///< the part to render, device pixels
+    QRectF dst;     ///< where the whole bitmap lies, device pixels
+    QRect exposed;  ///< the part to render, device pixels
     BitonalScale bitonal = BitonalScale::normal;
     friend bool operator==(const RenderRequest&, const RenderRequest&) = default;
 };
 
-/// Renders rows [first, last) of the exposed part into out (Format_RGB32, of the exposed size). Reduction averages
-/// the pixels that fall together (very large ratios sample them), enlargement repeats pixels, alpha shows a
-/// chequerboard. Work is shared over the cores; its cost is that of reading the source pixels once.
+/// Renders rows [first, last) of the exposed part into out (Format_RGB32, of the exposed size). Reduction
+/// averages the pixels that fall together (very large ratios sample them), enlargement repeats pixels, alpha
+/// shows a chequerboard. Work is shared over the cores; its cost is that of reading the source pixels once.
 void render(const imaging::Bitmap& bitmap, const RenderRequest& request, QImage& out, int first, int last);
 /// The whole exposed part.
 QImage render(const imaging::Bitmap& bitmap, const RenderRequest& request);

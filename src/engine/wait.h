@@ -6,10 +6,11 @@
 
 namespace quillmark::engine {
 
-/// Runs work on a pool thread and returns when it has ended. Meanwhile paints, timers and Esc come through; keys,
-/// mouse, drops and requests to close are swallowed. tick is called about every 30 ms; escape for each Esc and for
-/// a request to close the main window, which is repeated once the work has ended. Work that ends within a few
-/// milliseconds lets no event in at all.
-void run_and_wait(const std::function<void()>& work, const std::function<void()>& tick, const std::function<void()>& escape);
+/// Runs work on a pool thread and returns when it has ended. Meanwhile paints, timers and Esc come through;
+/// keys, mouse, drops and requests to close are swallowed. tick is called about every 30 ms; escape for each
+/// Esc and for a request to close the main window, which is repeated once the work has ended. Work that ends
+/// within a few milliseconds lets no event in at all.
+void run_and_wait(const std::function<void()>& work, const std::function<void()>& tick,
+                  const std::function<void()>& escape);
 
 }  // namespace quillmark::engine

@@ -41,7 +41,8 @@ std::span<const FilterEntry> OpenFilterTable() { return kTable; }
 
 QString open_filter_text() {
     QString text;
-    for (const FilterEntry& entry : kTable) text += QString::fromLatin1(entry.description) + u'|' + QString::fromLatin1(entry.pattern) + u'|';
+    for (const FilterEntry& entry : kTable)
+        text += QString::fromLatin1(entry.description) + u'|' + QString::fromLatin1(entry.pattern) + u'|';
     return text;
 }
 

@@ -10,7 +10,8 @@ namespace quillmark::files {
 struct FilterEntry {
     const char* description;
     const char* pattern;
-    const char* remembered;  ///< the extension that stores this entry's index as the format memory; may be empty
+    const char*
+        remembered;  ///< the extension that stores this entry's index as the format memory; may be empty
 };
 
 /// 28 entries; the last is empty.

@@ -36,7 +36,7 @@ struct Request {
 // The options form, when the preference asks for it. False: cancelled.
 bool ask_options(FrameFace& frame, const QString& name, std::int16_t& page, Request& request) {
     program::ProgramState& state = frame.state();
-    OpenOpts form{frame.prompts()};
+    OpenOpts form {frame.prompts()};
     form.InitTheForm(name, state.PaintWhileLoad, state.PCDResolution);
     frame.prompts().show_modal(form);
     OpenOpts::Options options;
@@ -48,7 +48,8 @@ bool ask_options(FrameFace& frame, const QString& name, std::int16_t& page, Requ
     return options.ok;
 }
 
-engine::Code load_into(FrameFace& frame, engine::Engine& image, const QString& name, std::int16_t page, const Request& request) {
+engine::Code load_into(FrameFace& frame, engine::Engine& image, const QString& name, std::int16_t page,
+                       const Request& request) {
     engine::Code code = -1;
     if (request.load_stamp) code = image.LoadStamp(name);
     if (code == 0) return code;
@@ -68,13 +69,14 @@ void remember_folder(FrameFace& frame) {
     QString folder = QDir::currentPath();
     if (!folder.endsWith(u'/')) folder += u'/';
     platform::remember_spelling(folder);
-    frame.settings().SetKeyValue(Root::HKEY_LOCAL_MACHINE, settings::keys::kDirectories, kImageOpenDir, folder.toLower());
+    frame.settings().SetKeyValue(Root::HKEY_LOCAL_MACHINE, settings::keys::kDirectories, kImageOpenDir,
+                                 folder.toLower());
 }
 
 // A window for the file, filled. A failure closes the half-made window and has been reported.
 void open_window(FrameFace& frame, const QString& name, std::int16_t page, const Request& request) {
     program::ImageWindow* window = frame.new_image_window();
-    const program::FileArguments file{name, page, request.paint_while_load, frame.state().PCDResolution};
+    const program::FileArguments file {name, page, request.paint_while_load, frame.state().PCDResolution};
     engine::Code code = window->InitTheForm(name, &file);
     if (code == 0) {
         engine::Engine& image = window->LEAD1();
@@ -85,13 +87,16 @@ void open_window(FrameFace& frame, const QString& name, std::int16_t page, const
             code = load_into(frame, image, name, page, request);
         }
         if (code != 0) {
-            frame.prompts().message_with_detail(QString::fromStdString(text::error_message(code)), name, QStringLiteral("ERROR"), program::Icon::stop);
+            frame.prompts().message_with_detail(QString::fromStdString(text::error_message(code)), name,
+                                                QStringLiteral("ERROR"), program::Icon::stop);
         } else {
             if (request.load_stamp) window->ViewSnap();
             image.ForceRepaint();
             remember_folder(frame);
             if (!image.DamageNotice().isEmpty()) {
-                frame.prompts().message_with_detail(image.DamageNotice(), name, QCoreApplication::applicationName(), program::Icon::information);
+                frame.prompts().message_with_detail(image.DamageNotice(), name,
+                                                    QCoreApplication::applicationName(),
+                                                    program::Icon::information);
             }
         }
     }
@@ -103,13 +108,16 @@ void choose_and_open(FrameFace& frame) {
     settings::Settings& store = frame.settings();
     engine::OpenRequest request;
     request.filter = open_filter_text();
-    request.filter_index = 1 + text::int16_from_text(
-        store.QueryKeyValue(Root::HKEY_LOCAL_MACHINE, settings::keys::kFilesParameters, kImageOpenFormat).toStdString());
+    request.filter_index =
+        1 +
+        text::int16_from_text(
+            store.QueryKeyValue(Root::HKEY_LOCAL_MACHINE, settings::keys::kFilesParameters, kImageOpenFormat)
+                .toStdString());
     request.initial_dir = platform::resolve_without_case(
         store.QueryKeyValue(Root::HKEY_LOCAL_MACHINE, settings::keys::kDirectories, kImageOpenDir));
     request.title = QStringLiteral("Open File");
     request.flags = kOpenFlags;
-    engine::OpenDialog dialog{request};
+    engine::OpenDialog dialog {request};
     if (frame.prompts().show_modal(dialog) != QDialog::Accepted) return;
     for (bool first = true; const QString& name : dialog.file_names()) {
         state.CurrentFileName = name;
@@ -130,7 +138,9 @@ void C_FileOpen(FrameFace& frame) {
         choose_and_open(frame);
     } catch (const program::RunTimeError& error) {
         frame.prompts().beep();
-        frame.prompts().message(error.description(), QStringLiteral("UNEXPECTED ERROR! (ImageProcess: C_FileOpen)"), program::Icon::stop);
+        frame.prompts().message(error.description(),
+                                QStringLiteral("UNEXPECTED ERROR! (ImageProcess: C_FileOpen)"),
+                                program::Icon::stop);
     }
 }
 
@@ -138,7 +148,7 @@ void OpenFile(FrameFace& frame, const QString& name, std::int16_t& page) {
     // An unused recent-file entry still shows its designed caption.
     if (name.isEmpty() || name.startsWith(u"ge File")) return;
     program::ProgramState& state = frame.state();
-    Request request{state.PaintWhileLoad, 0, false};
+    Request request {state.PaintWhileLoad, 0, false};
     const bool ok = !state.ShowOpenOptions || ask_options(frame, name, page, request);
     if (ok) open_window(frame, name, page, request);
     state.LastFileName = state.CurrentFileName;
@@ -153,7 +163,9 @@ void open_files(FrameFace& frame, const QStringList& names) {
         try {
             OpenFile(frame, name, page);
         } catch (const program::RunTimeError& error) {
-            frame.prompts().message(error.description(), QStringLiteral("UNEXPECTED ERROR! (ImageProcess: C_FileOpen)"), program::Icon::stop);
+            frame.prompts().message(error.description(),
+                                    QStringLiteral("UNEXPECTED ERROR! (ImageProcess: C_FileOpen)"),
+                                    program::Icon::stop);
         }
     }
 }

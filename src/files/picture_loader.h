@@ -14,8 +14,8 @@ struct Picture {
     QString damage_notice;
 };
 
-/// Decodes the page of a picture file at bits per pixel (0: its own) with the progress and the paint-while-load
-/// setting of the window that will show it.
+/// Decodes the page of a picture file at bits per pixel (0: its own) with the progress and the
+/// paint-while-load setting of the window that will show it.
 Picture load_picture(engine::Engine& shown_by, const QString& name, std::int16_t bits, std::int16_t page);
 
 }  // namespace quillmark::files

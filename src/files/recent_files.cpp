@@ -20,32 +20,36 @@ using Entries = std::array<QString, kEntries>;
 QString setting_name(int i) { return QStringLiteral("ImageFile%1").arg(i + 1); }
 QString tool_id(int i) { return QStringLiteral("ID_ImageFile%1").arg(i + 1); }
 QString path_of(const QString& entry) { return entry.mid(kPrefix); }
-QString entry_for(int i, const QString& path) { return QStringLiteral("&%1 %2").arg(i + 1).arg(path).toLower(); }
+QString entry_for(int i, const QString& path) {
+    return QStringLiteral("&%1 %2").arg(i + 1).arg(path).toLower();
+}
 
 Entries read(program::FrameFace& frame) {
     Entries entries;
     for (int i = kEntries - 1; i >= 0; --i) {
-        entries[static_cast<std::size_t>(i)] =
-            frame.settings().QueryKeyValue(settings::Root::HKEY_LOCAL_MACHINE, settings::keys::kSettings, setting_name(i));
+        entries[static_cast<std::size_t>(i)] = frame.settings().QueryKeyValue(
+            settings::Root::HKEY_LOCAL_MACHINE, settings::keys::kSettings, setting_name(i));
     }
     return entries;
 }
 
 void write(program::FrameFace& frame, const Entries& entries) {
     for (int i = kEntries - 1; i >= 0; --i) {
-        frame.settings().SetKeyValue(settings::Root::HKEY_LOCAL_MACHINE, settings::keys::kSettings, setting_name(i),
-                                     entries[static_cast<std::size_t>(i)]);
+        frame.settings().SetKeyValue(settings::Root::HKEY_LOCAL_MACHINE, settings::keys::kSettings,
+                                     setting_name(i), entries[static_cast<std::size_t>(i)]);
     }
 }
 
 void show(program::FrameFace& frame, const Entries& entries) {
-    for (int i = kEntries - 1; i >= 0; --i) frame.tools().set_caption(tool_id(i), entries[static_cast<std::size_t>(i)]);
+    for (int i = kEntries - 1; i >= 0; --i)
+        frame.tools().set_caption(tool_id(i), entries[static_cast<std::size_t>(i)]);
 }
 
 }  // namespace
 
 void UpdateOpenFiles(program::FrameFace& frame) {
-    static bool running = false;  // one interface thread; a write error's message box may let a second call in
+    static bool running =
+        false;  // one interface thread; a write error's message box may let a second call in
     if (running) return;
     running = true;
     platform::remember_spelling(frame.state().LastFileName);
@@ -53,7 +57,8 @@ void UpdateOpenFiles(program::FrameFace& frame) {
     const QString file = frame.state().LastFileName.toLower();
     const auto holds = [&](std::size_t i) { return path_of(e[i]).toLower() == file; };
     const auto shift_down_to = [&](int last) {
-        for (int i = last; i > 0; --i) e[static_cast<std::size_t>(i)] = entry_for(i, path_of(e[static_cast<std::size_t>(i - 1)]));
+        for (int i = last; i > 0; --i)
+            e[static_cast<std::size_t>(i)] = entry_for(i, path_of(e[static_cast<std::size_t>(i - 1)]));
     };
     if (!holds(0)) {
         shift_down_to(holds(2) ? 2 : holds(1) ? 1 : kEntries - 1);
@@ -76,7 +81,8 @@ void show_recent_files(program::FrameFace& frame) {
 
 void empty_recent_files(program::FrameFace& frame) {
     Entries entries;
-    for (int i = 0; i < kEntries; ++i) entries[static_cast<std::size_t>(i)] = QStringLiteral("&%1").arg(i + 1);
+    for (int i = 0; i < kEntries; ++i)
+        entries[static_cast<std::size_t>(i)] = QStringLiteral("&%1").arg(i + 1);
     write(frame, entries);
 }
 

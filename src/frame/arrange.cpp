@@ -18,9 +18,10 @@ QList<QMdiSubWindow*> windows(const QMdiArea& area, bool minimised) {
 
 // Room for tiles: the viewport without the row that icons take, and as if no scroll bars were shown.
 QRect free_room(const QMdiArea& area) {
-    QRect room{QPoint{}, area.maximumViewportSize()};
+    QRect room {QPoint {}, area.maximumViewportSize()};
     const auto icons = windows(area, true);
-    if (!icons.isEmpty()) room.setHeight(std::max(room.height() / 2, room.height() - icons.first()->height()));
+    if (!icons.isEmpty())
+        room.setHeight(std::max(room.height() / 2, room.height() - icons.first()->height()));
     return room;
 }
 

@@ -1,4 +1,5 @@
-// The frame's own caption: a gradient with the caption text, and the buttons and drags that people expect of one.
+// The frame's own caption: a gradient with the caption text, and the buttons and drags that people expect of
+// one.
 #pragma once
 
 #include <QColor>
@@ -28,7 +29,8 @@ class CaptionBar final : public QWidget {
     /// What the frame's non-client events come down to. wparam: activation (0 or 1), or the system command.
     void OnCaptionMessage(int message, int wparam);
     /// Paints the bar: 128 bands from the full colour at the left to black at the right, the text over it.
-    static void PaintGradientCaption(QPainter& painter, const QRect& bar, const QString& text, const QColor& colour, const QColor& text_colour);
+    static void PaintGradientCaption(QPainter& painter, const QRect& bar, const QString& text,
+                                     const QColor& colour, const QColor& text_colour);
     bool active() const { return active_; }
 
     QSize sizeHint() const override;

@@ -31,7 +31,9 @@ void dithering(ImageProcess& frame, int method) { set_dithering(frame, static_ca
 void bitonal(ImageProcess& frame, int mode) { set_bitonal_scaling(frame, static_cast<std::int16_t>(mode)); }
 void arrange_windows(ImageProcess& frame, int how) { arrange(frame.area(), static_cast<Arrangement>(how)); }
 void close_all(ImageProcess& frame, int) { frame.close_all_windows(); }
-void recent_file(ImageProcess& frame, int number) { files::open_recent_file(frame, QStringLiteral("ID_ImageFile%1").arg(number)); }
+void recent_file(ImageProcess& frame, int number) {
+    files::open_recent_file(frame, QStringLiteral("ID_ImageFile%1").arg(number));
+}
 void customize(ImageProcess& frame, int) { frame.customize_toolbars(); }
 void default_toolbars(ImageProcess& frame, int) { frame.default_toolbars(); }
 void show_help(ImageProcess& frame, int) { frame.ShowHelpFile(); }
@@ -151,9 +153,19 @@ constexpr Command kCommands[] = {
 };
 
 // Commands that work while no image is open; IDs that only begin so count for the recent files.
-constexpr const char16_t* kWithoutImage[] = {u"ID_Help", u"ID_Open", u"ID_Exit", u"ID_AboutQuillmark", u"ID_Contents", u"ID_FileAssociation",
-                                             u"ID_DefaultToolbars", u"ID_ScreenCapture", u"ID_Paste", u"ID_Scan", u"ID_Convert",
-                                             u"ID_About", u"ID_BatchConversion"};
+constexpr const char16_t* kWithoutImage[] = {u"ID_Help",
+                                             u"ID_Open",
+                                             u"ID_Exit",
+                                             u"ID_AboutQuillmark",
+                                             u"ID_Contents",
+                                             u"ID_FileAssociation",
+                                             u"ID_DefaultToolbars",
+                                             u"ID_ScreenCapture",
+                                             u"ID_Paste",
+                                             u"ID_Scan",
+                                             u"ID_Convert",
+                                             u"ID_About",
+                                             u"ID_BatchConversion"};
 
 }  // namespace
 
@@ -169,7 +181,8 @@ const Command* find_command(QStringView id) {
 }
 
 bool allowed_without_image(QStringView id) {
-    return id.startsWith(u"ID_ImageFile") || std::ranges::any_of(kWithoutImage, [id](const char16_t* allowed) { return id == allowed; });
+    return id.startsWith(u"ID_ImageFile") ||
+           std::ranges::any_of(kWithoutImage, [id](const char16_t* allowed) { return id == allowed; });
 }
 
 bool tool_available(QStringView id, bool image_open) {

@@ -15,7 +15,8 @@ struct Command {
     const char16_t* id;
     UndoCopy undo_copy;
     bool changed;  ///< marks the image changed afterwards
-    /// What runs. A row without a function is a command that this version does not have: its tool stays disabled.
+    /// What runs. A row without a function is a command that this version does not have: its tool stays
+    /// disabled.
     void (*run)(ImageProcess& frame, int argument);
     int argument;
 };

@@ -37,7 +37,9 @@ const auto kExchangeFile = QStringLiteral("image.pic");
 const auto kSystemTitleBar = QStringLiteral("SystemTitleBar");
 constexpr int kGrip = 5;  // width of the border that resizes a frame without a system title bar
 
-viewer::Viewer* viewer_of(QMdiSubWindow* window) { return window ? qobject_cast<viewer::Viewer*>(window->widget()) : nullptr; }
+viewer::Viewer* viewer_of(QMdiSubWindow* window) {
+    return window ? qobject_cast<viewer::Viewer*>(window->widget()) : nullptr;
+}
 
 viewer::Viewer* viewer_with(QMdiArea& area, std::int32_t handle) {
     for (QMdiSubWindow* window : area.subWindowList()) {
@@ -57,20 +59,23 @@ QStringList local_files(const QMimeData* data) {
 }  // namespace
 
 ImageProcess::ImageProcess(const Start& start)
-    : store_{start.settings_dir},
-      own_prompts_{start.prompts ? nullptr : new program::DesktopPrompts{this}},
-      prompts_{start.prompts ? start.prompts : own_prompts_.get()},
-      settings_{store_, [this](const QString& message) { prompts_->message(message, QStringLiteral("ERROR"), program::Icon::stop); }},
-      kids_{{[this](std::int32_t handle) {
-                 const viewer::Viewer* viewer = viewer_with(*area_, handle);
-                 return viewer ? viewer->windowTitle() : QString{};
-             },
-             [this] {
-                 program::ImageWindow* window = active_window();
-                 return window ? window->handle() : 0;
-             },
-             [this] { send_active_to_back(); }}},
-      arguments_{start.arguments} {
+    : store_ {start.settings_dir},
+      own_prompts_ {start.prompts ? nullptr : new program::DesktopPrompts {this}},
+      prompts_ {start.prompts ? start.prompts : own_prompts_.get()},
+      settings_ {store_,
+                 [this](const QString& message) {
+                     prompts_->message(message, QStringLiteral("ERROR"), program::Icon::stop);
+                 }},
+      kids_ {{[this](std::int32_t handle) {
+                  const viewer::Viewer* viewer = viewer_with(*area_, handle);
+                  return viewer ? viewer->windowTitle() : QString {};
+              },
+              [this] {
+                  program::ImageWindow* window = active_window();
+                  return window ? window->handle() : 0;
+              },
+              [this] { send_active_to_back(); }}},
+      arguments_ {start.arguments} {
     state_.ProgramDir = start.program_dir;
     state_.CommandLine = start.arguments.join(u' ');
     setObjectName(QStringLiteral("ImageProcess"));
@@ -84,7 +89,7 @@ ImageProcess::~ImageProcess() {
 }
 
 void ImageProcess::build() {
-    area_ = new QMdiArea{this};
+    area_ = new QMdiArea {this};
     area_->setObjectName(QStringLiteral("DocumentArea"));
     area_->setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
     area_->setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
@@ -94,15 +99,15 @@ void ImageProcess::build() {
     setCentralWidget(area_);
     connect(area_, &QMdiArea::subWindowActivated, this, &ImageProcess::on_window_activated);
 
-    status_ = new program::StatusBar{this};
-    auto* bottom = new QStatusBar{this};
+    status_ = new program::StatusBar {this};
+    auto* bottom = new QStatusBar {this};
     bottom->setContentsMargins(0, 0, 0, 0);
     bottom->addWidget(status_, 1);
     setStatusBar(bottom);
 
-    caption_ = new CaptionBar{this};
+    caption_ = new CaptionBar {this};
     connect(caption_, &CaptionBar::menu_requested, this, [this](QPoint global) {
-        const std::unique_ptr<QMenu> menu{createPopupMenu()};
+        const std::unique_ptr<QMenu> menu {createPopupMenu()};
         menu->exec(global);
     });
 
@@ -114,9 +119,12 @@ void ImageProcess::build() {
         if (index >= 0 && index < kids_.KidCount) kids_.MakeKidActive(static_cast<std::int16_t>(index));
     });
     connect(surface_.get(), &CommandSurface::window_command, this, [this](const QString& command) {
-        if (command == u"next") area_->activateNextSubWindow();
-        else if (command == u"previous") area_->activatePreviousSubWindow();
-        else if (program::ImageWindow* window = active_window()) window->unload();
+        if (command == u"next")
+            area_->activateNextSubWindow();
+        else if (command == u"previous")
+            area_->activatePreviousSubWindow();
+        else if (program::ImageWindow* window = active_window())
+            window->unload();
     });
     add_window_shortcuts();
     setAcceptDrops(true);
@@ -126,14 +134,14 @@ void ImageProcess::build() {
 
 void ImageProcess::add_window_shortcuts() {
     const auto add = [this](const QKeySequence& keys, auto action) {
-        auto* shortcut = new QAction{this};
+        auto* shortcut = new QAction {this};
         shortcut->setShortcut(keys);
         connect(shortcut, &QAction::triggered, this, action);
         addAction(shortcut);
     };
-    add(QKeySequence{Qt::CTRL | Qt::Key_F6}, [this] { area_->activateNextSubWindow(); });
-    add(QKeySequence{Qt::CTRL | Qt::SHIFT | Qt::Key_F6}, [this] { area_->activatePreviousSubWindow(); });
-    add(QKeySequence{Qt::ALT | Qt::Key_Minus}, [this] {
+    add(QKeySequence {Qt::CTRL | Qt::Key_F6}, [this] { area_->activateNextSubWindow(); });
+    add(QKeySequence {Qt::CTRL | Qt::SHIFT | Qt::Key_F6}, [this] { area_->activatePreviousSubWindow(); });
+    add(QKeySequence {Qt::ALT | Qt::Key_Minus}, [this] {
         if (QMdiSubWindow* window = area_->currentSubWindow()) window->showSystemMenu();
     });
 }
@@ -141,7 +149,8 @@ void ImageProcess::add_window_shortcuts() {
 QString ImageProcess::layout_path() const { return state_.ProgramDir + kLayoutName; }
 
 QString ImageProcess::setting(const char* name) const {
-    return settings_.QueryKeyValue(Root::HKEY_LOCAL_MACHINE, settings::keys::kImageProcessing, QString::fromLatin1(name));
+    return settings_.QueryKeyValue(Root::HKEY_LOCAL_MACHINE, settings::keys::kImageProcessing,
+                                   QString::fromLatin1(name));
 }
 
 void ImageProcess::MDIForm_Load() {
@@ -156,7 +165,8 @@ void ImageProcess::MDIForm_Load() {
     state_.ProgressEnabled = state_.ShowProgress;
     state_.LowColorDisplay = platform::screen_bits_per_pixel(screen()) <= 8;
     update_status_panel();
-    system_title_bar_ = settings_.QueryKeyValue(Root::HKEY_LOCAL_MACHINE, settings::keys::kOptions, kSystemTitleBar) == u"-1";
+    system_title_bar_ =
+        settings_.QueryKeyValue(Root::HKEY_LOCAL_MACHINE, settings::keys::kOptions, kSystemTitleBar) == u"-1";
     apply_title_bar();
     set_caption(QStringLiteral("Image Processing "));
     caption_->OnCaptionMessage(kNonClientActivate, 1);
@@ -164,8 +174,10 @@ void ImageProcess::MDIForm_Load() {
     refresh_tools();
     refresh_window_list();
     if (const QStringList broken = store_.broken_files(); !broken.isEmpty()) {
-        prompts_->message(tr("The settings could not be read and start afresh. The old ones were kept as:\n%1").arg(broken.join(u'\n')),
-                          QCoreApplication::applicationName(), program::Icon::exclamation);
+        prompts_->message(
+            tr("The settings could not be read and start afresh. The old ones were kept as:\n%1")
+                .arg(broken.join(u'\n')),
+            QCoreApplication::applicationName(), program::Icon::exclamation);
     }
 }
 
@@ -177,7 +189,9 @@ void ImageProcess::load_layout() {
         surface_->apply(*parsed.layout);
         return;
     }
-    prompts_->message(tr("The saved layout could not be read; the designed one is used. The old file was kept as:\n%1.broken").arg(layout_path()),
+    prompts_->message(tr("The saved layout could not be read; the designed one is used. The old file was "
+                         "kept as:\n%1.broken")
+                          .arg(layout_path()),
                       QCoreApplication::applicationName(), program::Icon::exclamation);
 }
 
@@ -186,32 +200,39 @@ void ImageProcess::read_preferences() {
         const char16_t* id;
         program::ViewMode mode;
     };
-    static constexpr ViewTool kViewTools[] = {{u"ID_ViewNormal", program::kViewNormal}, {u"ID_ViewFit", program::kViewFit},
-                                              {u"ID_ViewStretch", program::kViewStretch}, {u"ID_ViewSnap", program::kViewSnap}};
+    static constexpr ViewTool kViewTools[] = {{u"ID_ViewNormal", program::kViewNormal},
+                                              {u"ID_ViewFit", program::kViewFit},
+                                              {u"ID_ViewStretch", program::kViewStretch},
+                                              {u"ID_ViewSnap", program::kViewSnap}};
     for (const ViewTool& tool : kViewTools) {
         if (!surface_->checked(tool.id)) continue;
         state_.DefaultViewMode = tool.mode;
         break;
     }
-    const auto number = [this](const char16_t* id) { return text::int16_from_text(surface_->edit_text(id).toStdString()); };
+    const auto number = [this](const char16_t* id) {
+        return text::int16_from_text(surface_->edit_text(id).toStdString());
+    };
     state_.ZoomIncrement = number(u"ID_ZoomIncrement");
     state_.ZoomPercent = number(u"ID_ZoomPercentage");
     state_.ShowOpenOptions = surface_->checked(u"ID_ShowOpenOptions");
     state_.ShowProgress = surface_->checked(u"ID_ShowProgess");
     state_.PaintWhileLoad = surface_->checked(u"ID_PaintWhileLoad");
     state_.DitherMethod = surface_->checked(u"ID_DitheringErrorDiffusion") ? 1 : 0;
-    state_.BitonalScalingMode = surface_->checked(u"ID_BSScaleToGray") ? 2 : surface_->checked(u"ID_BSFavoredBlack") ? 1 : 0;
+    state_.BitonalScalingMode = surface_->checked(u"ID_BSScaleToGray")    ? 2
+                                : surface_->checked(u"ID_BSFavoredBlack") ? 1
+                                                                          : 0;
 }
 
 // A new user's frame stands in the middle of the screen, at four fifths of its size.
 void ImageProcess::first_placement() {
     const QRect room = screen()->availableGeometry();
-    QRect place{QPoint{}, room.size() * 4 / 5};
+    QRect place {QPoint {}, room.size() * 4 / 5};
     place.moveCenter(room.center());
     setGeometry(place);
     const double tx = platform::twips_per_pixel_x(screen()), ty = platform::twips_per_pixel_y(screen());
     const auto write = [this](const char* name, double value) {
-        settings_.SetKeyValue(Root::HKEY_LOCAL_MACHINE, settings::keys::kImageProcessing, QString::fromLatin1(name),
+        settings_.SetKeyValue(Root::HKEY_LOCAL_MACHINE, settings::keys::kImageProcessing,
+                              QString::fromLatin1(name),
                               QString::fromStdString(text::single_text(static_cast<float>(value))));
     };
     write("Left", place.x() * tx);
@@ -221,15 +242,22 @@ void ImageProcess::first_placement() {
 }
 
 void ImageProcess::restore_placement() {
-    const auto number = [this](const char* name) { return text::leading_number(setting(name).toStdString()); };
+    const auto number = [this](const char* name) {
+        return text::leading_number(setting(name).toStdString());
+    };
     const double tx = platform::twips_per_pixel_x(screen()), ty = platform::twips_per_pixel_y(screen());
-    const auto pixels = [](double twips, double per_pixel) { return static_cast<int>(std::clamp(twips / per_pixel, -32768.0, 32767.0)); };
-    QRect place{pixels(number("Left"), tx), pixels(number("Top"), ty), pixels(number("Width"), tx), pixels(number("Height"), ty)};
+    const auto pixels = [](double twips, double per_pixel) {
+        return static_cast<int>(std::clamp(twips / per_pixel, -32768.0, 32767.0));
+    };
+    QRect place {pixels(number("Left"), tx), pixels(number("Top"), ty), pixels(number("Width"), tx),
+                 pixels(number("Height"), ty)};
     place.setSize(place.size().expandedTo(minimumSize()));
     // A screen that is gone must not take the frame with it.
-    const QRect caption{place.topLeft(), QSize(place.width(), 24)};
+    const QRect caption {place.topLeft(), QSize(place.width(), 24)};
     const auto screens = QGuiApplication::screens();
-    const bool reachable = std::any_of(screens.begin(), screens.end(), [&](const QScreen* s) { return s->availableGeometry().intersects(caption); });
+    const bool reachable = std::any_of(screens.begin(), screens.end(), [&](const QScreen* s) {
+        return s->availableGeometry().intersects(caption);
+    });
     if (!reachable) place.moveTopLeft(screen()->availableGeometry().topLeft());
     setGeometry(place);
 }
@@ -244,7 +272,8 @@ void ImageProcess::open_at_start() {
     state_.CurrentFileName = state_.CommandLine;
     const QString request = state_.CommandLine.right(10);
     if (request == u"0000000000" || request == u"0000000001") {
-        SSActiveToolBars1_ToolClick(request.endsWith(u'0') ? QStringLiteral("ID_ScreenCapture") : QStringLiteral("ID_Scan"));
+        SSActiveToolBars1_ToolClick(request.endsWith(u'0') ? QStringLiteral("ID_ScreenCapture")
+                                                           : QStringLiteral("ID_Scan"));
         return;
     }
     open_command_line();
@@ -253,8 +282,9 @@ void ImageProcess::open_at_start() {
 // The whole command line names one file, unless its arguments name several that exist.
 void ImageProcess::open_command_line() {
     const bool several = arguments_.size() > 1 && !QFileInfo::exists(state_.CommandLine) &&
-                         std::any_of(arguments_.begin(), arguments_.end(), [](const QString& a) { return QFileInfo::exists(a); });
-    files::open_files(*this, several ? arguments_ : QStringList{state_.CommandLine});
+                         std::any_of(arguments_.begin(), arguments_.end(),
+                                     [](const QString& a) { return QFileInfo::exists(a); });
+    files::open_files(*this, several ? arguments_ : QStringList {state_.CommandLine});
     files::UpdateOpenFiles(*this);
 }
 
@@ -266,14 +296,18 @@ void ImageProcess::MDIForm_Click() {
 void ImageProcess::MDIForm_QueryUnload() {
     const double tx = platform::twips_per_pixel_x(screen()), ty = platform::twips_per_pixel_y(screen());
     const QRect place = isMinimized() ? normalGeometry() : geometry();
-    const std::pair<const char*, double> values[] = {
-        {"Left", place.x() * tx}, {"Top", place.y() * ty}, {"Width", place.width() * tx}, {"Height", place.height() * ty}};
+    const std::pair<const char*, double> values[] = {{"Left", place.x() * tx},
+                                                     {"Top", place.y() * ty},
+                                                     {"Width", place.width() * tx},
+                                                     {"Height", place.height() * ty}};
     for (const auto& [name, value] : values) {
-        settings_.SetKeyValue(Root::HKEY_LOCAL_MACHINE, settings::keys::kImageProcessing, QString::fromLatin1(name),
+        settings_.SetKeyValue(Root::HKEY_LOCAL_MACHINE, settings::keys::kImageProcessing,
+                              QString::fromLatin1(name),
                               QString::fromStdString(text::single_text(static_cast<float>(value))));
     }
     if (const QString reason = save_layout(layout_path(), surface_->layout()); !reason.isEmpty()) {
-        prompts_->message(tr("The layout could not be saved: %1").arg(reason), QCoreApplication::applicationName(), program::Icon::exclamation);
+        prompts_->message(tr("The layout could not be saved: %1").arg(reason),
+                          QCoreApplication::applicationName(), program::Icon::exclamation);
     }
     store_.flush();
 }
@@ -294,7 +328,8 @@ void ImageProcess::set_caption(const QString& caption) {
 void ImageProcess::set_system_title_bar(bool on) {
     if (system_title_bar_ == on) return;
     system_title_bar_ = on;
-    settings_.SetKeyValue(Root::HKEY_LOCAL_MACHINE, settings::keys::kOptions, kSystemTitleBar, on ? QStringLiteral("-1") : QStringLiteral("0"));
+    settings_.SetKeyValue(Root::HKEY_LOCAL_MACHINE, settings::keys::kOptions, kSystemTitleBar,
+                          on ? QStringLiteral("-1") : QStringLiteral("0"));
     apply_title_bar();
 }
 
@@ -310,8 +345,8 @@ void ImageProcess::apply_title_bar() {
     }
 }
 
-// The caption lies above the menu bar, in the margin that the main window's layout leaves free; the sides keep a
-// grip for resizing by hand.
+// The caption lies above the menu bar, in the margin that the main window's layout leaves free; the sides
+// keep a grip for resizing by hand.
 void ImageProcess::place_caption() {
     if (system_title_bar_) return setContentsMargins(0, 0, 0, 0);
     const int grip = isMaximized() || isFullScreen() ? 0 : kGrip;
@@ -329,7 +364,7 @@ void ImageProcess::resizeEvent(QResizeEvent* event) {
 void ImageProcess::paintEvent(QPaintEvent* event) {
     QMainWindow::paintEvent(event);
     if (system_title_bar_ || isMaximized()) return;
-    QPainter painter{this};
+    QPainter painter {this};
     painter.setPen(palette().color(QPalette::Mid));
     painter.drawRect(rect().adjusted(0, 0, -1, -1));
 }
@@ -338,7 +373,8 @@ void ImageProcess::changeEvent(QEvent* event) {
     QMainWindow::changeEvent(event);
     if (!caption_) return;
     if (event->type() == QEvent::WindowStateChange) {
-        const bool was_minimized = static_cast<QWindowStateChangeEvent*>(event)->oldState() & Qt::WindowMinimized;
+        const bool was_minimized =
+            static_cast<QWindowStateChangeEvent*>(event)->oldState() & Qt::WindowMinimized;
         if (isMinimized()) caption_->OnCaptionMessage(kSystemCommand, kMinimize);
         state_.FrameMinimized = isMinimized();
         caption_->set_minimized(isMinimized());
@@ -362,7 +398,9 @@ Qt::Edges ImageProcess::edges_at(QPoint position) const {
 
 void ImageProcess::mousePressEvent(QMouseEvent* event) {
     const Qt::Edges edges = edges_at(event->position().toPoint());
-    if (event->button() == Qt::LeftButton && edges && windowHandle() && windowHandle()->startSystemResize(edges)) return;
+    if (event->button() == Qt::LeftButton && edges && windowHandle() &&
+        windowHandle()->startSystemResize(edges))
+        return;
     QMainWindow::mousePressEvent(event);
 }
 
@@ -370,11 +408,16 @@ void ImageProcess::mouseMoveEvent(QMouseEvent* event) {
     const Qt::Edges edges = edges_at(event->position().toPoint());
     const bool falling = edges == (Qt::LeftEdge | Qt::TopEdge) || edges == (Qt::RightEdge | Qt::BottomEdge);
     const bool rising = edges == (Qt::RightEdge | Qt::TopEdge) || edges == (Qt::LeftEdge | Qt::BottomEdge);
-    if (falling) setCursor(Qt::SizeFDiagCursor);
-    else if (rising) setCursor(Qt::SizeBDiagCursor);
-    else if (edges & (Qt::LeftEdge | Qt::RightEdge)) setCursor(Qt::SizeHorCursor);
-    else if (edges & (Qt::TopEdge | Qt::BottomEdge)) setCursor(Qt::SizeVerCursor);
-    else unsetCursor();
+    if (falling)
+        setCursor(Qt::SizeFDiagCursor);
+    else if (rising)
+        setCursor(Qt::SizeBDiagCursor);
+    else if (edges & (Qt::LeftEdge | Qt::RightEdge))
+        setCursor(Qt::SizeHorCursor);
+    else if (edges & (Qt::TopEdge | Qt::BottomEdge))
+        setCursor(Qt::SizeVerCursor);
+    else
+        unsetCursor();
     QMainWindow::mouseMoveEvent(event);
 }
 

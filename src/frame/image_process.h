@@ -30,9 +30,9 @@ class ImageProcess final : public QMainWindow, public program::FrameFace {
 
   public:
     struct Start {
-        QString program_dir;    ///< with the separator at its end
+        QString program_dir;  ///< with the separator at its end
         QString settings_dir;
-        QStringList arguments;  ///< without the program's own name
+        QStringList arguments;                ///< without the program's own name
         program::Prompts* prompts = nullptr;  ///< nullptr: the desktop's
     };
     explicit ImageProcess(const Start& start);

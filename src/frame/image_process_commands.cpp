@@ -36,11 +36,14 @@ void ImageProcess::SSActiveToolBars1_ToolClick(const QString& id) {
     const Command* command = find_command(id);
     if (command && command->run) {
         program::ImageWindow* window = active_window();
-        if (command->undo_copy == UndoCopy::dispatcher && window) window->LEAD3().SetBitmap(window->LEAD1().Bitmap());
+        if (command->undo_copy == UndoCopy::dispatcher && window)
+            window->LEAD3().SetBitmap(window->LEAD1().Bitmap());
         try {
             command->run(*this, command->argument);
         } catch (const program::RunTimeError& error) {
-            prompts_->message(error.description(), QStringLiteral("UNEXPECTED ERROR! (ImageProcess: %1)").arg(id), program::Icon::stop);
+            prompts_->message(error.description(),
+                              QStringLiteral("UNEXPECTED ERROR! (ImageProcess: %1)").arg(id),
+                              program::Icon::stop);
         }
         if (command->changed) state_.ImageChanged = true;
     } else if (command) {
@@ -51,8 +54,8 @@ void ImageProcess::SSActiveToolBars1_ToolClick(const QString& id) {
 }
 
 void ImageProcess::SSActiveToolBars1_ToolDropDown(const QString& id, int x, int y) {
-    // Sub-menus open where their entry stands; as a button on a bar these menus pop up at the pointer, which the
-    // surface does by itself with the same list.
+    // Sub-menus open where their entry stands; as a button on a bar these menus pop up at the pointer, which
+    // the surface does by itself with the same list.
     Q_UNUSED(x);
     Q_UNUSED(y);
     if (id == u"ID_mnuWindow") refresh_window_list();
@@ -61,7 +64,7 @@ void ImageProcess::SSActiveToolBars1_ToolDropDown(const QString& id, int x, int 
 program::ToolFace& ImageProcess::tools() { return *surface_; }
 
 program::ImageWindow* ImageProcess::new_image_window() {
-    auto* window = new viewer::Viewer{*this};
+    auto* window = new viewer::Viewer {*this};
     QMdiSubWindow* framed = area_->addSubWindow(window);
     framed->setAttribute(Qt::WA_DeleteOnClose);
     window->set_frame_window(framed);
@@ -93,7 +96,8 @@ void ImageProcess::on_window_activated(QMdiSubWindow* window) {
 
 void ImageProcess::StatusInit() {
     QGuiApplication::setOverrideCursor(Qt::WaitCursor);
-    if (program::ImageWindow* window = active_window()) window->LEAD1().SetEnableProgressEvent(state_.ProgressEnabled);
+    if (program::ImageWindow* window = active_window())
+        window->LEAD1().SetEnableProgressEvent(state_.ProgressEnabled);
     state_.OperationBusy = true;
     if (!state_.ProgressEnabled) return;
     status_->show_gauge(true);
@@ -109,7 +113,8 @@ void ImageProcess::StatusTerm() {
     if (!window) return;
     engine::Engine& image = window->LEAD1();
     image.SetScaleMode(engine::kPixels);
-    status_->StatWidthHeight->setText(QStringLiteral("%1x%2").arg(image.BitmapWidth()).arg(image.BitmapHeight()));
+    status_->StatWidthHeight->setText(
+        QStringLiteral("%1x%2").arg(image.BitmapWidth()).arg(image.BitmapHeight()));
     status_->StatWidthHeight->repaint();
     window->setFocus();
     image.SetAutoRepaint(true);
@@ -117,8 +122,8 @@ void ImageProcess::StatusTerm() {
 
 void ImageProcess::C_FileSave() {
     // A closing window asks for this; nothing may look saved that is not.
-    prompts_->message(tr("Saving from the window is not part of this version. The image was not saved."), QCoreApplication::applicationName(),
-                      program::Icon::exclamation);
+    prompts_->message(tr("Saving from the window is not part of this version. The image was not saved."),
+                      QCoreApplication::applicationName(), program::Icon::exclamation);
 }
 
 void ImageProcess::InsertText(int, int) {}
@@ -164,7 +169,8 @@ void ImageProcess::refresh_window_list() {
 void ImageProcess::on_edit_committed(const QString& id, const QString& text) {
     if (id == u"ID_ZoomIncrement") {
         state_.ZoomIncrement = text::int16_from_text(text.toStdString());
-    } else if (id == u"ID_ZoomPercentage" && kids_.KidCount > 0 && !state_.CommandBusy && !state_.OperationBusy) {
+    } else if (id == u"ID_ZoomPercentage" && kids_.KidCount > 0 && !state_.CommandBusy &&
+               !state_.OperationBusy) {
         if (auto* viewer = qobject_cast<viewer::Viewer*>(active_window())) viewer->apply_zoom_box();
     }
 }
@@ -186,7 +192,7 @@ void ImageProcess::customize_toolbars() { open_customize_dialog(*surface_, this)
 
 void ImageProcess::default_toolbars() {
     const QString path = state_.ProgramDir + kDefaultLayoutName;
-    const ParsedLayout factory = QFileInfo::exists(path) ? frame::load_layout(path) : ParsedLayout{};
+    const ParsedLayout factory = QFileInfo::exists(path) ? frame::load_layout(path) : ParsedLayout {};
     Layout layout = factory.layout ? *factory.layout : designed_layout();
     surface_->apply(layout);
     files::empty_recent_files(*this);
@@ -197,7 +203,7 @@ void ImageProcess::ShowHelpFile() { platform::open_document(state_.ProgramDir + 
 
 QMenu* ImageProcess::createPopupMenu() {
     QMenu* menu = QMainWindow::createPopupMenu();
-    if (!menu) menu = new QMenu{this};
+    if (!menu) menu = new QMenu {this};
     menu->addSeparator();
     QAction* system = menu->addAction(tr("System &Title Bar"));
     system->setCheckable(true);

@@ -25,15 +25,19 @@ struct IncrementRow {
 
 // In the order of Increment.
 constexpr IncrementRow kIncrements[] = {
-    {&ProgramState::BrightnessInc, "BrightnessInc", "Enter brightness increment (1-100)", "BRIGHTNESS INCREMENT"},
+    {&ProgramState::BrightnessInc, "BrightnessInc", "Enter brightness increment (1-100)",
+     "BRIGHTNESS INCREMENT"},
     {&ProgramState::ContrastInc, "ContrastInc", "Enter contrast increment (1-100)", "CONTRAST INCREMENT"},
     {&ProgramState::HueInc, "HueInc", "Enter hue increment (1-100)", "HUE INCREMENT"},
-    {&ProgramState::GammaInc, "GammaInc", "Enter gamma correction increment (1-100)", "GAMMA CORRECTION INCREMENT"},
+    {&ProgramState::GammaInc, "GammaInc", "Enter gamma correction increment (1-100)",
+     "GAMMA CORRECTION INCREMENT"},
 };
 
 std::int16_t stored(FrameFace& frame, const IncrementRow& row) {
     return text::int16_from_text(frame.settings()
-                                     .QueryKeyValue(settings::Root::HKEY_LOCAL_MACHINE, settings::keys::kImageProcessing, QString::fromLatin1(row.setting))
+                                     .QueryKeyValue(settings::Root::HKEY_LOCAL_MACHINE,
+                                                    settings::keys::kImageProcessing,
+                                                    QString::fromLatin1(row.setting))
                                      .toStdString());
 }
 
@@ -67,26 +71,34 @@ void toggle(FrameFace& frame, bool ProgramState::*flag, const char16_t* tool) {
 
 void prompt_increment(FrameFace& frame, Increment which) {
     const IncrementRow& row = kIncrements[static_cast<std::size_t>(which)];
-    const QString answer = frame.prompts().input(QString::fromLatin1(row.prompt), QString::fromLatin1(row.title), QString::number(stored(frame, row)));
+    const QString answer = frame.prompts().input(
+        QString::fromLatin1(row.prompt), QString::fromLatin1(row.title), QString::number(stored(frame, row)));
     if (answer.isEmpty()) return;
     const std::int16_t value = text::int16_from_text(answer.toStdString());
     frame.state().*row.value = value;
-    frame.settings().SetKeyValue(settings::Root::HKEY_LOCAL_MACHINE, settings::keys::kImageProcessing, QString::fromLatin1(row.setting), QString::number(value));
+    frame.settings().SetKeyValue(settings::Root::HKEY_LOCAL_MACHINE, settings::keys::kImageProcessing,
+                                 QString::fromLatin1(row.setting), QString::number(value));
 }
 
 void read_increments(FrameFace& frame) {
     for (const IncrementRow& row : kIncrements) frame.state().*row.value = stored(frame, row);
 }
 
-void toggle_paint_while_load(FrameFace& frame) { toggle(frame, &ProgramState::PaintWhileLoad, u"ID_PaintWhileLoad"); }
+void toggle_paint_while_load(FrameFace& frame) {
+    toggle(frame, &ProgramState::PaintWhileLoad, u"ID_PaintWhileLoad");
+}
 
-void toggle_show_open_options(FrameFace& frame) { toggle(frame, &ProgramState::ShowOpenOptions, u"ID_ShowOpenOptions"); }
+void toggle_show_open_options(FrameFace& frame) {
+    toggle(frame, &ProgramState::ShowOpenOptions, u"ID_ShowOpenOptions");
+}
 
 void toggle_show_progress(FrameFace& frame) {
     ProgramState& state = frame.state();
     state.ShowProgress = !state.ShowProgress;
     state.ProgressEnabled = state.ShowProgress;
-    visit_windows(frame, [&](program::ImageWindow& window) { window.LEAD1().SetEnableProgressEvent(state.ProgressEnabled); });
+    visit_windows(frame, [&](program::ImageWindow& window) {
+        window.LEAD1().SetEnableProgressEvent(state.ProgressEnabled);
+    });
     frame.tools().set_checked(u"ID_ShowProgess", state.ShowProgress);
 }
 

@@ -14,12 +14,18 @@ struct Storage {
 };
 
 bool storage_for(int bits, bool gray, Storage& storage) {
-    if (bits == 1) storage = {Layout::bit1, 1};
-    else if (bits >= 2 && bits <= 8) storage = {Layout::index8, 8};
-    else if (gray && (bits == 12 || bits == 16)) storage = {Layout::gray16, 16};
-    else if (!gray && (bits == 16 || bits == 24)) storage = {Layout::rgb24, 24};
-    else if (!gray && bits == 32) storage = {Layout::rgba32, 32};
-    else return false;
+    if (bits == 1)
+        storage = {Layout::bit1, 1};
+    else if (bits >= 2 && bits <= 8)
+        storage = {Layout::index8, 8};
+    else if (gray && (bits == 12 || bits == 16))
+        storage = {Layout::gray16, 16};
+    else if (!gray && (bits == 16 || bits == 24))
+        storage = {Layout::rgb24, 24};
+    else if (!gray && bits == 32)
+        storage = {Layout::rgba32, 32};
+    else
+        return false;
     return true;
 }
 
@@ -29,16 +35,16 @@ struct Shape {
 };
 
 Result<Shape> shape_for(std::int64_t width, std::int64_t height, int bits, const Limits& limits, bool gray) {
-    Shape shape{};
-    if (!storage_for(bits, gray, shape.storage)) return Error{Fault::malformed, "bits per pixel"};
-    if (width < 1 || height < 1) return Error{Fault::malformed, "width or height"};
+    Shape shape {};
+    if (!storage_for(bits, gray, shape.storage)) return Error {Fault::malformed, "bits per pixel"};
+    if (width < 1 || height < 1) return Error {Fault::malformed, "width or height"};
     const bool bilevel = bits == 1;
     const std::int64_t side = bilevel ? limits.max_bilevel_side : limits.max_side;
-    if (width > side || height > side) return Error{Fault::too_large, "width or height"};
-    if (!bilevel && width * height > limits.max_pixels) return Error{Fault::too_large, "number of pixels"};
+    if (width > side || height > side) return Error {Fault::too_large, "width or height"};
+    if (!bilevel && width * height > limits.max_pixels) return Error {Fault::too_large, "number of pixels"};
     shape.row_bytes = (width * shape.storage.bits_per_pixel + 7) / 8;
     shape.stride = (shape.row_bytes + 31) / 32 * 32;
-    if (shape.stride * height > limits.max_bytes) return Error{Fault::too_large, "bytes in memory"};
+    if (shape.stride * height > limits.max_bytes) return Error {Fault::too_large, "bytes in memory"};
     return shape;
 }
 
@@ -66,7 +72,7 @@ Result<Bitmap> Bitmap::make(int width, int height, int bits, const Limits& limit
     Bitmap bitmap;
     const auto size = static_cast<std::size_t>(shape->stride * height);
     bitmap.pixels_ = zeroed ? Buffer::allocate_zeroed(size) : Buffer::allocate(size);
-    if (!bitmap.pixels_) return Error{Fault::out_of_memory, "pixels"};
+    if (!bitmap.pixels_) return Error {Fault::out_of_memory, "pixels"};
     bitmap.width_ = width;
     bitmap.height_ = height;
     bitmap.bits_ = bits;
@@ -86,7 +92,8 @@ Result<Bitmap> Bitmap::create_unfilled(int width, int height, int bits, const Li
 }
 
 void Bitmap::clear_rows(int first, int last) {
-    for (int y = std::max(first, 0); y < std::min(last, height_); ++y) std::memset(writable_row(y).data(), 0, row_bytes_);
+    for (int y = std::max(first, 0); y < std::min(last, height_); ++y)
+        std::memset(writable_row(y).data(), 0, row_bytes_);
 }
 
 bool Bitmap::detach() {
@@ -108,7 +115,8 @@ void Bitmap::set_palette(Palette palette) {
 bool Bitmap::is_gray() const {
     if (layout_ == Layout::gray16) return true;
     if (layout_ != Layout::bit1 && layout_ != Layout::index8) return false;
-    return std::ranges::all_of(palette(), [](const Rgba& c) { return c.r == c.g && c.g == c.b && c.a == 255; });
+    return std::ranges::all_of(palette(),
+                               [](const Rgba& c) { return c.r == c.g && c.g == c.b && c.a == 255; });
 }
 
 bool Bitmap::has_alpha() const {
@@ -119,7 +127,9 @@ bool Bitmap::has_alpha() const {
 Rgba Bitmap::pixel(int x, int y) const {
     const auto bytes = row(y);
     const auto at = static_cast<std::size_t>(x);
-    const auto entry = [this](std::size_t index) { return index < palette().size() ? palette()[index] : Rgba{}; };
+    const auto entry = [this](std::size_t index) {
+        return index < palette().size() ? palette()[index] : Rgba {};
+    };
     switch (layout_) {
         case Layout::bit1: return entry(bytes[at / 8] >> (7 - at % 8) & 1);
         case Layout::index8: return entry(bytes[at]);

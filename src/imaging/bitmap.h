@@ -38,15 +38,16 @@ class Bitmap {
     /// The empty bitmap: no pixels, bits() 0.
     Bitmap() = default;
 
-    /// The one door for pixel memory: checks width x height x depth against limits in 64 bits, then allocates.
-    /// Pixels start as zero (untouched pages cost nothing). For bits up to 8 the palette starts as greys,
-    /// black first, with 2^bits entries.
-    /// bits: 1, 2 to 8 (index8), 12 or 16 with gray true (gray16), 16 or 24 (rgb24), 32 (rgba32).
-    /// Faults: malformed (a side below 1, a depth not listed), too_large, out_of_memory.
+    /// The one door for pixel memory: checks width x height x depth against limits in 64 bits, then
+    /// allocates. Pixels start as zero (untouched pages cost nothing). For bits up to 8 the palette starts as
+    /// greys, black first, with 2^bits entries. bits: 1, 2 to 8 (index8), 12 or 16 with gray true (gray16),
+    /// 16 or 24 (rgb24), 32 (rgba32). Faults: malformed (a side below 1, a depth not listed), too_large,
+    /// out_of_memory.
     static Result<Bitmap> create(int width, int height, int bits, const Limits& limits, bool gray = false);
 
     /// The same with undefined pixels, for callers that write every row (recycled memory is not cleared).
-    static Result<Bitmap> create_unfilled(int width, int height, int bits, const Limits& limits, bool gray = false);
+    static Result<Bitmap> create_unfilled(int width, int height, int bits, const Limits& limits,
+                                          bool gray = false);
 
     /// What create would check, without allocating: for header-only queries.
     static Result<void> check_size(std::int64_t width, std::int64_t height, int bits, const Limits& limits);
@@ -56,8 +57,8 @@ class Bitmap {
     int height() const { return height_; }
     int bits() const { return bits_; }  ///< logical bits per pixel: 1 to 8, 12, 16, 24 or 32
     Layout layout() const { return layout_; }
-    std::size_t stride() const { return stride_; }          ///< bytes from row to row, a multiple of 32
-    std::size_t row_bytes() const { return row_bytes_; }    ///< bytes of a row that hold pixels
+    std::size_t stride() const { return stride_; }        ///< bytes from row to row, a multiple of 32
+    std::size_t row_bytes() const { return row_bytes_; }  ///< bytes of a row that hold pixels
     std::int64_t byte_count() const { return static_cast<std::int64_t>(stride_) * height_; }
 
     /// Row y, 0 <= y < height(): row_bytes() bytes. Reading never copies.

@@ -11,9 +11,9 @@
 namespace quillmark::imaging {
 namespace {
 
-constexpr std::size_t kHugePage = std::size_t{2} << 20;
-constexpr std::size_t kLarge = std::size_t{1} << 20;        // from here on a buffer has pages of its own
-constexpr std::size_t kPoolLimit = std::size_t{256} << 20;  // bytes kept for reuse
+constexpr std::size_t kHugePage = std::size_t {2} << 20;
+constexpr std::size_t kLarge = std::size_t {1} << 20;        // from here on a buffer has pages of its own
+constexpr std::size_t kPoolLimit = std::size_t {256} << 20;  // bytes kept for reuse
 
 struct Block {
     std::uint8_t* data = nullptr;
@@ -23,7 +23,8 @@ struct Block {
 Block map_block(std::size_t capacity) {
     // Over-map by one huge page and trim, so that the block starts on a huge-page boundary.
     const std::size_t span = capacity + kHugePage;
-    void* mapped = mmap(nullptr, span, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    void* mapped =
+        mmap(nullptr, span, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
     if (mapped == MAP_FAILED) return {};
     auto* begin = static_cast<std::uint8_t*>(mapped);
     const std::size_t lead = (kHugePage - reinterpret_cast<std::uintptr_t>(begin) % kHugePage) % kHugePage;
@@ -36,7 +37,7 @@ Block map_block(std::size_t capacity) {
 class Pool {
   public:
     Block take(std::size_t capacity) {
-        const std::scoped_lock lock{mutex_};
+        const std::scoped_lock lock {mutex_};
         // The smallest block that fits without wasting more than a quarter.
         auto best = free_.end();
         for (auto it = free_.begin(); it != free_.end(); ++it) {
@@ -57,7 +58,7 @@ class Pool {
         }
         std::vector<Block> evicted;
         {
-            const std::scoped_lock lock{mutex_};
+            const std::scoped_lock lock {mutex_};
             free_.push_back(block);
             held_ += block.capacity;
             while (held_ > kPoolLimit) {  // the oldest go first
@@ -72,7 +73,7 @@ class Pool {
     void clear() {
         std::vector<Block> all;
         {
-            const std::scoped_lock lock{mutex_};
+            const std::scoped_lock lock {mutex_};
             all.swap(free_);
             held_ = 0;
         }
@@ -106,7 +107,11 @@ Allocation allocate_large(std::size_t size) {
         block = map_block(capacity);
     }
     if (!block.data) return {};
-    return {{block.data, [capacity = block.capacity](std::uint8_t* data) { pool().give({data, capacity}); }}, fresh};
+    return {{block.data,
+             [capacity = block.capacity](std::uint8_t* data) {
+                 pool().give({data, capacity});
+             }},
+            fresh};
 }
 
 Allocation allocate_small(std::size_t size) {
@@ -117,7 +122,9 @@ Allocation allocate_small(std::size_t size) {
     return {{data, [](std::uint8_t* p) { std::free(p); }}, false};
 }
 
-Allocation allocate_any(std::size_t size) { return size >= kLarge ? allocate_large(size) : allocate_small(size); }
+Allocation allocate_any(std::size_t size) {
+    return size >= kLarge ? allocate_large(size) : allocate_small(size);
+}
 
 }  // namespace
 

@@ -26,7 +26,8 @@ std::string_view fault_name(Fault fault) {
 
 const Codec* codec_for_format(int format_code) {
     for (const Codec* codec : all_codecs()) {
-        if (std::ranges::any_of(codec->formats, [&](const FormatCode& f) { return f.code == format_code; })) return codec;
+        if (std::ranges::any_of(codec->formats, [&](const FormatCode& f) { return f.code == format_code; }))
+            return codec;
     }
     return nullptr;
 }

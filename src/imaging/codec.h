@@ -1,4 +1,5 @@
-// What a file format is to the rest of the system: one constant of type Codec, defined in codecs/<format>.cpp.
+// What a file format is to the rest of the system: one constant of type Codec, defined in
+// codecs/<format>.cpp.
 #pragma once
 
 #include <cstdint>
@@ -19,16 +20,16 @@ namespace quillmark::imaging {
 
 /// One of the engine's format codes that a codec serves.
 struct FormatCode {
-    int code;                             ///< the engine's number, e.g. 6
-    std::string_view variant;             ///< what sets it apart, e.g. "Windows 3, uncompressed"
-    std::span<const int> write_depths{};  ///< bits per pixel it writes; empty: it is only read
+    int code;                              ///< the engine's number, e.g. 6
+    std::string_view variant;              ///< what sets it apart, e.g. "Windows 3, uncompressed"
+    std::span<const int> write_depths {};  ///< bits per pixel it writes; empty: it is only read
 };
 
 struct ReadOptions {
     Limits limits;
-    int page = 1;                    ///< 1-based; beyond the last page means the last page
-    bool apply_orientation = true;   ///< turn the pixels upright; off: pixels as stored
-    int reduce = 1;                  ///< 1, 2, 4 or 8: a codec that can may decode at 1/reduce of each side
+    int page = 1;                   ///< 1-based; beyond the last page means the last page
+    bool apply_orientation = true;  ///< turn the pixels upright; off: pixels as stored
+    int reduce = 1;                 ///< 1, 2, 4 or 8: a codec that can may decode at 1/reduce of each side
 };
 
 /// What can be known of a file without decoding it.
@@ -37,7 +38,7 @@ struct ImageInfo {
     int width = 0, height = 0;  ///< a codec gives them as stored; read_info turns them upright when asked to
     int bits = 0;               ///< bits per pixel as the image will be loaded: 1 to 8, 12, 16, 24, 32
     int pages = 1;
-    int page = 1;               ///< the page these facts describe
+    int page = 1;  ///< the page these facts describe
     bool has_stamp = false;
     Resolution resolution;
     Orientation orientation = Orientation::normal;
@@ -48,7 +49,7 @@ struct ImageInfo {
 struct Outcome {
     Bitmap bitmap;
     int format_code = 0;
-    int rows_shown = 0;     ///< rows that hold decoded pixels (damaged files may deliver fewer than declared)
+    int rows_shown = 0;  ///< rows that hold decoded pixels (damaged files may deliver fewer than declared)
     int rows_declared = 0;
     std::vector<Place> warnings;
 };
@@ -62,7 +63,9 @@ class RowSink {
     /// Rows [first, last) have new pixels; an interlaced or progressive file may report rows again.
     /// done of total is the progress of the whole decode. Returns false to stop: the codec then gives
     /// Fault::cancelled.
-    virtual bool rows(const Bitmap& bitmap, int first, int last, std::int64_t done, std::int64_t total) { return true; }
+    virtual bool rows(const Bitmap& bitmap, int first, int last, std::int64_t done, std::int64_t total) {
+        return true;
+    }
 };
 
 struct WriteOptions {
@@ -76,7 +79,7 @@ enum class Pages : std::uint8_t { one, many };
 
 /// A file format. Everything anybody needs to know of it stands in this one constant.
 struct Codec {
-    std::string_view name;                         ///< short and unique: "BMP"
+    std::string_view name;  ///< short and unique: "BMP"
     std::span<const FormatCode> formats;
     std::span<const std::string_view> extensions;  ///< lower case, without dot; the first is used for saving
     Pages pages;
@@ -86,8 +89,9 @@ struct Codec {
     bool (*probe)(std::span<const std::uint8_t> head);
     /// Reads headers only.
     Result<ImageInfo> (*info)(ByteReader in, const ReadOptions& options);
-    /// Decodes one page at its native depth, pixels as stored (load turns them upright). Returns an Outcome with rows_shown < rows_declared for a damaged
-    /// file that could be shown in part, and an Error when nothing could.
+    /// Decodes one page at its native depth, pixels as stored (load turns them upright). Returns an Outcome
+    /// with rows_shown < rows_declared for a damaged file that could be shown in part, and an Error when
+    /// nothing could.
     Result<Outcome> (*decode)(ByteReader in, const ReadOptions& options, RowSink& sink);
     /// Decodes the stamp; nullptr when the format has none.
     Result<Outcome> (*stamp)(ByteReader in, const ReadOptions& options);

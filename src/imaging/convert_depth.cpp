@@ -13,7 +13,7 @@ namespace {
 constexpr int kRowGrain = 64;
 
 std::array<Rgba, 256> full_palette(const Bitmap& bitmap) {
-    std::array<Rgba, 256> entries{};
+    std::array<Rgba, 256> entries {};
     std::ranges::copy(bitmap.palette(), entries.begin());
     return entries;
 }
@@ -32,7 +32,8 @@ void expand_row(const Bitmap& bitmap, int y, int first, std::size_t count, std::
     switch (bitmap.layout()) {
         case Layout::bit1: {
             const auto entries = full_palette(bitmap);
-            for (std::size_t x = start; x < start + count; ++x) put<Alpha>(to, entries[row[x / 8] >> (7 - x % 8) & 1U]);
+            for (std::size_t x = start; x < start + count; ++x)
+                put<Alpha>(to, entries[row[x / 8] >> (7 - x % 8) & 1U]);
             break;
         }
         case Layout::index8: {
@@ -50,12 +51,18 @@ void expand_row(const Bitmap& bitmap, int y, int first, std::size_t count, std::
             break;
         }
         case Layout::rgb24:
-            if constexpr (!Alpha) std::memcpy(to, row.data() + start * 3, count * 3);
-            else for (const std::uint8_t* p = row.data() + start * 3; count > 0; --count, p += 3) put<true>(to, {p[0], p[1], p[2], 255});
+            if constexpr (!Alpha)
+                std::memcpy(to, row.data() + start * 3, count * 3);
+            else
+                for (const std::uint8_t* p = row.data() + start * 3; count > 0; --count, p += 3)
+                    put<true>(to, {p[0], p[1], p[2], 255});
             break;
         case Layout::rgba32:
-            if constexpr (Alpha) std::memcpy(to, row.data() + start * 4, count * 4);
-            else for (const std::uint8_t* p = row.data() + start * 4; count > 0; --count, p += 4) put<false>(to, {p[0], p[1], p[2], 255});
+            if constexpr (Alpha)
+                std::memcpy(to, row.data() + start * 4, count * 4);
+            else
+                for (const std::uint8_t* p = row.data() + start * 4; count > 0; --count, p += 4)
+                    put<false>(to, {p[0], p[1], p[2], 255});
             break;
     }
 }
@@ -72,11 +79,13 @@ Result<Bitmap> row_by_row(const Bitmap& bitmap, int bits, bool gray, const Limit
 }
 
 Result<Bitmap> to_rgb24(const Bitmap& bitmap, const Limits& limits) {
-    return row_by_row(bitmap, 24, false, limits, [&](int y, Bitmap& out) { row_to_rgb(bitmap, y, 0, out.writable_row(y)); });
+    return row_by_row(bitmap, 24, false, limits,
+                      [&](int y, Bitmap& out) { row_to_rgb(bitmap, y, 0, out.writable_row(y)); });
 }
 
 Result<Bitmap> to_rgba32(const Bitmap& bitmap, const Limits& limits) {
-    return row_by_row(bitmap, 32, false, limits, [&](int y, Bitmap& out) { row_to_rgba(bitmap, y, 0, out.writable_row(y)); });
+    return row_by_row(bitmap, 32, false, limits,
+                      [&](int y, Bitmap& out) { row_to_rgba(bitmap, y, 0, out.writable_row(y)); });
 }
 
 Result<Bitmap> to_rgb565(const Bitmap& bitmap, const Limits& limits) {
@@ -93,7 +102,9 @@ Result<Bitmap> to_rgb565(const Bitmap& bitmap, const Limits& limits) {
 }
 
 // Grey of a colour by ITU-R BT.601 in 16-bit fixed point; the weights add up to 65536.
-unsigned luminance(const std::uint8_t* rgb) { return (rgb[0] * 19595U + rgb[1] * 38470U + rgb[2] * 7471U + 32768U) >> 16; }
+unsigned luminance(const std::uint8_t* rgb) {
+    return (rgb[0] * 19595U + rgb[1] * 38470U + rgb[2] * 7471U + 32768U) >> 16;
+}
 
 Result<Bitmap> to_gray16(const Bitmap& bitmap, int bits, const Limits& limits) {
     return row_by_row(bitmap, bits, true, limits, [&](int y, Bitmap& out) {
@@ -103,14 +114,16 @@ Result<Bitmap> to_gray16(const Bitmap& bitmap, int bits, const Limits& limits) {
             // Widening repeats the top bits below, so that white stays white.
             const auto in = bitmap.row16(y);
             for (std::size_t x = 0; x < levels.size(); ++x) {
-                const unsigned widened = up ? static_cast<unsigned>(in[x]) << up | in[x] >> (bitmap.bits() - up) : in[x];
+                const unsigned widened =
+                    up ? static_cast<unsigned>(in[x]) << up | in[x] >> (bitmap.bits() - up) : in[x];
                 levels[x] = static_cast<std::uint16_t>(widened >> down);
             }
             return;
         }
         std::vector<std::uint8_t> rgb(levels.size() * 3);
         row_to_rgb(bitmap, y, 0, rgb);
-        for (std::size_t x = 0; x < levels.size(); ++x) levels[x] = static_cast<std::uint16_t>(luminance(&rgb[x * 3]) * 257U >> (16 - bits));
+        for (std::size_t x = 0; x < levels.size(); ++x)
+            levels[x] = static_cast<std::uint16_t>(luminance(&rgb[x * 3]) * 257U >> (16 - bits));
     });
 }
 
@@ -125,8 +138,9 @@ Result<Bitmap> repack(const Bitmap& bitmap, int bits, const Limits& limits) {
         } else if (from_bits) {
             for (std::size_t x = 0; x < to.size(); ++x) to[x] = in[x / 8] >> (7 - x % 8) & 1U;
         } else {
-            std::ranges::fill(to, std::uint8_t{0});
-            for (std::size_t x = 0; x < in.size(); ++x) to[x / 8] = static_cast<std::uint8_t>(to[x / 8] | (in[x] & 1U) << (7 - x % 8));
+            std::ranges::fill(to, std::uint8_t {0});
+            for (std::size_t x = 0; x < in.size(); ++x)
+                to[x / 8] = static_cast<std::uint8_t>(to[x / 8] | (in[x] & 1U) << (7 - x % 8));
         }
     });
     if (result) result->set_palette(bitmap.palette());
@@ -170,15 +184,17 @@ void row_to_rgba(const Bitmap& bitmap, int y, int first, std::span<std::uint8_t>
 }
 
 Result<Bitmap> convert_depth(const Bitmap& bitmap, int bits, const Limits& limits) {
-    if (bitmap.empty()) return Error{Fault::malformed, "no image"};
+    if (bitmap.empty()) return Error {Fault::malformed, "no image"};
     if (bits == bitmap.bits()) return bitmap;
     if (bits >= 1 && bits <= 8) return to_palette(bitmap, bits, limits);
     switch (bits) {
         case 12: return to_gray16(bitmap, 12, limits);
-        case 16: return bitmap.is_gray() && bitmap.bits() >= 12 ? to_gray16(bitmap, 16, limits) : to_rgb565(bitmap, limits);
+        case 16:
+            return bitmap.is_gray() && bitmap.bits() >= 12 ? to_gray16(bitmap, 16, limits)
+                                                           : to_rgb565(bitmap, limits);
         case 24: return to_rgb24(bitmap, limits);
         case 32: return to_rgba32(bitmap, limits);
-        default: return Error{Fault::unsupported, "bits per pixel"};
+        default: return Error {Fault::unsupported, "bits per pixel"};
     }
 }
 

@@ -6,9 +6,9 @@
 namespace quillmark::imaging {
 
 /// A copy of bitmap at bits per pixel: 1 to 8 (an existing palette that fits is kept, greys stay grey, other
-/// colours are reduced to an optimised palette with error diffusion), 12 (grey), 16 (5-6-5 colour, or grey when the
-/// bitmap is grey), 24, 32. The same depth returns a shared copy. Alpha is dropped (not blended) below 32.
-/// Faults: unsupported (another depth), too_large, out_of_memory.
+/// colours are reduced to an optimised palette with error diffusion), 12 (grey), 16 (5-6-5 colour, or grey
+/// when the bitmap is grey), 24, 32. The same depth returns a shared copy. Alpha is dropped (not blended)
+/// below 32. Faults: unsupported (another depth), too_large, out_of_memory.
 Result<Bitmap> convert_depth(const Bitmap& bitmap, int bits, const Limits& limits);
 
 /// One row as R, G, B bytes: out holds 3 bytes a pixel for pixels [first, first + out.size() / 3). gray16 is

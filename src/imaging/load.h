@@ -18,14 +18,17 @@ Result<const Codec*> detect(const std::shared_ptr<const Source>& source, std::st
 
 /// Header facts of a file.
 Result<ImageInfo> read_info(const std::string& path, const ReadOptions& options);
-Result<ImageInfo> read_info(const std::shared_ptr<const Source>& source, std::string_view file_name, const ReadOptions& options);
+Result<ImageInfo> read_info(const std::shared_ptr<const Source>& source, std::string_view file_name,
+                            const ReadOptions& options);
 
 /// Decodes one page.
 Result<Outcome> load(const std::string& path, const LoadOptions& options, RowSink& sink);
-Result<Outcome> load(const std::shared_ptr<const Source>& source, std::string_view file_name, const LoadOptions& options, RowSink& sink);
+Result<Outcome> load(const std::shared_ptr<const Source>& source, std::string_view file_name,
+                     const LoadOptions& options, RowSink& sink);
 
 /// Decodes the file's stamp. Faults: no_stamp, and those of load.
 Result<Outcome> load_stamp(const std::string& path, const LoadOptions& options);
-Result<Outcome> load_stamp(const std::shared_ptr<const Source>& source, std::string_view file_name, const LoadOptions& options);
+Result<Outcome> load_stamp(const std::shared_ptr<const Source>& source, std::string_view file_name,
+                           const LoadOptions& options);
 
 }  // namespace quillmark::imaging

@@ -3,7 +3,8 @@
 namespace quillmark::imaging {
 namespace {
 
-// Length of the valid UTF-8 sequence at data, 0 when there is none. Overlong forms and surrogates do not count.
+// Length of the valid UTF-8 sequence at data, 0 when there is none. Overlong forms and surrogates do not
+// count.
 std::size_t utf8_sequence(const std::uint8_t* data, std::size_t size) {
     const std::uint8_t lead = data[0];
     const std::size_t length = lead < 0x80 ? 1 : lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
@@ -41,7 +42,8 @@ std::string text_from_bytes(const std::uint8_t* data, std::size_t size) {
     std::string text;
     for (std::size_t i = 0; i < size; ++i) {
         const std::uint8_t c = data[i];
-        const bool control = (c < 0x20 && c != '\n' && c != '\t') || c == 0x7F || (!utf8 && c >= 0x80 && c < 0xA0);
+        const bool control =
+            (c < 0x20 && c != '\n' && c != '\t') || c == 0x7F || (!utf8 && c >= 0x80 && c < 0xA0);
         if (control) continue;
         if (utf8 || c < 0x80) {
             text.push_back(static_cast<char>(c));

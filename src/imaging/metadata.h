@@ -18,13 +18,13 @@ struct Resolution {
 /// How stored pixels are to be turned for display; the numbers are those of TIFF and EXIF tag 274.
 enum class Orientation : std::uint8_t {
     normal = 1,
-    mirrored = 2,        ///< left and right exchanged
+    mirrored = 2,  ///< left and right exchanged
     rotated_180 = 3,
-    flipped = 4,         ///< top and bottom exchanged
-    transposed = 5,      ///< rows and columns exchanged
-    rotated_right = 6,   ///< a quarter turn clockwise is needed
-    transversed = 7,     ///< mirrored along the other diagonal
-    rotated_left = 8,    ///< a quarter turn counter-clockwise is needed
+    flipped = 4,        ///< top and bottom exchanged
+    transposed = 5,     ///< rows and columns exchanged
+    rotated_right = 6,  ///< a quarter turn clockwise is needed
+    transversed = 7,    ///< mirrored along the other diagonal
+    rotated_left = 8,   ///< a quarter turn counter-clockwise is needed
 };
 
 /// Orientation from its tag value; anything but 2 to 8 is normal.
@@ -39,12 +39,13 @@ struct Metadata {
     Resolution resolution;
     Orientation orientation = Orientation::normal;  ///< still to be applied; normal once it has been
     SharedBytes icc;                                ///< colour profile as stored
-    SharedBytes exif;                               ///< EXIF block, beginning with its TIFF header ("II" or "MM")
-    std::string comment;                            ///< UTF-8, control characters removed
-    int hot_spot_x = 0, hot_spot_y = 0;             ///< cursors only
+    SharedBytes exif;                    ///< EXIF block, beginning with its TIFF header ("II" or "MM")
+    std::string comment;                 ///< UTF-8, control characters removed
+    int hot_spot_x = 0, hot_spot_y = 0;  ///< cursors only
 };
 
-/// Text from a file as UTF-8: bytes that are not valid UTF-8 are taken as Latin-1, control characters dropped.
+/// Text from a file as UTF-8: bytes that are not valid UTF-8 are taken as Latin-1, control characters
+/// dropped.
 std::string text_from_bytes(const std::uint8_t* data, std::size_t size);
 
 }  // namespace quillmark::imaging

@@ -59,9 +59,9 @@ class MemoryWriter final : public ByteWriter {
     std::vector<std::uint8_t> bytes_;
 };
 
-/// Writes to a temporary file in the target's folder; commit() syncs it and renames it over the target. Without
-/// commit() the target stays exactly as it was and the temporary file goes away. Links are followed and the
-/// target's permissions kept.
+/// Writes to a temporary file in the target's folder; commit() syncs it and renames it over the target.
+/// Without commit() the target stays exactly as it was and the temporary file goes away. Links are followed
+/// and the target's permissions kept.
 class AtomicFileWriter final : public ByteWriter {
   public:
     /// Faults: not_found (no such folder), cannot_open (no permission, the target is no regular file).

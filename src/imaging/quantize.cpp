@@ -29,8 +29,8 @@ struct Box {
 };
 
 Box measure(const std::vector<Cell>& cells, std::size_t first, std::size_t last) {
-    std::array<int, 3> low{31, 31, 31}, high{0, 0, 0};
-    Box box{first, last, 0, 0, 0};
+    std::array<int, 3> low {31, 31, 31}, high {0, 0, 0};
+    Box box {first, last, 0, 0, 0};
     for (std::size_t i = first; i < last; ++i) {
         box.count += cells[i].count;
         for (std::size_t c = 0; c < 3; ++c) {
@@ -48,7 +48,8 @@ Box measure(const std::vector<Cell>& cells, std::size_t first, std::size_t last)
 // Sorts the box along its widest channel and finds where half of its pixels lie on each side.
 std::size_t split_point(std::vector<Cell>& cells, const Box& box) {
     const auto channel = static_cast<std::size_t>(box.widest);
-    std::sort(cells.begin() + static_cast<std::ptrdiff_t>(box.first), cells.begin() + static_cast<std::ptrdiff_t>(box.last),
+    std::sort(cells.begin() + static_cast<std::ptrdiff_t>(box.first),
+              cells.begin() + static_cast<std::ptrdiff_t>(box.last),
               [channel](const Cell& a, const Cell& b) { return a.channel[channel] < b.channel[channel]; });
     std::int64_t seen = 0;
     for (std::size_t i = box.first; i + 1 < box.last; ++i) {
@@ -59,7 +60,7 @@ std::size_t split_point(std::vector<Cell>& cells, const Box& box) {
 }
 
 Rgba mean_colour(const std::vector<Cell>& cells, const Box& box) {
-    std::array<std::int64_t, 3> sum{};
+    std::array<std::int64_t, 3> sum {};
     for (std::size_t i = box.first; i < box.last; ++i) {
         for (std::size_t c = 0; c < 3; ++c) sum[c] += cells[i].channel[c] * cells[i].count;
     }
@@ -73,7 +74,7 @@ Rgba mean_colour(const std::vector<Cell>& cells, const Box& box) {
 // The nearest palette entry for every cell, worked out when first asked for.
 class Nearest {
   public:
-    explicit Nearest(const Palette& palette) : palette_{palette}, cache_(kCells, -1) {}
+    explicit Nearest(const Palette& palette) : palette_ {palette}, cache_(kCells, -1) {}
 
     int operator()(int r, int g, int b) {
         std::int16_t& known = cache_[static_cast<std::size_t>(cell_of(r, g, b))];
@@ -99,13 +100,15 @@ class Nearest {
 
 class IndexWriter {
   public:
-    IndexWriter(std::span<std::uint8_t> row, bool packed) : row_{row}, packed_{packed} {
-        if (packed) std::ranges::fill(row, std::uint8_t{0});
+    IndexWriter(std::span<std::uint8_t> row, bool packed) : row_ {row}, packed_ {packed} {
+        if (packed) std::ranges::fill(row, std::uint8_t {0});
     }
     void put(int x, int index) {
         const auto at = static_cast<std::size_t>(x);
-        if (!packed_) row_[at] = static_cast<std::uint8_t>(index);
-        else if (index) row_[at / 8] = static_cast<std::uint8_t>(row_[at / 8] | 0x80U >> (at % 8));
+        if (!packed_)
+            row_[at] = static_cast<std::uint8_t>(index);
+        else if (index)
+            row_[at / 8] = static_cast<std::uint8_t>(row_[at / 8] | 0x80U >> (at % 8));
     }
 
   private:
@@ -114,17 +117,18 @@ class IndexWriter {
 };
 
 // One row of error diffusion; error and next hold sixteenths for 3 channels, with a margin of one pixel.
-void diffuse_row(std::span<const std::uint8_t> rgb, std::vector<int>& error, std::vector<int>& next, const Palette& palette,
-                 Nearest& nearest, IndexWriter out) {
+void diffuse_row(std::span<const std::uint8_t> rgb, std::vector<int>& error, std::vector<int>& next,
+                 const Palette& palette, Nearest& nearest, IndexWriter out) {
     const int width = static_cast<int>(rgb.size() / 3);
     std::ranges::fill(next, 0);
     for (int x = 0; x < width; ++x) {
         const std::size_t at = static_cast<std::size_t>(x) * 3, e = at + 3;
-        std::array<int, 3> want{};
-        for (std::size_t c = 0; c < 3; ++c) want[c] = std::clamp(rgb[at + c] + (error[e + c] + 8) / 16, 0, 255);
+        std::array<int, 3> want {};
+        for (std::size_t c = 0; c < 3; ++c)
+            want[c] = std::clamp(rgb[at + c] + (error[e + c] + 8) / 16, 0, 255);
         const int index = nearest(want[0], want[1], want[2]);
         const Rgba& got = palette[static_cast<std::size_t>(index)];
-        const std::array<int, 3> have{got.r, got.g, got.b};
+        const std::array<int, 3> have {got.r, got.g, got.b};
         for (std::size_t c = 0; c < 3; ++c) {
             const int off = want[c] - have[c];
             error[e + 3 + c] += off * 7;
@@ -146,7 +150,8 @@ Palette exact_palette(const Bitmap& bitmap, int limit) {
     for (int y = 0; y < bitmap.height(); ++y) {
         row_to_rgb(bitmap, y, 0, rgb);
         for (std::size_t at = 0; at < rgb.size(); at += 3) {
-            const std::uint32_t key = static_cast<std::uint32_t>(rgb[at]) << 16 | static_cast<std::uint32_t>(rgb[at + 1]) << 8 | rgb[at + 2];
+            const std::uint32_t key = static_cast<std::uint32_t>(rgb[at]) << 16 |
+                                      static_cast<std::uint32_t>(rgb[at + 1]) << 8 | rgb[at + 2];
             if (key == previous) continue;
             previous = key;
             if (!seen.try_emplace(key, 0).second) continue;
@@ -162,14 +167,18 @@ Palette optimised_palette(const Bitmap& bitmap, int count) {
     std::vector<std::uint8_t> rgb(static_cast<std::size_t>(bitmap.width()) * 3);
     for (int y = 0; y < bitmap.height(); ++y) {
         row_to_rgb(bitmap, y, 0, rgb);
-        for (std::size_t at = 0; at < rgb.size(); at += 3) ++histogram[static_cast<std::size_t>(cell_of(rgb[at], rgb[at + 1], rgb[at + 2]))];
+        for (std::size_t at = 0; at < rgb.size(); at += 3)
+            ++histogram[static_cast<std::size_t>(cell_of(rgb[at], rgb[at + 1], rgb[at + 2]))];
     }
     std::vector<Cell> cells;
     for (int i = 0; i < kCells; ++i) {
         const std::int64_t n = histogram[static_cast<std::size_t>(i)];
-        if (n > 0) cells.push_back({{static_cast<std::uint8_t>(i >> 10), static_cast<std::uint8_t>(i >> 5 & 31), static_cast<std::uint8_t>(i & 31)}, n});
+        if (n > 0)
+            cells.push_back({{static_cast<std::uint8_t>(i >> 10), static_cast<std::uint8_t>(i >> 5 & 31),
+                              static_cast<std::uint8_t>(i & 31)},
+                             n});
     }
-    std::vector<Box> boxes{measure(cells, 0, cells.size())};
+    std::vector<Box> boxes {measure(cells, 0, cells.size())};
     while (static_cast<int>(boxes.size()) < count) {
         const auto weight = [](const Box& box) { return box.count * box.extent; };
         const auto widest = std::ranges::max_element(boxes, {}, weight);
@@ -184,18 +193,19 @@ Palette optimised_palette(const Bitmap& bitmap, int count) {
     return palette;
 }
 
-Result<Bitmap> map_to_palette(const Bitmap& bitmap, Palette palette, int bits, bool diffuse, const Limits& limits) {
+Result<Bitmap> map_to_palette(const Bitmap& bitmap, Palette palette, int bits, bool diffuse,
+                              const Limits& limits) {
     auto result = Bitmap::create_unfilled(bitmap.width(), bitmap.height(), bits, limits);
     if (!result) return result;
     result->metadata() = bitmap.metadata();
     result->set_palette(palette);
-    Nearest nearest{palette};
+    Nearest nearest {palette};
     const auto width = static_cast<std::size_t>(bitmap.width());
     std::vector<std::uint8_t> rgb(width * 3);
     std::vector<int> error(width * 3 + 6), next(width * 3 + 6);
     for (int y = 0; y < bitmap.height(); ++y) {
         row_to_rgb(bitmap, y, 0, rgb);
-        IndexWriter out{result->writable_row(y), result->layout() == Layout::bit1};
+        IndexWriter out {result->writable_row(y), result->layout() == Layout::bit1};
         if (diffuse) {
             diffuse_row(rgb, error, next, palette, nearest, out);
             error.swap(next);

@@ -5,17 +5,18 @@
 
 namespace quillmark::imaging {
 
-/// The palette of an image with at most limit different opaque colours (2 to 256), in order of first appearance;
-/// empty when there are more.
+/// The palette of an image with at most limit different opaque colours (2 to 256), in order of first
+/// appearance; empty when there are more.
 Palette exact_palette(const Bitmap& bitmap, int limit);
 
 /// Up to count colours (2 to 256) that represent the image: median cut over a histogram of 5 bits a channel
 /// (P. Heckbert, Color image quantization for frame buffer display, 1982).
 Palette optimised_palette(const Bitmap& bitmap, int count);
 
-/// The image on palette at bits per pixel (1 to 8, palette.size() <= 2^bits). diffuse: errors are spread to the
-/// neighbours (Floyd and Steinberg, 1976), else each pixel takes the nearest colour. Deterministic.
+/// The image on palette at bits per pixel (1 to 8, palette.size() <= 2^bits). diffuse: errors are spread to
+/// the neighbours (Floyd and Steinberg, 1976), else each pixel takes the nearest colour. Deterministic.
 /// Faults: too_large, out_of_memory.
-Result<Bitmap> map_to_palette(const Bitmap& bitmap, Palette palette, int bits, bool diffuse, const Limits& limits);
+Result<Bitmap> map_to_palette(const Bitmap& bitmap, Palette palette, int bits, bool diffuse,
+                              const Limits& limits);
 
 }  // namespace quillmark::imaging

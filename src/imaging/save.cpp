@@ -13,7 +13,9 @@ int nearest_depth(std::span<const int> depths, int wanted) {
     for (const int depth : depths) {
         const bool enough = depth >= wanted;
         const bool best_enough = best >= wanted;
-        if (best == 0 || (enough && (!best_enough || depth < best)) || (!enough && !best_enough && depth > best)) best = depth;
+        if (best == 0 || (enough && (!best_enough || depth < best)) ||
+            (!enough && !best_enough && depth > best))
+            best = depth;
     }
     return best;
 }
@@ -23,7 +25,8 @@ int nearest_depth(std::span<const int> depths, int wanted) {
 int save_depth(const Bitmap& bitmap, int format_code, int bits) {
     const FormatCode* format = find_format(format_code);
     if (!format || format->write_depths.empty()) return 0;
-    if (bits != 0) return std::ranges::find(format->write_depths, bits) != format->write_depths.end() ? bits : 0;
+    if (bits != 0)
+        return std::ranges::find(format->write_depths, bits) != format->write_depths.end() ? bits : 0;
     // An image that needs its alpha wants 32 bits; one of 12 or 16 grey bits wants 16 before 24.
     const int wanted = bitmap.has_alpha() && bitmap.bits() > 8 ? 32 : bitmap.bits();
     return nearest_depth(format->write_depths, wanted);
@@ -31,15 +34,15 @@ int save_depth(const Bitmap& bitmap, int format_code, int bits) {
 
 Result<void> save(const Bitmap& bitmap, ByteWriter& out, const SaveOptions& options) {
     const Codec* codec = codec_for_format(options.format_code);
-    if (bitmap.empty()) return Error{Fault::malformed, "no image"};
-    if (!codec || !codec->encode) return Error{Fault::unsupported, "format is not written"};
+    if (bitmap.empty()) return Error {Fault::malformed, "no image"};
+    if (!codec || !codec->encode) return Error {Fault::unsupported, "format is not written"};
     const int depth = save_depth(bitmap, options.format_code, options.bits);
-    if (depth == 0) return Error{Fault::unsupported, "depth is not written"};
-    const auto converted = convert_depth(bitmap, depth, Limits{});
+    if (depth == 0) return Error {Fault::unsupported, "depth is not written"};
+    const auto converted = convert_depth(bitmap, depth, Limits {});
     if (!converted) return converted.error();
     auto result = codec->encode(*converted, out, options);
     out.flush();
-    if (result && out.failed()) return Error{Fault::io, "writing"};
+    if (result && out.failed()) return Error {Fault::io, "writing"};
     return result;
 }
 

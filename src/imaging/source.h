@@ -17,14 +17,16 @@ class Source {
   public:
     virtual ~Source() = default;
     virtual std::int64_t size() const = 0;
-    /// Reads up to out.size() bytes at offset; returns how many there were (fewer at the end or on an I/O error).
+    /// Reads up to out.size() bytes at offset; returns how many there were (fewer at the end or on an I/O
+    /// error).
     virtual std::size_t read_at(std::int64_t offset, std::span<std::uint8_t> out) const = 0;
     /// All bytes when they already lie in memory, else an empty span.
     virtual std::span<const std::uint8_t> memory() const { return {}; }
 };
 
-/// Opens a regular file for reading. Faults: not_found, cannot_open (directories, devices, pipes, no permission).
-/// The file is read with pread, never mapped: a file that shrinks meanwhile cannot crash the program.
+/// Opens a regular file for reading. Faults: not_found, cannot_open (directories, devices, pipes, no
+/// permission). The file is read with pread, never mapped: a file that shrinks meanwhile cannot crash the
+/// program.
 Result<std::shared_ptr<const Source>> open_file(const std::string& path);
 /// A source over bytes that the caller keeps alive.
 std::shared_ptr<const Source> memory_source(std::span<const std::uint8_t> bytes);
@@ -41,7 +43,8 @@ class ByteReader {
     ByteReader(const ByteReader& other);
     ByteReader& operator=(const ByteReader& other);
 
-    /// A reader over [offset, offset + size) of this reader's range, clipped to it; positions count from there.
+    /// A reader over [offset, offset + size) of this reader's range, clipped to it; positions count from
+    /// there.
     ByteReader sub(std::int64_t offset, std::int64_t size) const;
     ByteReader sub(std::int64_t offset) const;
 
@@ -57,8 +60,9 @@ class ByteReader {
     void skip(std::int64_t count);
 
     std::uint8_t u8() {
-        if (cursor_ < window_end_) [[likely]] return *cursor_++;
-        return refill() ? *cursor_++ : std::uint8_t{0};
+        if (cursor_ < window_end_) [[likely]]
+            return *cursor_++;
+        return refill() ? *cursor_++ : std::uint8_t {0};
     }
     std::int8_t i8() { return static_cast<std::int8_t>(u8()); }
     std::uint16_t u16le();

@@ -25,7 +25,8 @@ void drop_fourth(const std::uint8_t* in, std::uint8_t* out, std::size_t count, i
     for (; count > 0; --count, in += 4, out += 3) out[0] = in[r], out[1] = in[g], out[2] = in[b];
 }
 
-void interleave_rgb(const std::uint8_t* r, const std::uint8_t* g, const std::uint8_t* b, std::uint8_t* out, std::size_t count) {
+void interleave_rgb(const std::uint8_t* r, const std::uint8_t* g, const std::uint8_t* b, std::uint8_t* out,
+                    std::size_t count) {
     for (; count > 0; --count, out += 3) out[0] = *r++, out[1] = *g++, out[2] = *b++;
 }
 
@@ -65,7 +66,8 @@ void drop_fourth(const std::uint8_t* in, std::uint8_t* out, std::size_t count, i
     plain::drop_fourth(in, out, count, r, g, b);
 }
 
-void interleave_rgb(const std::uint8_t* r, const std::uint8_t* g, const std::uint8_t* b, std::uint8_t* out, std::size_t count) {
+void interleave_rgb(const std::uint8_t* r, const std::uint8_t* g, const std::uint8_t* b, std::uint8_t* out,
+                    std::size_t count) {
     constexpr char x = -128;  // shuffles in a zero
     const __m128i r0 = _mm_setr_epi8(0, x, x, 1, x, x, 2, x, x, 3, x, x, 4, x, x, 5);
     const __m128i g0 = _mm_setr_epi8(x, 0, x, x, 1, x, x, 2, x, x, 3, x, x, 4, x, x);
@@ -79,7 +81,8 @@ void interleave_rgb(const std::uint8_t* r, const std::uint8_t* g, const std::uin
     for (; count >= 16; count -= 16, r += 16, g += 16, b += 16, out += 48) {
         const __m128i vr = load(r), vg = load(g), vb = load(b);
         const auto mix = [&](__m128i sr, __m128i sg, __m128i sb) {
-            return _mm_or_si128(_mm_shuffle_epi8(vr, sr), _mm_or_si128(_mm_shuffle_epi8(vg, sg), _mm_shuffle_epi8(vb, sb)));
+            return _mm_or_si128(_mm_shuffle_epi8(vr, sr),
+                                _mm_or_si128(_mm_shuffle_epi8(vg, sg), _mm_shuffle_epi8(vb, sb)));
         };
         store(out, mix(r0, g0, b0));
         store(out + 16, mix(r1, g1, b1));
@@ -90,12 +93,17 @@ void interleave_rgb(const std::uint8_t* r, const std::uint8_t* g, const std::uin
 
 #else
 
-void swap_rgb24(const std::uint8_t* in, std::uint8_t* out, std::size_t count) { plain::swap_rgb24(in, out, count); }
-void swap_rgba32(const std::uint8_t* in, std::uint8_t* out, std::size_t count) { plain::swap_rgba32(in, out, count); }
+void swap_rgb24(const std::uint8_t* in, std::uint8_t* out, std::size_t count) {
+    plain::swap_rgb24(in, out, count);
+}
+void swap_rgba32(const std::uint8_t* in, std::uint8_t* out, std::size_t count) {
+    plain::swap_rgba32(in, out, count);
+}
 void drop_fourth(const std::uint8_t* in, std::uint8_t* out, std::size_t count, int r, int g, int b) {
     plain::drop_fourth(in, out, count, r, g, b);
 }
-void interleave_rgb(const std::uint8_t* r, const std::uint8_t* g, const std::uint8_t* b, std::uint8_t* out, std::size_t count) {
+void interleave_rgb(const std::uint8_t* r, const std::uint8_t* g, const std::uint8_t* b, std::uint8_t* out,
+                    std::size_t count) {
     plain::interleave_rgb(r, g, b, out, count);
 }
 

@@ -13,14 +13,16 @@ void swap_rgba32(const std::uint8_t* in, std::uint8_t* out, std::size_t count);
 /// count pixels of 4 bytes to R,G,B, taking the bytes at offsets r, g, b (each 0 to 3) of each pixel.
 void drop_fourth(const std::uint8_t* in, std::uint8_t* out, std::size_t count, int r, int g, int b);
 /// Separate R, G, B rows to R,G,B pixels.
-void interleave_rgb(const std::uint8_t* r, const std::uint8_t* g, const std::uint8_t* b, std::uint8_t* out, std::size_t count);
+void interleave_rgb(const std::uint8_t* r, const std::uint8_t* g, const std::uint8_t* b, std::uint8_t* out,
+                    std::size_t count);
 
 /// The plain twins, for the tests.
 namespace plain {
 void swap_rgb24(const std::uint8_t* in, std::uint8_t* out, std::size_t count);
 void swap_rgba32(const std::uint8_t* in, std::uint8_t* out, std::size_t count);
 void drop_fourth(const std::uint8_t* in, std::uint8_t* out, std::size_t count, int r, int g, int b);
-void interleave_rgb(const std::uint8_t* r, const std::uint8_t* g, const std::uint8_t* b, std::uint8_t* out, std::size_t count);
+void interleave_rgb(const std::uint8_t* r, const std::uint8_t* g, const std::uint8_t* b, std::uint8_t* out,
+                    std::size_t count);
 }  // namespace plain
 
 }  // namespace quillmark::imaging

@@ -10,8 +10,9 @@ int thread_count();
 /// For tests and benchmarks; 0 returns to the machine's cores.
 void set_thread_count(int count);
 
-/// Calls body(first, last) over disjoint bands that cover [0, count), on the workers and the caller, and returns
-/// when all are done. Bands hold at least grain items. body must not throw. Results must not depend on the split.
+/// Calls body(first, last) over disjoint bands that cover [0, count), on the workers and the caller, and
+/// returns when all are done. Bands hold at least grain items. body must not throw. Results must not depend
+/// on the split.
 void parallel_bands(int count, int grain, const std::function<void(int first, int last)>& body);
 
 }  // namespace quillmark::imaging

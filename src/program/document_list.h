@@ -13,10 +13,10 @@ class DocumentList {
     /// What the list needs to know of the windows behind the handles.
     struct Windows {
         std::function<QString(std::int32_t handle)> title;
-        std::function<std::int32_t()> active;            ///< 0 when there is none
+        std::function<std::int32_t()> active;  ///< 0 when there is none
         std::function<void()> send_active_to_back;
     };
-    explicit DocumentList(Windows windows) : windows_{std::move(windows)} { RedimKids(); }
+    explicit DocumentList(Windows windows) : windows_ {std::move(windows)} { RedimKids(); }
 
     std::int16_t KidCount = 0;
 
@@ -25,7 +25,8 @@ class DocumentList {
     void RedimKids();
     /// Stores the handle in slot KidCount - 1, then sorts. Call after KidCount += 1 and RedimKids.
     void AddKid(std::int32_t handle);
-    /// Takes the handle out; the rest stay ascending in the first slots. Call before KidCount -= 1 and RedimKids.
+    /// Takes the handle out; the rest stay ascending in the first slots. Call before KidCount -= 1 and
+    /// RedimKids.
     void RemoveKid(std::int32_t handle);
     void SortKids();
     /// Position of the handle; the last when it stands twice, 0 also when unknown.

@@ -26,14 +26,18 @@ Answer DesktopPrompts::message(const QString& text, const QString& title, Icon i
     return show(text, {}, title, icon, buttons);
 }
 
-Answer DesktopPrompts::message_with_detail(const QString& text, const QString& detail, const QString& title, Icon icon) {
+Answer DesktopPrompts::message_with_detail(const QString& text, const QString& detail, const QString& title,
+                                           Icon icon) {
     return show(text, detail, title, icon, Buttons::ok);
 }
 
-Answer DesktopPrompts::show(const QString& text, const QString& detail, const QString& title, Icon icon, Buttons buttons) {
-    QMessageBox box{box_icon(icon), title, text, buttons == Buttons::ok ? QMessageBox::Ok : QMessageBox::Yes | QMessageBox::No, owner_};
+Answer DesktopPrompts::show(const QString& text, const QString& detail, const QString& title, Icon icon,
+                            Buttons buttons) {
+    QMessageBox box {box_icon(icon), title, text,
+                     buttons == Buttons::ok ? QMessageBox::Ok : QMessageBox::Yes | QMessageBox::No, owner_};
     box.setTextFormat(Qt::PlainText);  // file names are shown as they are, never as markup
-    box.setInformativeText(detail.toHtmlEscaped());  // this line is rich text whatever the format of the first
+    box.setInformativeText(
+        detail.toHtmlEscaped());  // this line is rich text whatever the format of the first
     if (buttons == Buttons::yes_no) box.setEscapeButton(QMessageBox::No);
     const int answer = box.exec();
     if (buttons == Buttons::ok) return Answer::ok;
@@ -42,8 +46,9 @@ Answer DesktopPrompts::show(const QString& text, const QString& detail, const QS
 
 QString DesktopPrompts::input(const QString& prompt, const QString& title, const QString& initial) {
     bool accepted = false;
-    const QString answer = QInputDialog::getText(owner_, title, prompt, QLineEdit::Normal, initial, &accepted);
-    return accepted ? answer : QString{};
+    const QString answer =
+        QInputDialog::getText(owner_, title, prompt, QLineEdit::Normal, initial, &accepted);
+    return accepted ? answer : QString {};
 }
 
 int DesktopPrompts::show_modal(QDialog& dialog) { return dialog.exec(); }

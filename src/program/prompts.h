@@ -16,9 +16,11 @@ class Prompts {
   public:
     virtual ~Prompts() = default;
     /// A message box. Closing it without a button counts as OK, or as No where there is one.
-    virtual Answer message(const QString& text, const QString& title, Icon icon, Buttons buttons = Buttons::ok) = 0;
+    virtual Answer message(const QString& text, const QString& title, Icon icon,
+                           Buttons buttons = Buttons::ok) = 0;
     /// A message with a second, quieter line that says more (a file name, a reason in words).
-    virtual Answer message_with_detail(const QString& text, const QString& detail, const QString& title, Icon icon) {
+    virtual Answer message_with_detail(const QString& text, const QString& detail, const QString& title,
+                                       Icon icon) {
         return message(text, title, icon);
     }
     /// A one-line input box; empty when cancelled.
@@ -31,9 +33,10 @@ class Prompts {
 /// The real one: Qt's message boxes and dialogs over the given window.
 class DesktopPrompts final : public Prompts {
   public:
-    explicit DesktopPrompts(QWidget* owner) : owner_{owner} {}
+    explicit DesktopPrompts(QWidget* owner) : owner_ {owner} {}
     Answer message(const QString& text, const QString& title, Icon icon, Buttons buttons) override;
-    Answer message_with_detail(const QString& text, const QString& detail, const QString& title, Icon icon) override;
+    Answer message_with_detail(const QString& text, const QString& detail, const QString& title,
+                               Icon icon) override;
     QString input(const QString& prompt, const QString& title, const QString& initial) override;
     int show_modal(QDialog& dialog) override;
     void beep() override;

@@ -10,12 +10,12 @@ namespace quillmark::program {
 enum ViewMode : std::int16_t { kViewNormal = 100, kViewFit = 0, kViewStretch = -1, kViewSnap = -2 };
 
 struct ProgramState {
-    QString ProgramDir;        ///< the program's folder, ending in the separator
-    QString CaptionText;       ///< the frame's caption
-    QString CommandLine;       ///< what the program was started with, as one text
-    QString CurrentFileName;   ///< file being opened or saved
-    QString LastFileName;      ///< its copy, read by the recent-file list
-    QString LastTool;          ///< ID of the last finished command; empty before the first
+    QString ProgramDir;       ///< the program's folder, ending in the separator
+    QString CaptionText;      ///< the frame's caption
+    QString CommandLine;      ///< what the program was started with, as one text
+    QString CurrentFileName;  ///< file being opened or saved
+    QString LastFileName;     ///< its copy, read by the recent-file list
+    QString LastTool;         ///< ID of the last finished command; empty before the first
 
     bool CommandBusy = false;    ///< a command runs; further clicks are dropped
     bool OperationBusy = false;  ///< between StatusInit and StatusTerm; image windows refuse to close

@@ -29,26 +29,30 @@ std::int32_t next_handle() {
 
 // Sources that are captions themselves, recognised by their first characters.
 bool is_own_caption(const QString& source) {
-    static const std::array kPrefixes{QStringLiteral("Twain"), QStringLiteral("The DeskTop"), QStringLiteral("Blue"),
-                                      QStringLiteral("Green"), QStringLiteral("Red")};
-    return std::any_of(kPrefixes.begin(), kPrefixes.end(), [&](const QString& p) { return source.startsWith(p); });
+    static const std::array kPrefixes {QStringLiteral("Twain"), QStringLiteral("The DeskTop"),
+                                       QStringLiteral("Blue"), QStringLiteral("Green"),
+                                       QStringLiteral("Red")};
+    return std::any_of(kPrefixes.begin(), kPrefixes.end(),
+                       [&](const QString& p) { return source.startsWith(p); });
 }
 
 QString grouped(std::int64_t value) { return QString::fromStdString(text::grouped(value)); }
 
 }  // namespace
 
-Viewer::Viewer(program::FrameFace& frame) : frame_{frame}, view_{new engine::ImageView{lead1_, this}}, handle_{next_handle()} {
+Viewer::Viewer(program::FrameFace& frame)
+    : frame_ {frame}, view_ {new engine::ImageView {lead1_, this}}, handle_ {next_handle()} {
     setObjectName(QStringLiteral("Viewer"));
     setAttribute(Qt::WA_DeleteOnClose, false);  // the framing sub-window deletes it
-    auto* layout = new QVBoxLayout{this};
+    auto* layout = new QVBoxLayout {this};
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(view_);
     setFocusProxy(view_);
     connect(&lead1_, &engine::Engine::ProgressStatus, this, &Viewer::LEAD1_ProgressStatus);
     connect(&lead1_, &engine::Engine::EscapePressed, this, [this] { Form_KeyPress(27); });
     connect(view_, &engine::ImageView::MouseDown, this, &Viewer::LEAD1_MouseDown);
-    connect(view_, &engine::ImageView::zoom_wheel, this, [this](int steps) { steps > 0 ? ZoomIn() : ZoomOut(); });
+    connect(view_, &engine::ImageView::zoom_wheel, this,
+            [this](int steps) { steps > 0 ? ZoomIn() : ZoomOut(); });
     Form_Load();
 }
 
@@ -79,11 +83,12 @@ std::int16_t Viewer::InitTheForm(const QString& source, const program::FileArgum
     if (file) lead1_.SetPCDResolution(file->pcd_resolution);
     lead1_.SetDisplaySwitch(0, false);
     if (file) {
-        const std::int16_t page = file->page < 2 ? std::int16_t{1} : file->page;
+        const std::int16_t page = file->page < 2 ? std::int16_t {1} : file->page;
         if (const engine::Code code = lead1_.GetFileInfo(file->name, page); code != 0) {
-            frame_.prompts().message_with_detail(QStringLiteral("Error Code = %1").arg(code),
-                                                 QString::fromStdString(text::error_message(code)) + u'\n' + file->name,
-                                                 QStringLiteral("UNEXPECTED ERROR! (Viewer: InitTheForm)"), program::Icon::stop);
+            frame_.prompts().message_with_detail(
+                QStringLiteral("Error Code = %1").arg(code),
+                QString::fromStdString(text::error_message(code)) + u'\n' + file->name,
+                QStringLiteral("UNEXPECTED ERROR! (Viewer: InitTheForm)"), program::Icon::stop);
             return kNotExamined;
         }
         ResizeSuppressed = true;
@@ -105,9 +110,9 @@ void Viewer::set_title(const QString& source) {
         setWindowTitle(source);
     } else if (source.left(9).toLower() == u"clipboard") {
         setWindowTitle(QStringLiteral("Image from clipboard"));
-    } else if (const QFileInfo file{source}; file.exists()) {
+    } else if (const QFileInfo file {source}; file.exists()) {
         // A placeholder mark in a file name must not be taken for the window-modified mark.
-        const QString name = QString{source}.replace(QStringLiteral("[*]"), QStringLiteral("[*][*]"));
+        const QString name = QString {source}.replace(QStringLiteral("[*]"), QStringLiteral("[*][*]"));
         setWindowTitle(QStringLiteral("%1 (%2 bytes)").arg(name, grouped(file.size())));
     }
 }
@@ -119,8 +124,10 @@ void Viewer::show_window() {
 }
 
 void Viewer::unload() {
-    if (window_) window_->close();
-    else close();
+    if (window_)
+        window_->close();
+    else
+        close();
 }
 
 // Gives the client area width x height device pixels, borders and caption added around.
@@ -128,7 +135,9 @@ bool Viewer::size_client_to(int width, int height) {
     if (!window_) return false;
     const QSizeF client = view_->size_for_image(width, height);
     const QSize border = window_->size() - size();
-    window_->resize(QSize(static_cast<int>(std::ceil(client.width())), static_cast<int>(std::ceil(client.height()))) + border);
+    window_->resize(
+        QSize(static_cast<int>(std::ceil(client.width())), static_cast<int>(std::ceil(client.height()))) +
+        border);
     return true;
 }
 
@@ -169,8 +178,9 @@ void Viewer::Form_Unload() {
     --frame_.kids().KidCount;
     frame_.kids().RedimKids();
     if (frame_.state().ImageChanged &&
-        frame_.prompts().message(QStringLiteral("Save changes to current image?"), QCoreApplication::applicationName(),
-                                 program::Icon::question, program::Buttons::yes_no) == program::Answer::yes) {
+        frame_.prompts().message(QStringLiteral("Save changes to current image?"),
+                                 QCoreApplication::applicationName(), program::Icon::question,
+                                 program::Buttons::yes_no) == program::Answer::yes) {
         frame_.C_FileSave();
     }
     frame_.update_status_panel();
@@ -184,8 +194,10 @@ void Viewer::closeEvent(QCloseEvent* event) {
 }
 
 void Viewer::keyPressEvent(QKeyEvent* event) {
-    if (event->key() == Qt::Key_Escape) Form_KeyPress(27);
-    else QWidget::keyPressEvent(event);
+    if (event->key() == Qt::Key_Escape)
+        Form_KeyPress(27);
+    else
+        QWidget::keyPressEvent(event);
 }
 
 void Viewer::Form_KeyPress(int key) {

@@ -1,5 +1,5 @@
-// The image window: one image, shown and edited; registers with the frame, fills its status bar, closes with the
-// save question.
+// The image window: one image, shown and edited; registers with the frame, fills its status bar, closes with
+// the save question.
 #pragma once
 
 #include <QMdiArea>

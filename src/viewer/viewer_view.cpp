@@ -16,7 +16,9 @@ constexpr auto kZoomBox = u"ID_ZoomPercentage";
 // The whole number in a zoom box; nothing when it holds none, so that the view stays as it is.
 std::optional<int> number_in(const QString& text) {
     const QString trimmed = text.trimmed();
-    const bool has_number = !trimmed.isEmpty() && (trimmed[0].isDigit() || ((trimmed[0] == u'-' || trimmed[0] == u'+') && trimmed.size() > 1 && trimmed[1].isDigit()));
+    const bool has_number =
+        !trimmed.isEmpty() && (trimmed[0].isDigit() || ((trimmed[0] == u'-' || trimmed[0] == u'+') &&
+                                                        trimmed.size() > 1 && trimmed[1].isDigit()));
     if (!has_number) return std::nullopt;
     return static_cast<int>(text::int16_from_text(trimmed.toStdString()));
 }
@@ -25,7 +27,9 @@ bool fits_16_bits(int value) { return value >= INT16_MIN && value <= INT16_MAX; 
 
 }  // namespace
 
-Qt::WindowStates Viewer::window_state() const { return window_ ? window_->windowState() : Qt::WindowStates{}; }
+Qt::WindowStates Viewer::window_state() const {
+    return window_ ? window_->windowState() : Qt::WindowStates {};
+}
 
 void Viewer::check_view(const char16_t* id) { frame_.tools().set_checked(id, true); }
 
@@ -59,7 +63,9 @@ void Viewer::ViewSnap() {
     const bool normal_state = !(window_state() & (Qt::WindowMinimized | Qt::WindowMaximized));
     if (normal_state) {
         if (!size_client_to(lead1_.BitmapWidth(), lead1_.BitmapHeight())) {
-            frame_.prompts().message(tr("The window has no frame to resize."), QStringLiteral("UNEXPECTED ERROR! (Viewer: ViewSnap)"), program::Icon::stop);
+            frame_.prompts().message(tr("The window has no frame to resize."),
+                                     QStringLiteral("UNEXPECTED ERROR! (Viewer: ViewSnap)"),
+                                     program::Icon::stop);
             return;
         }
         check_view(u"ID_ViewSnap");

@@ -15,7 +15,8 @@ constexpr int kTile = 32;  // pixels; two tiles of 4-byte pixels stay in the fir
 
 // A bitmap of the same kind with other sides; pixels undefined.
 Result<Bitmap> sibling(const Bitmap& model, int width, int height, const Limits& limits) {
-    auto result = Bitmap::create_unfilled(width, height, model.bits(), limits, model.layout() == Layout::gray16);
+    auto result =
+        Bitmap::create_unfilled(width, height, model.bits(), limits, model.layout() == Layout::gray16);
     if (!result) return result;
     if (!model.palette().empty()) result->set_palette(model.palette());
     result->metadata() = model.metadata();
@@ -23,7 +24,7 @@ Result<Bitmap> sibling(const Bitmap& model, int width, int height, const Limits&
 }
 
 constexpr auto kReversedByte = [] {
-    std::array<std::uint8_t, 256> table{};
+    std::array<std::uint8_t, 256> table {};
     for (unsigned i = 0; i < 256; ++i) {
         unsigned reversed = 0;
         for (unsigned bit = 0; bit < 8; ++bit) reversed |= (i >> bit & 1U) << (7 - bit);
@@ -32,7 +33,8 @@ constexpr auto kReversedByte = [] {
     return table;
 }();
 
-// Mirrors a row of packed bits: bytes in reverse order with their bits reversed, then the padding shifted out.
+// Mirrors a row of packed bits: bytes in reverse order with their bits reversed, then the padding shifted
+// out.
 void reverse_bits(std::span<const std::uint8_t> in, std::span<std::uint8_t> out, int width) {
     const std::size_t bytes = in.size();
     for (std::size_t i = 0; i < bytes; ++i) out[i] = kReversedByte[in[bytes - 1 - i]];
@@ -54,10 +56,10 @@ void reverse_pixels(std::span<const std::uint8_t> in, std::span<std::uint8_t> ou
 template <typename Body>
 void dispatch_size(Layout layout, Body body) {
     switch (layout) {
-        case Layout::index8: return body(std::integral_constant<std::size_t, 1>{});
-        case Layout::gray16: return body(std::integral_constant<std::size_t, 2>{});
-        case Layout::rgb24: return body(std::integral_constant<std::size_t, 3>{});
-        case Layout::rgba32: return body(std::integral_constant<std::size_t, 4>{});
+        case Layout::index8: return body(std::integral_constant<std::size_t, 1> {});
+        case Layout::gray16: return body(std::integral_constant<std::size_t, 2> {});
+        case Layout::rgb24: return body(std::integral_constant<std::size_t, 3> {});
+        case Layout::rgba32: return body(std::integral_constant<std::size_t, 4> {});
         case Layout::bit1: return;
     }
 }
@@ -73,7 +75,9 @@ void turn_pixels(const Bitmap& in, Bitmap& out) {
                 for (int y = row; y < row + rows; ++y) {
                     std::uint8_t* to = out.writable_row(y).data() + static_cast<std::size_t>(column) * Size;
                     for (int x = column; x < column + columns; ++x, to += Size) {
-                        std::memcpy(to, in.row(in.height() - 1 - x).data() + static_cast<std::size_t>(y) * Size, Size);
+                        std::memcpy(to,
+                                    in.row(in.height() - 1 - x).data() + static_cast<std::size_t>(y) * Size,
+                                    Size);
                     }
                 }
             }
@@ -92,7 +96,8 @@ std::uint64_t transpose8(std::uint64_t x) {
     return x ^ t ^ (t << 28);
 }
 
-// The same turn for packed bits, 8 x 8 at a time: eight source rows from the bottom up give eight target columns.
+// The same turn for packed bits, 8 x 8 at a time: eight source rows from the bottom up give eight target
+// columns.
 void turn_bits(const Bitmap& in, Bitmap& out) {
     const int out_bytes = static_cast<int>(out.row_bytes());
     const int in_bytes = static_cast<int>(in.row_bytes());
@@ -106,7 +111,8 @@ void turn_bits(const Bitmap& in, Bitmap& out) {
                 }
                 bits = transpose8(bits);
                 for (int i = 0; i < 8 && block * 8 + i < out.height(); ++i) {
-                    out.writable_row(block * 8 + i)[static_cast<std::size_t>(byte)] = static_cast<std::uint8_t>(bits >> (56 - 8 * i));
+                    out.writable_row(block * 8 + i)[static_cast<std::size_t>(byte)] =
+                        static_cast<std::uint8_t>(bits >> (56 - 8 * i));
                 }
             }
         }
@@ -134,8 +140,11 @@ Result<Bitmap> reverse(const Bitmap& bitmap, const Limits& limits) {
         for (int y = first; y < last; ++y) {
             const auto in = bitmap.row(y);
             const auto out = result->writable_row(y);
-            if (bitmap.layout() == Layout::bit1) reverse_bits(in, out, bitmap.width());
-            else dispatch_size(bitmap.layout(), [&](auto size) { reverse_pixels<size()>(in, out, bitmap.width()); });
+            if (bitmap.layout() == Layout::bit1)
+                reverse_bits(in, out, bitmap.width());
+            else
+                dispatch_size(bitmap.layout(),
+                              [&](auto size) { reverse_pixels<size()>(in, out, bitmap.width()); });
         }
     });
     return result;
@@ -151,8 +160,10 @@ Result<Bitmap> rotate_quarters(const Bitmap& bitmap, int turns, const Limits& li
     auto result = sibling(bitmap, bitmap.height(), bitmap.width(), limits);
     if (!result) return result;
     std::swap(result->metadata().resolution.x, result->metadata().resolution.y);
-    if (bitmap.layout() == Layout::bit1) turn_bits(bitmap, *result);
-    else dispatch_size(bitmap.layout(), [&](auto size) { turn_pixels<size()>(bitmap, *result); });
+    if (bitmap.layout() == Layout::bit1)
+        turn_bits(bitmap, *result);
+    else
+        dispatch_size(bitmap.layout(), [&](auto size) { turn_pixels<size()>(bitmap, *result); });
     // A turn to the left is a turn to the right and half a turn on.
     return turns == 1 ? std::move(result) : rotate_quarters(*result, 2, limits);
 }
@@ -163,7 +174,9 @@ Result<Bitmap> apply_orientation(const Bitmap& bitmap, const Limits& limits) {
         if (result) result = operation(*result);
     };
     const auto mirror = [&](const Bitmap& b) { return reverse(b, limits); };
-    const auto turn = [&](int turns) { return [&limits, turns](const Bitmap& b) { return rotate_quarters(b, turns, limits); }; };
+    const auto turn = [&](int turns) {
+        return [&limits, turns](const Bitmap& b) { return rotate_quarters(b, turns, limits); };
+    };
     switch (bitmap.metadata().orientation) {
         case Orientation::normal: break;
         case Orientation::mirrored: then(mirror); break;
