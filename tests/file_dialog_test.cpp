@@ -19,9 +19,13 @@
 
 #include "engine/preview_query.h"
 #include "imaging/load.h"
+#include "imaging/output.h"
 
 namespace quillmark {
 namespace imaging {
+namespace codecs {
+extern const Codec bmp, dcx, pcx;
+}
 namespace {
 
 // What decoding was asked to do since the test began.
@@ -102,10 +106,10 @@ Result<Outcome> stamp(ByteReader in, const ReadOptions& options) {
     return picture(script->stamp, script->stamp, script->stamp, options.limits);
 }
 
-constexpr FormatCode kPlain[] = {{901, "scripted", {}}}, kReduced[] = {{902, "", {}}};
-const Codec pic {"PIC", kPlain, {}, Pages::many, true, true, probe<'P'>, info<901>, decode, stamp, nullptr};
-const Codec jic {"JPEG", kReduced, {}, Pages::one, true, true, probe<'J'>, info<902>, decode, stamp, nullptr};
-constexpr const Codec* kCodecs[] = {&pic, &jic};
+constexpr FormatCode kPlain[] = {{1, "", {}}}, kReduced[] = {{10, "", {}}};
+const Codec pic {"PIC", kPlain, {}, Pages::many, true, true, probe<'P'>, info<1>, decode, stamp, nullptr};
+const Codec jic {"JPEG", kReduced, {}, Pages::one, true, true, probe<'J'>, info<10>, decode, stamp, nullptr};
+constexpr const Codec* kCodecs[] = {&pic, &jic, &codecs::bmp, &codecs::dcx, &codecs::pcx};
 
 }  // namespace
 
@@ -389,7 +393,7 @@ TEST_F(OpenDialogTest, ShowsFactsAndTakesThePage) {
     EXPECT_FALSE(page_box().isEnabled());
     select({"one.PIC"});
     ASSERT_TRUE(wait_for([this] { return page_box().isEnabled(); }));
-    EXPECT_EQ(fact("factFormat"), "PIC (scripted)");
+    EXPECT_EQ(fact("factFormat"), "ZSoft PCX");
     EXPECT_EQ(fact("factSize"), QString::fromUtf8("400 × 300 pixels"));
     EXPECT_EQ(fact("factDepth"), "24 bits per pixel");
     EXPECT_EQ(fact("factPages"), "3");

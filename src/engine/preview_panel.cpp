@@ -15,6 +15,7 @@
 #include <cmath>
 
 #include "engine/preview_query.h"
+#include "text/messages.h"
 
 namespace quillmark::engine {
 namespace {
@@ -135,11 +136,9 @@ QString from_view(std::string_view text) {
 }
 
 QString format_text(int code) {
+    if (const std::string_view name = text::format_name(code); !name.empty()) return from_view(name);
     const imaging::Codec* codec = imaging::codec_for_format(code);
-    if (!codec) return QString::number(code);
-    const imaging::FormatCode* format = imaging::find_format(code);
-    const QString name = from_view(codec->name);
-    return format->variant.empty() ? name : QStringLiteral("%1 (%2)").arg(name, from_view(format->variant));
+    return codec ? from_view(codec->name) : QString::number(code);
 }
 
 QString resolution_text(const imaging::Resolution& resolution) {

@@ -3,10 +3,14 @@
 #include <QFile>
 #include <QFileInfo>
 #include <algorithm>
+#include <functional>
+#include <string>
 #include <vector>
 
 #include "imaging/convert_depth.h"
 #include "imaging/load.h"
+#include "imaging/result_codes.h"
+#include "text/messages.h"
 
 namespace quillmark::engine {
 namespace {
@@ -28,6 +32,10 @@ class StopWhenStale final : public imaging::RowSink {
     Ticket current_;
     std::uint64_t mine_;
 };
+
+QString reason(const imaging::Error& error) {
+    return QString::fromStdString(text::error_message(imaging::result_code(error)));
+}
 
 bool decodes_reduced(const imaging::ImageInfo& info) {
     const imaging::Codec* codec = imaging::codec_for_format(info.format_code);
@@ -70,7 +78,7 @@ class Question {
         if (sink_.stale()) return;
         path_ = QFile::encodeName(answer_.file).toStdString();
         const auto info = imaging::read_info(path_, options_);
-        if (!info) return finish(fault_text(info.error().fault));
+        if (!info) return finish(reason(info.error()));
         answer_.readable = true;
         answer_.info = *info;
         answer_.file_size = QFileInfo {answer_.file}.size();
@@ -104,7 +112,7 @@ class Question {
         }
         const auto outcome = imaging::load(path_, options_, sink_);
         if (sink_.stale()) return;
-        if (!outcome) return finish(fault_text(outcome.error().fault));
+        if (!outcome) return finish(reason(outcome.error()));
         answer_.picture = preview_picture(outcome->bitmap, box_);
         const bool whole = outcome->rows_shown >= outcome->rows_declared;
         finish(whole ? QString {}
@@ -179,25 +187,6 @@ QImage preview_picture(const imaging::Bitmap& bitmap, QSize box) {
         }
     }
     return picture;
-}
-
-QString fault_text(imaging::Fault fault) {
-    using imaging::Fault;
-    switch (fault) {
-        case Fault::unknown_format:
-        case Fault::malformed: return QStringLiteral("Invalid file format");
-        case Fault::unsupported: return QStringLiteral("Image format recognized, but sub-type not supported");
-        case Fault::too_large:
-        case Fault::out_of_memory: return QStringLiteral("Not enough memory available");
-        case Fault::not_found: return QStringLiteral("File not found");
-        case Fault::cannot_open: return QStringLiteral("Not able to open file");
-        case Fault::truncated:
-        case Fault::io: return QStringLiteral("Error reading file");
-        case Fault::no_stamp: return QStringLiteral("Stamp not found");
-        case Fault::no_page: return QStringLiteral("Invalid parmameter passed");
-        case Fault::cancelled: return QStringLiteral("Escape key pressed");
-    }
-    return {};
 }
 
 PreviewQuery::PreviewQuery(QObject* parent)

@@ -51,7 +51,4 @@ class PreviewQuery : public QObject {
 /// Small bitmaps are not enlarged. Null when bitmap or box is empty.
 QImage preview_picture(const imaging::Bitmap& bitmap, QSize box);
 
-/// The reason for a failure, as the program words it.
-QString fault_text(imaging::Fault fault);
-
 }  // namespace quillmark::engine
