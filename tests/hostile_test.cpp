@@ -1,5 +1,6 @@
 // Every codec against damaged files: truncated at each place, header bytes replaced, and headers that declare
 // far more than the file holds. Whatever happens, a call ends in an outcome or an error.
+#include <cctype>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -150,7 +151,11 @@ TEST_P(Hostile, bombs) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Codecs, Hostile, testing::ValuesIn(all_codecs().begin(), all_codecs().end()),
-                         [](const auto& param) { return std::string {param.param->name}; });
+                         [](const auto& param) {
+                             std::string name {param.param->name};
+                             std::erase_if(name, [](unsigned char c) { return std::isalnum(c) == 0; });
+                             return name;
+                         });
 
 }  // namespace
 }  // namespace quillmark::tests

@@ -29,8 +29,40 @@ std::vector<std::uint8_t> multi_page_pcx(const std::vector<std::uint8_t>& page) 
     return out.bytes();
 }
 
+// The same picture without its file header.
+std::vector<std::uint8_t> headerless(const std::vector<std::uint8_t>& bmp) { return {bmp.begin() + 14, bmp.end()}; }
+
+// A BMP's picture as the only image of an icon (type 1) or cursor (2), with an empty mask.
+std::vector<std::uint8_t> icon_of(const std::vector<std::uint8_t>& bmp, int type) {
+    std::vector<std::uint8_t> image = headerless(bmp);
+    image[8] = 2 * kHeight;
+    image.resize(image.size() + (kWidth + 31) / 32 * 4 * kHeight);
+    MemoryWriter out;
+    out.u16le(0);
+    out.u16le(static_cast<std::uint32_t>(type));
+    out.u16le(1);
+    out.u8(kWidth);
+    out.u8(kHeight);
+    out.zeros(6);
+    out.u32le(static_cast<std::uint32_t>(image.size()));
+    out.u32le(22);
+    out.write(image);
+    return out.bytes();
+}
+
+std::vector<Fixture> made_from_bmp(const Codec& codec) {
+    std::vector<Fixture> made;
+    for (const Fixture& bmp : encoded_fixtures(*codec_for_format(6))) {
+        if (!bmp.name.starts_with("format 6,")) continue;
+        const auto bytes = codec.name == "DIB" ? headerless(bmp.bytes) : icon_of(bmp.bytes, codec.name == "CUR" ? 2 : 1);
+        made.push_back({"from " + bmp.name, bytes});
+    }
+    return made;
+}
+
 std::vector<Fixture> handmade_fixtures(const Codec& codec) {
     std::vector<Fixture> made;
+    if (codec.name == "DIB" || codec.name == "ICO" || codec.name == "CUR") return made_from_bmp(codec);
     if (codec.name != "DCX") return made;
     for (const Codec* other : all_codecs()) {
         if (other->name != "PCX") continue;

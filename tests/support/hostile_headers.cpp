@@ -42,6 +42,11 @@ std::vector<std::uint8_t> bmp(std::uint32_t side, std::uint32_t bits, std::uint3
     return padded(out);
 }
 
+std::vector<std::uint8_t> headerless(std::uint32_t side, std::uint32_t bits) {
+    const auto file = bmp(side, bits, 0);
+    return {file.begin() + 14, file.end()};
+}
+
 std::uint32_t crc_of(std::span<const std::uint8_t> bytes) {
     std::uint32_t crc = ~0U;
     for (const std::uint8_t byte : bytes) {
@@ -184,6 +189,8 @@ std::vector<Bomb> bombs(std::uint32_t side) {
         {"BMP", "8 bits", bmp(side, 8, 0)},
         {"BMP", "RLE8", bmp(side, 8, 1)},
         {"BMP", "1 bit", bmp(side, 1, 0)},
+        {"DIB", "24 bits", headerless(side, 24)},
+        {"DIB", "1 bit", headerless(side, 1)},
         {"PNG", "RGB", png(side, 8, 2)},
         {"PNG", "1 bit", png(side, 1, 0)},
         {"JPEG", "grey", jpeg(side)},
