@@ -234,6 +234,12 @@ TEST(CommandSurface, EditBoxesShowOneTextAndCommitOnEnterOrFocusLoss) {
     EXPECT_EQ(frame.surface->edit_text(u"ID_ZoomPercentage"), QStringLiteral("75"));
     EXPECT_EQ(on_bar->text(), QStringLiteral("75"));
     EXPECT_EQ(commits.size(), 2);
+    frame.surface->show_popup(u"ID_mnuView", {0, 0});
+    QTest::keyClick(frame.surface->menu(u"ID_mnuView"), Qt::Key_Z);
+    EXPECT_TRUE(frame.surface->menu(u"ID_mnuView")->isVisible()) << "the access key leads into the box";
+    auto* focused = qobject_cast<QLineEdit*>(frame.surface->menu(u"ID_mnuView")->focusWidget());
+    EXPECT_TRUE(focused && focused->text() == QStringLiteral("25"));
+    frame.surface->menu(u"ID_mnuView")->close();
     frame.surface->set_edit_text(u"ID_ZoomPercentage", QStringLiteral("33"));
     EXPECT_EQ(on_bar->text(), QStringLiteral("33"));
     EXPECT_EQ(commits.size(), 2) << "set by the program is no commit";
@@ -350,6 +356,11 @@ TEST(LayoutFile, DefinesToolsOfItsOwn) {
     ASSERT_EQ(clicks.size(), 1);
     EXPECT_EQ(clicks[0][0].toString(), QStringLiteral("ID_None"));
     EXPECT_EQ(frame.surface->category(u"ID_InsertText"), QStringLiteral("General"));
+    QByteArray as_state = format_layout(*parsed.layout);
+    as_state.replace("ID_None kind=button", "ID_None kind=state");
+    frame.surface->apply(*parse_layout(as_state).layout);
+    EXPECT_TRUE(frame.surface->action(u"ID_None")->isCheckable());
+    EXPECT_EQ(frame.surface->menu(u"ID_mnuHelp")->actions().first(), frame.surface->action(u"ID_None"));
     frame.surface->apply(designed_layout());
     EXPECT_EQ(frame.surface->action(u"ID_None"), nullptr);
     EXPECT_EQ(frame.surface->menu(u"ID_mnuHelp")->actions().size(), 2);

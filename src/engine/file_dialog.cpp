@@ -1,20 +1,22 @@
 #include "engine/file_dialog.h"
 
 #include <QAbstractItemView>
-#include <QAbstractProxyModel>
 #include <QComboBox>
 #include <QCompleter>
 #include <QDialogButtonBox>
 #include <QFileInfo>
 #include <QFileSystemModel>
+#include <QHeaderView>
 #include <QItemSelectionModel>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QScreen>
 #include <QSplitter>
 #include <QStandardPaths>
 #include <QTimer>
 #include <QToolButton>
+#include <QTreeView>
 #include <QUrl>
 #include <algorithm>
 
@@ -24,6 +26,7 @@
 namespace quillmark::engine {
 namespace {
 
+constexpr int kPlacesWidth = 130, kListWidth = 560, kPreviewWidth = 270;
 constexpr QSize kStartSize {1000, 600}, kMinimumSize {640, 460};
 
 QString starting_folder(const QString& wanted) {
@@ -86,10 +89,11 @@ struct OpenDialog::Private {
     void set_filters(int index);
     void use_filter(int index);
     void add_preview();
+    void widen_columns();
     void name_controls();
     void order_tabs();
     void watch_choice();
-    QStringList selected_rows() const;
+    QModelIndexList selected_rows() const;
     QStringList choice() const;
     void look_at_choice();
 };
@@ -121,7 +125,22 @@ void OpenDialog::Private::add_preview() {
     splitter->addWidget(preview);
     splitter->setCollapsible(splitter->indexOf(preview), false);
     for (int i = 0; i < splitter->count(); ++i) splitter->setStretchFactor(i, i == 1 ? 1 : 0);
-    splitter->setSizes({150, kStartSize.width() - 150 - 270, 270});
+    splitter->setSizes({kPlacesWidth, kListWidth, kPreviewWidth});
+}
+
+// The base class starts with columns too narrow for what they hold; the name takes what the others leave.
+void OpenDialog::Private::widen_columns() {
+    auto* header = part<QTreeView>("treeView")->header();
+    const QFontMetrics metrics = dialog.fontMetrics();
+    const int wanted[] = {0, metrics.horizontalAdvance("0,000.00 KiB") + 8,
+                          metrics.horizontalAdvance("JPEG image") + 24,
+                          metrics.horizontalAdvance("22 Mmm 2022 22:22:22") + 12};
+    int left = kListWidth;
+    for (int column = 1; column < std::min<int>(header->count(), std::size(wanted)); ++column) {
+        if (header->sectionSize(column) < wanted[column]) header->resizeSection(column, wanted[column]);
+        left -= header->sectionSize(column);
+    }
+    header->resizeSection(0, std::max(left, 160));
 }
 
 void OpenDialog::Private::name_controls() {
@@ -172,22 +191,30 @@ void OpenDialog::Private::watch_choice() {
     connect(&dialog, &QFileDialog::directoryEntered, &dialog, changed);
 }
 
-QStringList OpenDialog::Private::selected_rows() const {
-    QStringList paths;
-    for (const QModelIndex& row : part<QAbstractItemView>("listView")->selectionModel()->selectedRows()) {
-        const QString path = row.data(QFileSystemModel::FilePathRole).toString();
-        if (!QFileInfo {path}.isDir()) paths.append(path);
-    }
-    return paths;
+QModelIndexList OpenDialog::Private::selected_rows() const {
+    return part<QAbstractItemView>("listView")->selectionModel()->selectedRows();
 }
 
-// What is selected, or what was typed over it. The selection is asked for itself, because the name box cannot
-// carry names with quotation marks.
+// What is selected, unless another name was typed over it. The selection is asked for itself, because the
+// name box cannot carry names with quotation marks.
 QStringList OpenDialog::Private::choice() const {
-    if (!name_edit()->isModified()) return selected_rows();
+    QModelIndexList rows = selected_rows();
+    rows.removeIf([](const QModelIndex& row) {
+        return QFileInfo {row.data(QFileSystemModel::FilePathRole).toString()}.isDir();
+    });
+    QStringList names;
+    for (const QModelIndex& row : rows) names.append(row.data().toString());
+    const QString selected =
+        rows.size() == 1 ? names.first() : QStringLiteral("\"%1\"").arg(names.join("\" \""));
+    const QString typed = name_edit()->text().trimmed();
+
     QStringList paths;
-    if (name_edit()->text().trimmed().isEmpty()) return paths;
-    for (const QString& path : dialog.selectedFiles()) paths.append(platform::resolve_without_case(path));
+    if (typed.isEmpty() || typed == selected.trimmed()) {
+        std::ranges::sort(rows, {}, &QModelIndex::row);
+        for (const QModelIndex& row : rows) paths.append(row.data(QFileSystemModel::FilePathRole).toString());
+    } else {
+        for (const QString& path : dialog.selectedFiles()) paths.append(platform::resolve_without_case(path));
+    }
     return paths;
 }
 
@@ -210,11 +237,12 @@ OpenDialog::OpenDialog(const OpenRequest& request, QWidget* parent)
     d_->filters = filter_entries(request.filter);
     d_->set_filters(request.filter_index);
     d_->add_preview();
+    d_->widen_columns();
     d_->name_controls();
     d_->order_tabs();
     d_->watch_choice();
     setMinimumSize(kMinimumSize);
-    resize(kStartSize);
+    resize(kStartSize.boundedTo(screen()->availableSize()));
     d_->name_edit()->setFocus();
 }
 
@@ -225,16 +253,18 @@ QStringList OpenDialog::file_names() const { return d_->chosen; }
 int OpenDialog::page() const { return d_->page; }
 
 void OpenDialog::accept() {
-    const QStringList paths = d_->choice();
-    if (paths.isEmpty()) return QFileDialog::accept();  // a folder: the base class enters it
-    if (paths.size() == 1 && QFileInfo {paths.first()}.isDir()) {
+    QStringList paths = d_->choice();
+    if (paths.isEmpty()) {
+        for (const QModelIndex& row : d_->selected_rows())
+            paths.append(row.data(QFileSystemModel::FilePathRole).toString());
+    }
+    if (paths.isEmpty()) return;
+    if (QFileInfo {paths.first()}.isDir()) {
         setDirectory(paths.first());
         d_->name_edit()->clear();
         return;
     }
-    const auto missing =
-        std::ranges::find_if_not(paths, [](const QString& path) { return QFileInfo {path}.isFile(); });
-    if (missing != paths.end()) {
+    if (!std::ranges::all_of(paths, [](const QString& path) { return QFileInfo {path}.isFile(); })) {
         d_->preview->show_remark(tr("File not found"));
         return;
     }

@@ -150,10 +150,6 @@ QString resolution_text(const imaging::Resolution& resolution) {
     return PreviewPanel::tr("%1 × %2 dpi").arg(number(resolution.x), number(resolution.y));
 }
 
-QString file_size_text(std::int64_t bytes) {
-    return QLocale::c().formattedDataSize(bytes, 1, QLocale::DataSizeTraditionalFormat);
-}
-
 std::array<QString, kFactCount> fact_texts(const PreviewAnswer& answer) {
     const imaging::ImageInfo& info = answer.info;
     return {format_text(info.format_code),
@@ -161,7 +157,7 @@ std::array<QString, kFactCount> fact_texts(const PreviewAnswer& answer) {
             info.bits == 1 ? PreviewPanel::tr("1 bit per pixel")
                            : PreviewPanel::tr("%1 bits per pixel").arg(info.bits),
             QString::number(info.pages),
-            file_size_text(answer.file_size),
+            QLocale {}.formattedDataSize(answer.file_size),
             info.compression.empty() ? PreviewPanel::tr("None") : from_view(info.compression),
             resolution_text(info.resolution)};
 }

@@ -207,8 +207,10 @@ QWidget* OpenOpts::Private::build_choices() {
     fields->addWidget(pcd_resolution, 3, 1);
     fields->setRowStretch(4, 1);
     fields->setVerticalSpacing(10);
+    fields->setHorizontalSpacing(8);
 
     auto* buttons = new QHBoxLayout;
+    buttons->setSpacing(8);
     buttons->addWidget(info);
     buttons->addStretch();
     buttons->addWidget(ok);
@@ -259,6 +261,7 @@ QWidget* OpenOpts::Private::build_info_view() {
     info_ok = new QPushButton {tr("OK"), info_view};
     info_ok->setObjectName("InfoOK");
     auto* last_row = new QHBoxLayout;
+    last_row->setSpacing(8);
     last_row->addWidget(page_list);
     last_row->addStretch();
     last_row->addWidget(info_ok);

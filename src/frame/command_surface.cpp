@@ -1,9 +1,13 @@
 #include "frame/command_surface.h"
 
 #include <QCursor>
+#include <QGuiApplication>
 #include <QMenuBar>
+#include <QScreen>
 #include <QShortcut>
 #include <algorithm>
+#include <tuple>
+#include <utility>
 
 #include "frame/caption_text.h"
 #include "frame/edit_tool.h"
@@ -63,7 +67,9 @@ Dock dock_of(Qt::ToolBarArea area) {
 void float_bar(ToolBar& bar, QPoint position) {
     bar.setWindowFlags(Qt::Tool | Qt::FramelessWindowHint);
     bar.adjustSize();
-    bar.move(position);
+    // The screen where it stood may be gone.
+    const bool reachable = QGuiApplication::screenAt(position + QPoint(8, 8)) != nullptr;
+    bar.move(reachable ? position : QGuiApplication::primaryScreen()->availableGeometry().topLeft());
 }
 
 bool same_place(const BarLayout& a, const BarLayout& b) {
@@ -144,12 +150,36 @@ void CommandSurface::add_tool(ToolState state) {
     tools_.emplace(id, std::move(entry));
 }
 
-void CommandSurface::remove_missing_tools(const Layout& layout) {
-    std::erase_if(tools_, [&](auto& item) {
-        if (layout.tool(item.first)) return false;
-        delete item.second.action;  // own tools only, and those are never menus
+/// Drops the tools of an earlier layout file that this one does not have, or has as another sort of tool.
+bool CommandSurface::remove_gone_tools(const Layout& layout) {
+    const auto gone = std::erase_if(tools_, [&](auto& item) {
+        const ToolState& had = item.second.state;
+        const ToolState* wanted = layout.tool(item.first);
+        if (!had.own || (wanted && wanted->kind == had.kind && wanted->shortcut == had.shortcut))
+            return false;
+        delete item.second.action;  // leaves all menus and bars by itself
         return true;
     });
+    return gone > 0;
+}
+
+/// Returns whether a tool came or went.
+bool CommandSurface::take_tools(const Layout& layout) {
+    bool changed = remove_gone_tools(layout);
+    order_.clear();
+    for (const ToolState& state : layout.tools) {
+        order_ << state.id;
+        if (!find(state.id)) {
+            add_tool(state);
+            changed = true;
+        }
+        Entry& entry = *find(state.id);
+        entry.state = completed(state);
+        show_caption(entry);
+        store_checked(entry, state.checked);
+        if (entry.edit && entry.edit->edit_text() != state.text) entry.edit->set_edit_text(state.text);
+    }
+    return changed;
 }
 
 void CommandSurface::show_caption(const Entry& entry) {
@@ -291,23 +321,10 @@ QList<QAction*> CommandSurface::actions_of(const QStringList& tools) const {
 }
 
 void CommandSurface::apply(const Layout& layout) {
-    for (const BarLayout& bar : std::as_const(shown_.bars))  // no bar may hold a tool that goes
-        if (ToolBar* widget = bars_.value(bar.name); widget && order_.size() > layout.tools.size())
-            widget->show_actions({});
-    remove_missing_tools(layout);
-    order_.clear();
-    for (const ToolState& state : layout.tools) {
-        order_ << state.id;
-        if (!find(state.id)) add_tool(state);
-        Entry& entry = *find(state.id);
-        entry.state = completed(state);
-        show_caption(entry);
-        store_checked(entry, state.checked);
-        if (entry.edit && entry.edit->edit_text() != state.text) entry.edit->set_edit_text(state.text);
-    }
+    const bool tools_changed = take_tools(layout);
     const Layout before = std::exchange(shown_, layout);
     for (const MenuLayout& menu : layout.menus)
-        if (!before.menus.contains(menu) || before.tools.size() != layout.tools.size()) fill_menu(menu);
+        if (tools_changed || !before.menus.contains(menu)) fill_menu(menu);
     if (!layout.bars.isEmpty()) fill_menu_bar(layout.bars.first().tools);
     show_bars(layout.bars.mid(1));
 }

@@ -84,7 +84,8 @@ class CommandSurface : public QObject, public program::ToolFace {
     Entry* find(QStringView id);
     const Entry* find(QStringView id) const;
     void add_tool(ToolState state);
-    void remove_missing_tools(const Layout& layout);
+    bool remove_gone_tools(const Layout& layout);
+    bool take_tools(const Layout& layout);
     void show_caption(const Entry& entry);
     void store_checked(Entry& entry, bool checked);
     void on_triggered(const QString& id);

@@ -72,6 +72,7 @@ void CustomizeDialog::build() {
     hint_ = new QLabel(tr("Drag tools between the lists and the bars, or use the buttons."));
     hint_->setObjectName(QStringLiteral("hint"));
     hint_->setWordWrap(true);
+    hint_->setMinimumHeight(fontMetrics().height());
     auto* ends = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
     for (QAbstractButton* end : ends->buttons()) static_cast<QPushButton*>(end)->setAutoDefault(false);
     connect(ends, &QDialogButtonBox::accepted, this, &QDialog::accept);

@@ -91,6 +91,7 @@ QWidget* EditTool::createWidget(QWidget* parent) {
         place->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Preferred);
     row->addWidget(box);
     label->setBuddy(box);
+    if (in_menu) parent->installEventFilter(this);
     place->setFocusProxy(box);  // a menu gives the focus to the place
     place->setFocusPolicy(Qt::StrongFocus);
 
@@ -99,6 +100,21 @@ QWidget* EditTool::createWidget(QWidget* parent) {
     connect(this, &QAction::changed, label, show);
     connect(this, &EditTool::edit_text_changed, box, &QLineEdit::setText);
     return place;
+}
+
+bool EditTool::eventFilter(QObject* watched, QEvent* event) {
+    auto* menu = qobject_cast<QMenu*>(watched);
+    if (!menu || event->type() != QEvent::KeyPress) return QWidgetAction::eventFilter(watched, event);
+    const auto* key = static_cast<QKeyEvent*>(event);
+    const QKeySequence access = QKeySequence::mnemonic(text());
+    if (access.isEmpty() || access != QKeySequence(Qt::ALT | Qt::Key(key->key()))) return false;
+    for (QWidget* place : createdWidgets())
+        if (place->parent() == menu) {
+            menu->setActiveAction(this);
+            place->setFocus(Qt::ShortcutFocusReason);
+            return true;
+        }
+    return false;
 }
 
 }  // namespace quillmark::frame

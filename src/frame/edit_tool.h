@@ -22,6 +22,8 @@ class EditTool : public QWidgetAction {
 
   protected:
     QWidget* createWidget(QWidget* parent) override;
+    /// In a menu, the access key leads into the box instead of closing the menu.
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
   private:
     QString edit_text_;

@@ -11,6 +11,30 @@
 #include <algorithm>
 
 namespace quillmark::frame {
+namespace {
+
+/// Tells a drag that Esc ended from one dropped nowhere: QDrag reports both alike.
+class EscapeWatch final : public QObject {
+  public:
+    EscapeWatch() {
+        // The drag takes its keys by a filter of its own; the filter installed last is asked first.
+        QTimer::singleShot(0, this, [this] { qApp->installEventFilter(this); });
+    }
+    bool escaped() const { return escaped_; }
+
+  protected:
+    bool eventFilter(QObject*, QEvent* event) override {
+        const auto type = event->type();
+        if (type == QEvent::KeyPress || type == QEvent::ShortcutOverride)
+            escaped_ = escaped_ || static_cast<QKeyEvent*>(event)->key() == Qt::Key_Escape;
+        return false;
+    }
+
+  private:
+    bool escaped_ = false;
+};
+
+}  // namespace
 
 ToolBar::ToolBar(const QString& name, QWidget* parent) : QToolBar(name, parent), name_(name) {
     setObjectName(name);
@@ -127,7 +151,8 @@ void ToolBar::start_drag(int index) {
     drag->setMimeData(
         to_mime({action->isSeparator() ? QString() : action->objectName(), StripRef {true, name_}, index}));
     drag->setPixmap(action->icon().pixmap(QSize(24, 24), devicePixelRatioF()));
-    if (drag->exec(Qt::MoveAction) == Qt::IgnoreAction) emit tool_dragged_off(index);
+    const EscapeWatch watch;
+    if (drag->exec(Qt::MoveAction) == Qt::IgnoreAction && !watch.escaped()) emit tool_dragged_off(index);
 }
 
 int ToolBar::drop_index(QPoint position) const {

@@ -34,9 +34,15 @@ bool is_writable_folder(const QString& folder) {
 bool take_lock(QLockFile& lock, int milliseconds) {
     // QLockFile's own waiting sleeps 100 ms and more between attempts; a lock here is held for some 20 ms.
     constexpr int kPause = 5;
+    // An owner who died is known by its process. One who died before writing down which it was left an empty
+    // file: only age tells, and a living owner needs no second to fill it.
+    constexpr int kStale = 30000, kStaleWithoutOwner = 1000;
     const QDeadlineTimer deadline {milliseconds};
     while (!lock.tryLock(0)) {
         if (lock.error() != QLockFile::LockFailedError || deadline.hasExpired()) return false;
+        qint64 owner = 0;
+        QString host, program;
+        lock.setStaleLockTime(lock.getLockInfo(&owner, &host, &program) ? kStale : kStaleWithoutOwner);
         QThread::msleep(kPause);
     }
     return true;

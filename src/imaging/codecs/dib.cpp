@@ -274,11 +274,10 @@ bool make_opaque_if_invisible(Bitmap& bitmap) {
     return true;
 }
 
-Result<int> read_rows(const ByteReader& in, const DibHeader& header, int present, Bitmap& bitmap,
-                      RowSink& sink) {
+Result<int> read_rows(const ByteReader& in, const DibHeader& header, Bitmap& bitmap, RowSink& sink) {
     switch (header.packing) {
         case DibPacking::none:
-        case DibPacking::bitfields: return dib::read_raw_rows(in, header, present, bitmap, sink);
+        case DibPacking::bitfields: return dib::read_raw_rows(in, header, bitmap, sink);
         case DibPacking::huffman: return dib::read_huffman_rows(in, header, bitmap, sink);
         default: return dib::read_rle_rows(in, header, bitmap, sink);
     }
@@ -363,29 +362,22 @@ Result<Outcome> decode_dib(const ByteReader& in, const DibHeader& header, const 
                            RowSink& sink) {
     if (is_embedded(header)) return decode_embedded(in, header, options, sink);
     const int bits = loaded_bits(header);
-    const auto size = Bitmap::check_size(header.width, header.height, bits, options.limits);
-    if (!size) return size.error();
     const bool raw = header.packing == DibPacking::none || header.packing == DibPacking::bitfields;
-    const int present = raw ? dib::rows_present(in, header) : 0;
-    if (raw && present == 0) return Error {Fault::truncated, "pixels"};
     // Runs may leave pixels out, and a file that is cut short must not cost the memory that it declares.
-    const bool whole = raw && present == header.height;
-    auto bitmap = whole ? Bitmap::create_unfilled(header.width, header.height, bits, options.limits)
-                        : Bitmap::create(header.width, header.height, bits, options.limits);
+    const bool gaps = !raw || dib::rows_are_short(in, header);
+    auto bitmap = codecs::bitmap_for(header.width, header.height, bits, options.limits, gaps);
     if (!bitmap) return bitmap.error();
     if (bits <= 8) bitmap->set_palette(read_palette(in, header));
     set_facts(in, header, *bitmap);
     sink.begin(*bitmap);
-    const auto rows = read_rows(in, header, present, *bitmap, sink);
+    const auto rows = read_rows(in, header, *bitmap, sink);
     if (!rows) return rows.error();
     if (*rows == 0) return Error {Fault::truncated, "pixels"};
     if (!header.keep_alpha && make_opaque_if_invisible(*bitmap) &&
         !sink.rows(*bitmap, 0, header.height, header.height, header.height)) {
         return Error {Fault::cancelled, "bitmap"};
     }
-    Outcome outcome {std::move(*bitmap), dib_format_code(header), *rows, header.height, {}};
-    if (*rows < header.height) outcome.warnings.push_back("pixel data end early");
-    return outcome;
+    return codecs::outcome_of(std::move(*bitmap), dib_format_code(header), *rows);
 }
 
 }  // namespace quillmark::imaging

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "imaging/codec.h"
+#include "imaging/codecs/row_stream.h"
 
 namespace quillmark::imaging {
 
@@ -70,17 +71,14 @@ Result<void> encode_bmp(const Bitmap& bitmap, ByteWriter& out, const WriteOption
 
 namespace dib {
 
-// The parts of decode_dib; each returns the number of rows decoded, counted in file order.
+// The parts of decode_dib; the readers return the number of rows decoded, counted in file order.
 
 /// Rows are stored bottom-up unless the header says otherwise.
-inline int display_row(const DibHeader& header, int file_row) {
-    return header.top_down ? file_row : header.height - 1 - file_row;
-}
+inline codecs::RowOrder row_order(const DibHeader& header) { return {header.height, !header.top_down}; }
 
-/// Rows of uncompressed pixels (none, bitfields) that the file holds.
-int rows_present(const ByteReader& in, const DibHeader& header);
-Result<int> read_raw_rows(const ByteReader& in, const DibHeader& header, int rows, Bitmap& bitmap,
-                          RowSink& sink);
+/// Whether a file with uncompressed pixels (none, bitfields) ends before its last one.
+bool rows_are_short(const ByteReader& in, const DibHeader& header);
+Result<int> read_raw_rows(const ByteReader& in, const DibHeader& header, Bitmap& bitmap, RowSink& sink);
 /// RLE8, RLE4 and RLE24. bitmap starts as zeros: pixels that the runs leave out keep index 0.
 Result<int> read_rle_rows(const ByteReader& in, const DibHeader& header, Bitmap& bitmap, RowSink& sink);
 Result<int> read_huffman_rows(const ByteReader& in, const DibHeader& header, Bitmap& bitmap, RowSink& sink);

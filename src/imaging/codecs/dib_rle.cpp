@@ -1,6 +1,7 @@
 // Run-length and Huffman coded DIB pixels. What bounds the runs is the store bandwidth of memset and memcpy.
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "imaging/codecs/ccitt.h"
 #include "imaging/codecs/dib.h"
@@ -15,20 +16,18 @@ constexpr int kReportRows = 64;
 class Steps {
   public:
     Steps(const DibHeader& header, const Bitmap& bitmap, RowSink& sink)
-        : header_ {header}, bitmap_ {bitmap}, sink_ {sink} {}
+        : order_ {row_order(header)}, bitmap_ {bitmap}, sink_ {sink} {}
 
     /// Rows before `row` are complete. False: the user stopped.
     bool reached(int row) { return row - told_ < kReportRows || tell(row); }
     bool tell(int row) {
-        row = std::min(row, header_.height);
         if (row <= told_) return true;
-        const int a = display_row(header_, told_), b = display_row(header_, row - 1);
-        told_ = row;
-        return sink_.rows(bitmap_, std::min(a, b), std::max(a, b) + 1, row, header_.height);
+        const int first = std::exchange(told_, row);
+        return codecs::report_rows(order_, bitmap_, first, row, sink_);
     }
 
   private:
-    const DibHeader& header_;
+    codecs::RowOrder order_;
     const Bitmap& bitmap_;
     RowSink& sink_;
     int told_ = 0;
@@ -89,7 +88,11 @@ template <typename Flavour>
 class RleDecoder {
   public:
     RleDecoder(const ByteReader& in, const DibHeader& header, Bitmap& bitmap, RowSink& sink)
-        : in_ {in.sub(header.bits_at)}, header_ {header}, bitmap_ {bitmap}, steps_ {header, bitmap, sink} {}
+        : in_ {in.sub(header.bits_at)},
+          header_ {header},
+          order_ {row_order(header)},
+          bitmap_ {bitmap},
+          steps_ {header, bitmap, sink} {}
 
     Result<int> decode() {
         while (y_ < header_.height && !ended_) {
@@ -124,7 +127,7 @@ class RleDecoder {
             const int column = static_cast<int>(inside ? x_ : x_ % header_.width);
             if (row >= header_.height) return;
             const int part = std::min(count - done, header_.width - column);
-            std::uint8_t* out = bitmap_.writable_row(display_row(header_, static_cast<int>(row))).data();
+            std::uint8_t* out = bitmap_.writable_row(order_.target(static_cast<int>(row))).data();
             draw(out + static_cast<std::size_t>(column) * Flavour::kPixelBytes,
                  static_cast<std::size_t>(done), static_cast<std::size_t>(part));
             done += part;
@@ -169,6 +172,7 @@ class RleDecoder {
 
     ByteReader in_;
     const DibHeader& header_;
+    const codecs::RowOrder order_;
     Bitmap& bitmap_;
     Steps steps_;
     std::int64_t x_ = 0;
@@ -189,9 +193,9 @@ Result<int> read_rle_rows(const ByteReader& in, const DibHeader& header, Bitmap&
 Result<int> read_huffman_rows(const ByteReader& in, const DibHeader& header, Bitmap& bitmap, RowSink& sink) {
     HuffmanRowDecoder decoder {in.sub(header.bits_at)};
     Steps steps {header, bitmap, sink};
+    const codecs::RowOrder order = row_order(header);
     int row = 0;
-    while (row < header.height &&
-           decoder.decode_row(bitmap.writable_row(display_row(header, row)), header.width)) {
+    while (row < header.height && decoder.decode_row(bitmap.writable_row(order.target(row)), header.width)) {
         if (!steps.reached(++row)) return Error {Fault::cancelled, "bitmap"};
     }
     if (!steps.tell(row)) return Error {Fault::cancelled, "bitmap"};

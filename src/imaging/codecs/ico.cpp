@@ -123,10 +123,11 @@ Result<Bitmap> read_mask(const ByteReader& data, const Entry& entry, const Limit
     if (entry.size >= at) end = std::min(end, entry.size);  // sizes that are too small are wrong altogether
     if (entry.dib.profile_at >= at && entry.dib.profile_at < at + stride * entry.height) end = at;
     const int rows = static_cast<int>(std::clamp<std::int64_t>((end - at) / stride, 0, entry.height));
+    const RowOrder order = dib::row_order(entry.dib);
     ByteReader in = data;
     for (int row = 0; row < rows; ++row) {
         in.seek(at + row * stride);
-        in.read(mask->writable_row(dib::display_row(entry.dib, row)));
+        in.read(mask->writable_row(order.target(row)));
     }
     return mask;
 }

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "imaging/codecs/row_stream.h"
 #include "imaging/convert_depth.h"
 
 namespace quillmark::imaging {
