@@ -5,9 +5,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <span>
-#include <string_view>
 
 #include "imaging/codec.h"
+
+namespace quillmark::imaging::codecs {
+extern const Codec QUILLMARK_FUZZ_CODEC;
+}
 
 namespace {
 
@@ -15,14 +18,6 @@ using namespace quillmark::imaging;
 
 /// Small enough that an input takes milliseconds; what lies beyond is refused before it is decoded.
 constexpr std::int64_t kMaxPixels = 4'000'000;
-
-const Codec& codec() {
-    for (const Codec* candidate : all_codecs()) {
-        if (candidate->name == QUILLMARK_FUZZ_CODEC) return *candidate;
-    }
-    std::fprintf(stderr, "there is no codec %s\n", QUILLMARK_FUZZ_CODEC);
-    std::abort();
-}
 
 void require(bool condition, const char* what) {
     if (condition) return;
@@ -59,7 +54,7 @@ void check(const Result<ImageInfo>& info, const Result<Outcome>& outcome) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static const Codec& tested = codec();
+    const Codec& tested = codecs::QUILLMARK_FUZZ_CODEC;
     const std::span bytes {data, size};
     const ByteReader reader {memory_source(bytes)};
     ReadOptions options;

@@ -3,14 +3,13 @@
 #include <fstream>
 
 #include "support/fixtures.h"
-#include "text/paths.h"
 
 namespace fs = std::filesystem;
 
 int main(int argc, char** argv) {
     if (argc != 2) return 2;
     for (const auto* codec : quillmark::imaging::all_codecs()) {
-        const fs::path folder = fs::path {argv[1]} / quillmark::text::lower_ascii(codec->name);
+        const fs::path folder = fs::path {argv[1]} / quillmark::tests::codec_id(*codec);
         fs::create_directories(folder);
         int number = 0;
         for (const auto& fixture : quillmark::tests::all_fixtures(*codec, QUILLMARK_TEST_DATA)) {

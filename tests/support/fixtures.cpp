@@ -29,50 +29,83 @@ std::vector<std::uint8_t> multi_page_pcx(const std::vector<std::uint8_t>& page) 
     return out.bytes();
 }
 
-// The same picture without its file header.
-std::vector<std::uint8_t> headerless(const std::vector<std::uint8_t>& bmp) { return {bmp.begin() + 14, bmp.end()}; }
+std::vector<Fixture> fixtures_of(std::string_view id) {
+    for (const Codec* codec : all_codecs()) {
+        if (codec_id(*codec) == id) return encoded_fixtures(*codec);
+    }
+    return {};
+}
 
-// A BMP's picture as the only image of an icon (type 1) or cursor (2), with an empty mask.
-std::vector<std::uint8_t> icon_of(const std::vector<std::uint8_t>& bmp, int type) {
-    std::vector<std::uint8_t> image = headerless(bmp);
-    image[8] = 2 * kHeight;
-    image.resize(image.size() + (kWidth + 31) / 32 * 4 * kHeight);
+// A bitmap file without its file header.
+std::vector<std::uint8_t> bare_dib(const std::vector<std::uint8_t>& bmp) {
+    return {bmp.begin() + 14, bmp.end()};
+}
+
+// Whether a bitmap file is one that icons hold: a 40-byte header, not packed.
+bool fits_icon(const std::vector<std::uint8_t>& bmp) {
+    return bmp.size() > 54 && bmp[14] == 40 && bmp[30] == 0;
+}
+
+// The header's height counts the colours and the mask that follows them.
+std::vector<std::uint8_t> dib_with_mask(const std::vector<std::uint8_t>& bmp) {
+    auto dib = bare_dib(bmp);
+    dib[8] = 2 * kHeight;
+    dib.resize(dib.size() + static_cast<std::size_t>((kWidth + 31) / 32 * 4 * kHeight), 0x5A);
+    return dib;
+}
+
+// kind: 1 icon, 2 cursor. Two entries that share their data.
+std::vector<std::uint8_t> icon(int kind, const std::vector<std::uint8_t>& image) {
     MemoryWriter out;
+    const std::uint32_t first = 6 + 2 * 16;
     out.u16le(0);
-    out.u16le(static_cast<std::uint32_t>(type));
-    out.u16le(1);
-    out.u8(kWidth);
-    out.u8(kHeight);
-    out.zeros(6);
-    out.u32le(static_cast<std::uint32_t>(image.size()));
-    out.u32le(22);
+    out.u16le(static_cast<std::uint32_t>(kind));
+    out.u16le(2);
+    for (int entry = 0; entry < 2; ++entry) {
+        for (const int value : {kWidth, kHeight, 0, 0}) out.u8(value);
+        out.u16le(1);
+        out.u16le(kind == 1 ? 24 : 1);
+        out.u32le(static_cast<std::uint32_t>(image.size()));
+        out.u32le(first);
+    }
     out.write(image);
     return out.bytes();
 }
 
-std::vector<Fixture> made_from_bmp(const Codec& codec) {
+std::vector<Fixture> icon_fixtures(int kind) {
     std::vector<Fixture> made;
-    for (const Fixture& bmp : encoded_fixtures(*codec_for_format(6))) {
-        if (!bmp.name.starts_with("format 6,")) continue;
-        const auto bytes = codec.name == "DIB" ? headerless(bmp.bytes) : icon_of(bmp.bytes, codec.name == "CUR" ? 2 : 1);
-        made.push_back({"from " + bmp.name, bytes});
+    for (const Fixture& bmp : fixtures_of("bmp")) {
+        if (fits_icon(bmp.bytes))
+            made.push_back({"icon of " + bmp.name, icon(kind, dib_with_mask(bmp.bytes))});
     }
+    for (const Fixture& png : fixtures_of("png"))
+        made.push_back({"icon of PNG, " + png.name, icon(kind, png.bytes)});
     return made;
 }
 
 std::vector<Fixture> handmade_fixtures(const Codec& codec) {
+    const std::string id = codec_id(codec);
+    if (id == "ico") return icon_fixtures(1);
+    if (id == "cur") return icon_fixtures(2);
     std::vector<Fixture> made;
-    if (codec.name == "DIB" || codec.name == "ICO" || codec.name == "CUR") return made_from_bmp(codec);
-    if (codec.name != "DCX") return made;
-    for (const Codec* other : all_codecs()) {
-        if (other->name != "PCX") continue;
-        for (Fixture& page : encoded_fixtures(*other))
+    if (id == "dib") {
+        for (const Fixture& bmp : fixtures_of("bmp"))
+            made.push_back({"without file header, " + bmp.name, bare_dib(bmp.bytes)});
+    }
+    if (id == "dcx") {
+        for (const Fixture& page : fixtures_of("pcx"))
             made.push_back({"pages of " + page.name, multi_page_pcx(page.bytes)});
     }
     return made;
 }
 
 }  // namespace
+
+std::string codec_id(const Codec& codec) {
+    std::string id = text::lower_ascii(codec.name);
+    std::erase_if(id, [](char c) { return (c < 'a' || c > 'z') && (c < '0' || c > '9'); });
+    return id;
+}
 
 Bitmap pattern(int width, int height, int bits) {
     auto bitmap = Bitmap::create(width, height, bits, Limits {});
@@ -109,7 +142,7 @@ std::vector<Fixture> all_fixtures(const Codec& codec, const std::string& folder)
     std::vector<Fixture> found = encoded_fixtures(codec);
     std::ranges::move(handmade_fixtures(codec), std::back_inserter(found));
     std::error_code none;
-    const std::filesystem::path own = std::filesystem::path {folder} / text::lower_ascii(codec.name);
+    const std::filesystem::path own = std::filesystem::path {folder} / codec_id(codec);
     for (const auto& entry : std::filesystem::directory_iterator {own, none}) {
         std::ifstream file {entry.path(), std::ios::binary};
         found.push_back({entry.path().filename(), {std::istreambuf_iterator<char> {file}, {}}});

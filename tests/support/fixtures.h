@@ -14,6 +14,10 @@ struct Fixture {
     std::vector<std::uint8_t> bytes;
 };
 
+/// The codec's name in lower case without blanks: its folder of test files, its word in test names
+/// ("sunraster").
+std::string codec_id(const imaging::Codec& codec);
+
 /// A bitmap with runs, edges and many values at bits per pixel (1 to 8, 16, 24, 32).
 imaging::Bitmap pattern(int width, int height, int bits);
 

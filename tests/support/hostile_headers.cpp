@@ -42,9 +42,10 @@ std::vector<std::uint8_t> bmp(std::uint32_t side, std::uint32_t bits, std::uint3
     return padded(out);
 }
 
-std::vector<std::uint8_t> headerless(std::uint32_t side, std::uint32_t bits) {
-    const auto file = bmp(side, bits, 0);
-    return {file.begin() + 14, file.end()};
+std::vector<std::uint8_t> dib(std::uint32_t side, std::uint32_t bits) {
+    MemoryWriter out;
+    bitmap_info_header(out, side, side, bits, 0);
+    return padded(out);
 }
 
 std::uint32_t crc_of(std::span<const std::uint8_t> bytes) {
@@ -185,34 +186,34 @@ std::vector<std::uint8_t> icon(std::uint32_t side, std::uint32_t kind, std::uint
 
 std::vector<Bomb> bombs(std::uint32_t side) {
     return {
-        {"BMP", "24 bits", bmp(side, 24, 0)},
-        {"BMP", "8 bits", bmp(side, 8, 0)},
-        {"BMP", "RLE8", bmp(side, 8, 1)},
-        {"BMP", "1 bit", bmp(side, 1, 0)},
-        {"DIB", "24 bits", headerless(side, 24)},
-        {"DIB", "1 bit", headerless(side, 1)},
-        {"PNG", "RGB", png(side, 8, 2)},
-        {"PNG", "1 bit", png(side, 1, 0)},
-        {"JPEG", "grey", jpeg(side)},
-        {"GIF", "8 bits", gif(side)},
-        {"TIFF", "8 bits", tiff(side, 8, 1)},
-        {"TIFF", "LZW", tiff(side, 8, 5)},
-        {"TIFF", "PackBits", tiff(side, 8, 32'773)},
-        {"TIFF", "1 bit", tiff(side, 1, 1)},
-        {"TIFF", "G4", tiff(side, 1, 4)},
-        {"PCX", "RGB", pcx(side, 8, 3)},
-        {"PCX", "8 bits", pcx(side, 8, 1)},
-        {"PCX", "1 bit", pcx(side, 1, 1)},
-        {"DCX", "RGB", dcx(side)},
-        {"TGA", "RGB", tga(side, 2, 24)},
-        {"TGA", "RLE", tga(side, 10, 24)},
-        {"TGA", "grey", tga(side, 3, 8)},
-        {"SUNRASTER", "24 bits", sun(side, 24, 1)},
-        {"SUNRASTER", "RLE", sun(side, 8, 2)},
-        {"SUNRASTER", "1 bit", sun(side, 1, 1)},
-        {"ICO", "24 bits", icon(side, 1, 24)},
-        {"ICO", "1 bit", icon(side, 1, 1)},
-        {"CUR", "24 bits", icon(side, 2, 24)},
+        {"bmp", "24 bits", bmp(side, 24, 0)},
+        {"bmp", "8 bits", bmp(side, 8, 0)},
+        {"bmp", "RLE8", bmp(side, 8, 1)},
+        {"bmp", "1 bit", bmp(side, 1, 0)},
+        {"dib", "24 bits", dib(side, 24)},
+        {"dib", "1 bit", dib(side, 1)},
+        {"png", "RGB", png(side, 8, 2)},
+        {"png", "1 bit", png(side, 1, 0)},
+        {"jpeg", "grey", jpeg(side)},
+        {"gif", "8 bits", gif(side)},
+        {"tiff", "8 bits", tiff(side, 8, 1)},
+        {"tiff", "LZW", tiff(side, 8, 5)},
+        {"tiff", "PackBits", tiff(side, 8, 32'773)},
+        {"tiff", "1 bit", tiff(side, 1, 1)},
+        {"tiff", "G4", tiff(side, 1, 4)},
+        {"pcx", "RGB", pcx(side, 8, 3)},
+        {"pcx", "8 bits", pcx(side, 8, 1)},
+        {"pcx", "1 bit", pcx(side, 1, 1)},
+        {"dcx", "RGB", dcx(side)},
+        {"targa", "RGB", tga(side, 2, 24)},
+        {"targa", "RLE", tga(side, 10, 24)},
+        {"targa", "grey", tga(side, 3, 8)},
+        {"sunraster", "24 bits", sun(side, 24, 1)},
+        {"sunraster", "RLE", sun(side, 8, 2)},
+        {"sunraster", "1 bit", sun(side, 1, 1)},
+        {"ico", "24 bits", icon(side, 1, 24)},
+        {"ico", "1 bit", icon(side, 1, 1)},
+        {"cur", "24 bits", icon(side, 2, 24)},
     };
 }
 

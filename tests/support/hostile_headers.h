@@ -9,7 +9,7 @@
 namespace quillmark::tests {
 
 struct Bomb {
-    std::string_view codec;  ///< Codec::name
+    std::string_view codec;  ///< its codec_id
     std::string name;
     std::vector<std::uint8_t> bytes;
 };
