@@ -11,8 +11,14 @@ using Bytes = std::vector<std::uint8_t>;
 
 Bytes sun(int width, int height, int depth, int type, const Bytes& map, const Bytes& pixels) {
     Bytes file;
-    const std::uint32_t fields[] = {0x59A66A95, static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height), static_cast<std::uint32_t>(depth),
-                                    0, static_cast<std::uint32_t>(type), map.empty() ? 0U : 1U, static_cast<std::uint32_t>(map.size())};
+    const std::uint32_t fields[] = {0x59A66A95,
+                                    static_cast<std::uint32_t>(width),
+                                    static_cast<std::uint32_t>(height),
+                                    static_cast<std::uint32_t>(depth),
+                                    0,
+                                    static_cast<std::uint32_t>(type),
+                                    map.empty() ? 0U : 1U,
+                                    static_cast<std::uint32_t>(map.size())};
     for (const auto f : fields) {
         for (int shift = 24; shift >= 0; shift -= 8) file.push_back(static_cast<std::uint8_t>(f >> shift));
     }
@@ -34,7 +40,8 @@ std::vector<Rgba> pixels_of(const Result<Outcome>& outcome) {
     return pixels;
 }
 
-constexpr Rgba kBlack{0, 0, 0, 255}, kWhite{255, 255, 255, 255}, kRed{255, 0, 0, 255}, kBlue{0, 0, 255, 255};
+constexpr Rgba kBlack {0, 0, 0, 255}, kWhite {255, 255, 255, 255}, kRed {255, 0, 0, 255},
+    kBlue {0, 0, 255, 255};
 
 TEST(SunRaster, ReadsEveryVariant) {
     struct Case {
@@ -43,7 +50,7 @@ TEST(SunRaster, ReadsEveryVariant) {
         int bits;
         std::vector<Rgba> want;
     };
-    const std::vector<Case> cases{
+    const std::vector<Case> cases {
         {"1 bit: ink is 1", sun(3, 1, 1, 1, {}, {0x40, 0}), 1, {kWhite, kBlack, kWhite}},
         {"1 bit with map", sun(2, 1, 1, 1, {255, 0, 0, 0, 0, 255}, {0x40, 0}), 1, {kRed, kBlue}},
         {"4 bits with map", sun(3, 1, 4, 1, {0, 255, 0, 0, 0, 0}, {0x10, 0x10}), 4, {kRed, kBlack, kRed}},
@@ -87,11 +94,12 @@ TEST(SunRaster, WrittenFilesReadBackTheSame) {
             Bitmap bitmap = *Bitmap::create(width, 5, bits, {});
             for (int y = 0; y < 5; ++y) {
                 std::uint8_t v = static_cast<std::uint8_t>(y * 41);
-                for (auto& byte : bitmap.writable_row(y)) byte = static_cast<std::uint8_t>((v += 29) & (bits == 4 ? 15 : 255));
+                for (auto& byte : bitmap.writable_row(y))
+                    byte = static_cast<std::uint8_t>((v += 29) & (bits == 4 ? 15 : 255));
             }
             for (const bool coloured : {false, true}) {
                 if (coloured && bits <= 8) {
-                    Palette palette(std::size_t{1} << bits, kRed);
+                    Palette palette(std::size_t {1} << bits, kRed);
                     palette.back() = kBlue;
                     bitmap.set_palette(palette);
                 }
