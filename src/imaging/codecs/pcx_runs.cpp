@@ -18,9 +18,10 @@ std::uint64_t broadcast(std::uint8_t value) { return value * 0x0101010101010101U
 
 #if defined(__SSSE3__)
 
-// For the bytes from C0 up among eight: which of them lead a run. A value behind a lead is none, whatever it is.
+// For the bytes from C0 up among eight: which of them lead a run. A value behind a lead is none, whatever it
+// is.
 constexpr auto kLeads = [] {
-    std::array<std::uint8_t, 256> table{};
+    std::array<std::uint8_t, 256> table {};
     for (unsigned high = 0; high < 256; ++high) {
         for (unsigned i = 0; i < 8; ++i) {
             if (!(high >> i & 1)) continue;
@@ -33,7 +34,7 @@ constexpr auto kLeads = [] {
 
 // Shuffles that close the gaps where leads stood.
 constexpr auto kWithoutLeads = [] {
-    std::array<std::array<std::uint8_t, 8>, 256> table{};
+    std::array<std::array<std::uint8_t, 8>, 256> table {};
     for (unsigned leads = 0; leads < 256; ++leads) {
         std::size_t kept = 0;
         for (unsigned i = 0; i < 8; ++i) {
@@ -43,8 +44,8 @@ constexpr auto kWithoutLeads = [] {
     return table;
 }();
 
-// Bytes of in that stand for one byte each, literal or with a lead of C1, written to out without their leads; at
-// most eight.
+// Bytes of in that stand for one byte each, literal or with a lead of C1, written to out without their leads;
+// at most eight.
 struct Singles {
     unsigned used;     // bytes of in
     unsigned written;  // bytes of out
@@ -53,8 +54,10 @@ struct Singles {
 
 Singles copy_singles(const std::uint8_t* in, std::uint8_t* out) {
     const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(in));
-    const __m128i limit = _mm_set1_epi8(static_cast<char>(0xC0)), one = _mm_set1_epi8(static_cast<char>(0xC1));
-    const unsigned high = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(_mm_max_epu8(bytes, limit), bytes))) & 0xFF;
+    const __m128i limit = _mm_set1_epi8(static_cast<char>(0xC0)),
+                  one = _mm_set1_epi8(static_cast<char>(0xC1));
+    const unsigned high =
+        static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(_mm_max_epu8(bytes, limit), bytes))) & 0xFF;
     const unsigned ones = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, one)));
     const unsigned leads = kLeads[high];
     // A lead in the last place has its value elsewhere: it is left to the caller like a longer run.
@@ -98,8 +101,8 @@ bool PcxRuns::next_packet() {
     return true;
 }
 
-// Works while whole packets are at hand and fit. Whether the singles are followed by a run is not asked: in noise
-// the answer is mispredicted every other time, so a run of none is written instead.
+// Works while whole packets are at hand and fit. Whether the singles are followed by a run is not asked: in
+// noise the answer is mispredicted every other time, so a run of none is written instead.
 std::size_t PcxRuns::fill_fast(std::uint8_t* out, std::size_t size) {
     if (size < kMostPerStep || in_.size() < kSlack) return 0;
     const std::uint8_t* in = in_.data();

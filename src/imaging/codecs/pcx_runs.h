@@ -13,10 +13,10 @@ namespace quillmark::imaging::codecs {
 class PcxRuns {
   public:
     /// Starts at the reader's position.
-    explicit PcxRuns(const ByteReader& in) : in_{in} {}
+    explicit PcxRuns(const ByteReader& in) : in_ {in} {}
 
-    /// Fills the first size bytes of out, which must have room for kSlack bytes more; returns the bytes delivered,
-    /// fewer only at the end of the data.
+    /// Fills the first size bytes of out, which must have room for kSlack bytes more; returns the bytes
+    /// delivered, fewer only at the end of the data.
     std::size_t fill(std::uint8_t* out, std::size_t size);
     /// Compressed bytes used so far.
     std::int64_t consumed() const { return in_.consumed(); }

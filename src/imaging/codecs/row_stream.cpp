@@ -12,8 +12,8 @@
 namespace quillmark::imaging::codecs {
 namespace {
 
-constexpr std::int64_t kBlock = std::int64_t{8} << 20;  // bytes between two reports: about 2 ms
-constexpr std::size_t kChunk = std::size_t{128} << 10;  // bytes of one read: stays in the second-level cache
+constexpr std::int64_t kBlock = std::int64_t {8} << 20;  // bytes between two reports: about 2 ms
+constexpr std::size_t kChunk = std::size_t {128} << 10;  // bytes of one read: stays in the second-level cache
 
 int rows_in(std::int64_t bytes, std::size_t row_bytes) {
     return static_cast<int>(std::max<std::int64_t>(1, bytes / static_cast<std::int64_t>(row_bytes)));
@@ -23,7 +23,10 @@ int rows_in(std::int64_t bytes, std::size_t row_bytes) {
 class StoredRows {
   public:
     StoredRows(const ByteReader& in, std::size_t row_bytes)
-        : source_{*in.source()}, offset_{in.base() + in.position()}, row_bytes_{row_bytes}, memory_{source_.memory()} {}
+        : source_ {*in.source()},
+          offset_ {in.base() + in.position()},
+          row_bytes_ {row_bytes},
+          memory_ {source_.memory()} {}
 
     // Calls body for stored rows [first, last); false when they could not be read in full.
     bool each(int first, int last, const RowOrder& order, const RowBody& body) const {
@@ -33,13 +36,14 @@ class StoredRows {
         }
         const int step = rows_in(kChunk, row_bytes_);
         const std::size_t size = static_cast<std::size_t>(std::min(step, last - first)) * row_bytes_;
-        const std::unique_ptr<std::uint8_t[]> chunk{new (std::nothrow) std::uint8_t[size]};
+        const std::unique_ptr<std::uint8_t[]> chunk {new (std::nothrow) std::uint8_t[size]};
         if (!chunk) return false;
         bool complete = true;
         for (int i = first; i < last; i += step) {
             const int rows = std::min(step, last - i);
             complete = fetch(i, {chunk.get(), static_cast<std::size_t>(rows) * row_bytes_}) && complete;
-            for (int r = 0; r < rows; ++r) body(chunk.get() + static_cast<std::size_t>(r) * row_bytes_, order.target(i + r));
+            for (int r = 0; r < rows; ++r)
+                body(chunk.get() + static_cast<std::size_t>(r) * row_bytes_, order.target(i + r));
         }
         return complete;
     }
@@ -47,7 +51,7 @@ class StoredRows {
     // The last row of a cut file: available bytes of it, the rest zero.
     void partial(int row, std::size_t available, const RowOrder& order, const RowBody& body) const {
         std::vector<std::uint8_t> bytes(row_bytes_);
-        source_.read_at(at(row), std::span{bytes}.first(available));
+        source_.read_at(at(row), std::span {bytes}.first(available));
         body(bytes.data(), order.target(row));
     }
 
@@ -83,36 +87,38 @@ int RowOrder::target(int stored) const {
 
 bool report_rows(const RowOrder& order, const Bitmap& bitmap, int first, int last, RowSink& sink) {
     if (order.ways > 1) return sink.rows(bitmap, 0, order.height, last, order.height);
-    if (order.bottom_up) return sink.rows(bitmap, order.height - last, order.height - first, last, order.height);
+    if (order.bottom_up)
+        return sink.rows(bitmap, order.height - last, order.height - first, last, order.height);
     return sink.rows(bitmap, first, last, last, order.height);
 }
 
-Result<int> read_raw_rows(const ByteReader& in, std::size_t row_bytes, const RowOrder& order, const Bitmap& bitmap, RowSink& sink,
-                          const RowBody& body) {
+Result<int> read_raw_rows(const ByteReader& in, std::size_t row_bytes, const RowOrder& order,
+                          const Bitmap& bitmap, RowSink& sink, const RowBody& body) {
     const std::int64_t size = static_cast<std::int64_t>(row_bytes);
     const std::int64_t rest = in.remaining();
     const int whole = static_cast<int>(std::min<std::int64_t>(order.height, rest / size));
-    if (whole == 0) return Error{Fault::truncated, "pixels"};
-    const StoredRows rows{in, row_bytes};
+    if (whole == 0) return Error {Fault::truncated, "pixels"};
+    const StoredRows rows {in, row_bytes};
     const int block = rows_in(kBlock, row_bytes);
     for (int first = 0; first < whole; first += block) {
         const int last = std::min(first + block, whole);
-        std::atomic<bool> complete{true};
+        std::atomic<bool> complete {true};
         parallel_bands(last - first, rows_in(kChunk, row_bytes), [&](int from, int to) {
             if (!rows.each(first + from, first + to, order, body)) complete = false;
         });
-        if (!complete) return Error{Fault::io, "pixels"};
-        if (!report_rows(order, bitmap, first, last, sink)) return Error{Fault::cancelled, "pixels"};
+        if (!complete) return Error {Fault::io, "pixels"};
+        if (!report_rows(order, bitmap, first, last, sink)) return Error {Fault::cancelled, "pixels"};
     }
     const auto partial = static_cast<std::size_t>(whole < order.height ? rest - whole * size : 0);
     if (partial == 0) return whole;
     rows.partial(whole, partial, order, body);
-    if (!report_rows(order, bitmap, whole, whole + 1, sink)) return Error{Fault::cancelled, "pixels"};
+    if (!report_rows(order, bitmap, whole, whole + 1, sink)) return Error {Fault::cancelled, "pixels"};
     return whole + 1;
 }
 
 Result<Bitmap> bitmap_for(int width, int height, int bits, const Limits& limits, bool data_short) {
-    return data_short ? Bitmap::create(width, height, bits, limits) : Bitmap::create_unfilled(width, height, bits, limits);
+    return data_short ? Bitmap::create(width, height, bits, limits)
+                      : Bitmap::create_unfilled(width, height, bits, limits);
 }
 
 Outcome outcome_of(Bitmap bitmap, int format_code, int rows_shown) {

@@ -1,5 +1,5 @@
-// What formats with plain rows share: the order in which rows are stored, reading uncompressed rows on all threads,
-// and the account of how many rows a damaged file delivered.
+// What formats with plain rows share: the order in which rows are stored, reading uncompressed rows on all
+// threads, and the account of how many rows a damaged file delivered.
 #pragma once
 
 #include <cstdint>
@@ -25,11 +25,11 @@ bool report_rows(const RowOrder& order, const Bitmap& bitmap, int first, int las
 /// Turns one stored row into image row y.
 using RowBody = std::function<void(const std::uint8_t* stored, int y)>;
 
-/// Reads uncompressed rows of row_bytes each from the reader's position on and hands every one to body, on several
-/// threads at once. Returns how many rows hold data, the last one perhaps in part (its rest is zero).
+/// Reads uncompressed rows of row_bytes each from the reader's position on and hands every one to body, on
+/// several threads at once. Returns how many rows hold data, the last one perhaps in part (its rest is zero).
 /// Faults: truncated (not one whole row), cancelled.
-Result<int> read_raw_rows(const ByteReader& in, std::size_t row_bytes, const RowOrder& order, const Bitmap& bitmap, RowSink& sink,
-                          const RowBody& body);
+Result<int> read_raw_rows(const ByteReader& in, std::size_t row_bytes, const RowOrder& order,
+                          const Bitmap& bitmap, RowSink& sink, const RowBody& body);
 
 /// A bitmap to decode into: zeroed without touching its pages when the data are known to be short.
 Result<Bitmap> bitmap_for(int width, int height, int bits, const Limits& limits, bool data_short);

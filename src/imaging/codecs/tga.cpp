@@ -1,5 +1,5 @@
-// Truevision Targa: "Truevision TGA File Format Specification, version 2.0", 1991. Grey with alpha (type 3 at 16
-// bits) is not in it, but GIMP, Pillow and others write it.
+// Truevision Targa: "Truevision TGA File Format Specification, version 2.0", 1991. Grey with alpha (type 3 at
+// 16 bits) is not in it, but GIMP, Pillow and others write it.
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -33,8 +33,13 @@ struct Header {
     bool packed() const { return type & 8; }
     int attribute_bits() const { return descriptor & 15; }
     bool right_to_left() const { return descriptor & 0x10; }
-    RowOrder order() const { return {height, !(descriptor & 0x20), std::array{1, 2, 4, 1}[static_cast<std::size_t>(descriptor >> 6)]}; }
-    std::int64_t map_bytes() const { return map_type == 1 ? std::int64_t{map_length} * ((map_bits + 7) / 8) : 0; }
+    RowOrder order() const {
+        return {height, !(descriptor & 0x20),
+                std::array {1, 2, 4, 1}[static_cast<std::size_t>(descriptor >> 6)]};
+    }
+    std::int64_t map_bytes() const {
+        return map_type == 1 ? std::int64_t {map_length} * ((map_bits + 7) / 8) : 0;
+    }
     std::int64_t pixels_at() const { return kHeaderSize + id_length + map_bytes(); }
     int pixel_bytes() const { return (depth + 7) / 8; }
 
@@ -81,7 +86,8 @@ bool probe(std::span<const std::uint8_t> head) {
     if (head.size() < kHeaderSize) return false;
     const auto u16 = [&](std::size_t at) { return head[at] | head[at + 1] << 8; };
     Header h;
-    h.id_length = head[0], h.map_type = head[1], h.type = head[2], h.map_length = u16(5), h.map_bits = head[7];
+    h.id_length = head[0], h.map_type = head[1], h.type = head[2], h.map_length = u16(5),
+    h.map_bits = head[7];
     h.width = u16(12), h.height = u16(14), h.depth = head[16], h.descriptor = head[17];
     const bool whole_file = head.size() < kWholeHead;
     return plausible(h) && (!whole_file || h.pixels_at() <= static_cast<std::int64_t>(head.size()));
@@ -110,7 +116,7 @@ std::string read_comment(ByteReader& in) {
     std::string comment;
     for (int i = 0; i < 4; ++i) {
         auto line = in.bytes(81);
-        line.erase(std::ranges::find(line, std::uint8_t{0}), line.end());
+        line.erase(std::ranges::find(line, std::uint8_t {0}), line.end());
         const std::string text = text_from_bytes(line.data(), line.size());
         if (!text.empty()) comment += (comment.empty() ? "" : "\n") + text;
     }
@@ -144,12 +150,16 @@ struct File {
 
     // The extension area decides whether alpha is meant; without it the attribute bits and the values do.
     bool alpha_stated() const { return extension.attribute_type < 0 || extension.attribute_type >= 3; }
-    bool alpha_in_16_bits() const { return header.depth == 16 && header.attribute_bits() > 0 && alpha_stated(); }
+    bool alpha_in_16_bits() const {
+        return header.depth == 16 && header.attribute_bits() > 0 && alpha_stated();
+    }
 
     int bits() const {
         switch (header.pixel()) {
-            case Pixel::index8: case Pixel::gray8: return 8;
-            case Pixel::index16: case Pixel::bgr24: return 24;
+            case Pixel::index8:
+            case Pixel::gray8: return 8;
+            case Pixel::index16:
+            case Pixel::bgr24: return 24;
             case Pixel::bgr555: return alpha_in_16_bits() ? 32 : 16;
             default: return 32;
         }
@@ -159,12 +169,13 @@ struct File {
 Result<File> read_file(ByteReader& in, const Limits& limits) {
     File file;
     file.header = parse_header(in);
-    if (in.failed()) return Error{Fault::truncated, "header"};
-    if (file.header.type == 32 || file.header.type == 33) return Error{Fault::unsupported, "image type 32 or 33"};
-    if (!plausible(file.header)) return Error{Fault::malformed, "header"};
+    if (in.failed()) return Error {Fault::truncated, "header"};
+    if (file.header.type == 32 || file.header.type == 33)
+        return Error {Fault::unsupported, "image type 32 or 33"};
+    if (!plausible(file.header)) return Error {Fault::malformed, "header"};
     const auto size = Bitmap::check_size(file.header.width, file.header.height, file.bits(), limits);
     if (!size) return size.error();
-    if (file.header.pixels_at() >= in.size()) return Error{Fault::truncated, "pixels"};
+    if (file.header.pixels_at() >= in.size()) return Error {Fault::truncated, "pixels"};
     file.extension = read_extension(in);
     return file;
 }
@@ -180,14 +191,14 @@ std::optional<Stamp> find_stamp(const ByteReader& file, const File& facts) {
     if (at < kHeaderSize || at + 4 > file.size()) return std::nullopt;
     ByteReader in = file;
     in.seek(at);
-    Stamp stamp{in.u8(), 0, at + 2};
+    Stamp stamp {in.u8(), 0, at + 2};
     stamp.height = in.u8();
     if (stamp.height == 0) {
         stamp.height = in.u16le();
         stamp.pixels_at = at + 4;
     }
     if (stamp.width == 0 || stamp.height == 0 || stamp.height > 255) return std::nullopt;
-    const std::int64_t bytes = std::int64_t{stamp.width} * stamp.height * facts.header.pixel_bytes();
+    const std::int64_t bytes = std::int64_t {stamp.width} * stamp.height * facts.header.pixel_bytes();
     if (stamp.pixels_at + bytes > file.size()) return std::nullopt;
     return stamp;
 }
@@ -205,11 +216,15 @@ Result<ImageInfo> info(ByteReader in, const ReadOptions& options) {
     return info;
 }
 
-// --- pixels ------------------------------------------------------------------------------------------------------
+// --- pixels
+// ------------------------------------------------------------------------------------------------------
 
 std::uint8_t widen5(unsigned v) { return static_cast<std::uint8_t>(v << 3 | v >> 2); }
 
-Rgba from_555(unsigned v) { return {widen5(v >> 10 & 31), widen5(v >> 5 & 31), widen5(v & 31), static_cast<std::uint8_t>(v & 0x8000 ? 255 : 0)}; }
+Rgba from_555(unsigned v) {
+    return {widen5(v >> 10 & 31), widen5(v >> 5 & 31), widen5(v & 31),
+            static_cast<std::uint8_t>(v & 0x8000 ? 255 : 0)};
+}
 
 // Alpha that is the same everywhere and 0 was never meant.
 void drop_void_alpha(Palette& map) {
@@ -220,7 +235,8 @@ void drop_void_alpha(Palette& map) {
 Palette read_map(const ByteReader& file, const File& facts) {
     const Header& h = facts.header;
     ByteReader in = file.sub(kHeaderSize + h.id_length, h.map_bytes());
-    const bool alpha = facts.alpha_stated() && (h.map_bits == 32 || (h.map_bits == 16 && h.attribute_bits() > 0));
+    const bool alpha =
+        facts.alpha_stated() && (h.map_bits == 32 || (h.map_bits == 16 && h.attribute_bits() > 0));
     Palette map(static_cast<std::size_t>(h.map_length));
     for (Rgba& entry : map) {
         if (h.map_bits <= 16) {
@@ -235,10 +251,12 @@ Palette read_map(const ByteReader& file, const File& facts) {
     return map;
 }
 
-// The colours of all indices: the map begins at its first index, and what it does not hold shows its first entry.
+// The colours of all indices: the map begins at its first index, and what it does not hold shows its first
+// entry.
 Palette palette_from_map(const Palette& map, int first, std::size_t count) {
     Palette palette(count, map.front());
-    for (std::size_t i = 0; i < map.size() && i + static_cast<std::size_t>(first) < count; ++i) palette[i + static_cast<std::size_t>(first)] = map[i];
+    for (std::size_t i = 0; i < map.size() && i + static_cast<std::size_t>(first) < count; ++i)
+        palette[i + static_cast<std::size_t>(first)] = map[i];
     return palette;
 }
 
@@ -246,10 +264,10 @@ Palette palette_from_map(const Palette& map, int first, std::size_t count) {
 class RowConverter {
   public:
     RowConverter(const ByteReader& file, const File& facts)
-        : pixel_{facts.header.pixel()},
-          alpha_{facts.bits() == 32},
-          premultiplied_{facts.extension.attribute_type == 4},
-          mirrored_{facts.header.right_to_left()} {
+        : pixel_ {facts.header.pixel()},
+          alpha_ {facts.bits() == 32},
+          premultiplied_ {facts.extension.attribute_type == 4},
+          mirrored_ {facts.header.right_to_left()} {
         if (facts.header.kind() == 1) {
             const std::size_t count = pixel_ == Pixel::index8 ? 256 : 65536;
             palette_ = palette_from_map(read_map(file, facts), facts.header.map_first, count);
@@ -262,10 +280,13 @@ class RowConverter {
         const auto out = bitmap.writable_row(y);
         const auto width = static_cast<std::size_t>(bitmap.width());
         switch (pixel_) {
-            case Pixel::index8: case Pixel::gray8: std::memcpy(out.data(), in, width); break;
+            case Pixel::index8:
+            case Pixel::gray8: std::memcpy(out.data(), in, width); break;
             case Pixel::index16: expand_index16(in, out.data(), width); break;
             case Pixel::gray_alpha: expand_gray_alpha(in, out.data(), width); break;
-            case Pixel::bgr555: alpha_ ? expand_555<4>(in, out.data(), width) : expand_555<3>(in, out.data(), width); break;
+            case Pixel::bgr555:
+                alpha_ ? expand_555<4>(in, out.data(), width) : expand_555<3>(in, out.data(), width);
+                break;
             case Pixel::bgr24: swap_rgb24(in, out.data(), width); break;
             case Pixel::bgra32: swap_rgba32(in, out.data(), width); break;
         }
@@ -303,27 +324,29 @@ class RowConverter {
     static void divide_by_alpha(std::uint8_t* rgba, std::size_t width) {
         for (; width > 0; --width, rgba += 4) {
             const unsigned a = rgba[3];
-            for (int c = 0; c < 3 && a > 0; ++c) rgba[c] = static_cast<std::uint8_t>(std::min(255U, (rgba[c] * 255U + a / 2) / a));
+            for (int c = 0; c < 3 && a > 0; ++c)
+                rgba[c] = static_cast<std::uint8_t>(std::min(255U, (rgba[c] * 255U + a / 2) / a));
         }
     }
     static void mirror(std::span<std::uint8_t> row, std::size_t width) {
         const std::size_t size = row.size() / width;
         for (std::size_t x = 0; x < width / 2; ++x) {
-            std::swap_ranges(row.data() + x * size, row.data() + (x + 1) * size, row.data() + (width - 1 - x) * size);
+            std::swap_ranges(row.data() + x * size, row.data() + (x + 1) * size,
+                             row.data() + (width - 1 - x) * size);
         }
     }
 
     Pixel pixel_;
     bool alpha_, premultiplied_, mirrored_;
     Palette palette_;
-    std::atomic<std::uint8_t> alpha_seen_{0};
+    std::atomic<std::uint8_t> alpha_seen_ {0};
 };
 
 // Packets of up to 128 pixels, one repeated or all stored. Old files let them cross rows.
 template <std::size_t Size>
 class PacketDecoder {
   public:
-    explicit PacketDecoder(const ByteReader& in) : in_{in} {}
+    explicit PacketDecoder(const ByteReader& in) : in_ {in} {}
 
     // Returns the pixels delivered: fewer than asked for only at the end of the data.
     std::size_t fill(std::uint8_t* out, std::size_t pixels) {
@@ -331,7 +354,8 @@ class PacketDecoder {
         while (done < pixels) {
             if (left_ == 0 && !next_packet()) break;
             const std::size_t part = std::min(left_, pixels - done);
-            const std::size_t got = repeated_ ? repeat(out + done * Size, part) : copy(out + done * Size, part);
+            const std::size_t got =
+                repeated_ ? repeat(out + done * Size, part) : copy(out + done * Size, part);
             left_ -= got;
             done += got;
             if (got < part) break;
@@ -357,40 +381,44 @@ class PacketDecoder {
         return part;
     }
     std::size_t repeat(std::uint8_t* out, std::size_t pixels) {
-        if constexpr (Size == 1) std::memset(out, value_[0], pixels);
-        else for (std::size_t i = 0; i < pixels; ++i) std::memcpy(out + i * Size, value_.data(), Size);
+        if constexpr (Size == 1)
+            std::memset(out, value_[0], pixels);
+        else
+            for (std::size_t i = 0; i < pixels; ++i) std::memcpy(out + i * Size, value_.data(), Size);
         return pixels;
     }
 
     ChunkReader in_;
     std::size_t left_ = 0;
     bool repeated_ = false;
-    std::array<std::uint8_t, Size> value_{};
+    std::array<std::uint8_t, Size> value_ {};
 };
 
 template <std::size_t Size>
-Result<int> decode_packets(const ByteReader& in, const Header& header, Bitmap& bitmap, RowConverter& convert, RowSink& sink) {
+Result<int> decode_packets(const ByteReader& in, const Header& header, Bitmap& bitmap, RowConverter& convert,
+                           RowSink& sink) {
     constexpr int kReport = 64;
     const RowOrder order = header.order();
     const auto width = static_cast<std::size_t>(header.width);
-    PacketDecoder<Size> packets{in};
+    PacketDecoder<Size> packets {in};
     std::vector<std::uint8_t> stored(width * Size);
     int reported = 0, row = 0;
     for (bool complete = true; complete && row < order.height;) {
         const std::size_t got = packets.fill(stored.data(), width);
         complete = got == width;
         if (got == 0) break;
-        std::fill(stored.begin() + static_cast<std::ptrdiff_t>(got * Size), stored.end(), std::uint8_t{0});
+        std::fill(stored.begin() + static_cast<std::ptrdiff_t>(got * Size), stored.end(), std::uint8_t {0});
         convert(stored.data(), bitmap, order.target(row++));
         if (row - reported < kReport && complete && row < order.height) continue;
-        if (!report_rows(order, bitmap, reported, row, sink)) return Error{Fault::cancelled, "pixels"};
+        if (!report_rows(order, bitmap, reported, row, sink)) return Error {Fault::cancelled, "pixels"};
         reported = row;
     }
-    if (row == 0) return Error{Fault::truncated, "pixels"};
+    if (row == 0) return Error {Fault::truncated, "pixels"};
     return row;
 }
 
-Result<int> decode_rows(const ByteReader& in, const Header& header, Bitmap& bitmap, RowConverter& convert, RowSink& sink) {
+Result<int> decode_rows(const ByteReader& in, const Header& header, Bitmap& bitmap, RowConverter& convert,
+                        RowSink& sink) {
     if (header.packed()) {
         switch (header.pixel_bytes()) {
             case 1: return decode_packets<1>(in, header, bitmap, convert, sink);
@@ -399,8 +427,10 @@ Result<int> decode_rows(const ByteReader& in, const Header& header, Bitmap& bitm
             default: return decode_packets<4>(in, header, bitmap, convert, sink);
         }
     }
-    const auto row_bytes = static_cast<std::size_t>(header.width) * static_cast<std::size_t>(header.pixel_bytes());
-    return read_raw_rows(in, row_bytes, header.order(), bitmap, sink, [&](const std::uint8_t* stored, int y) { convert(stored, bitmap, y); });
+    const auto row_bytes =
+        static_cast<std::size_t>(header.width) * static_cast<std::size_t>(header.pixel_bytes());
+    return read_raw_rows(in, row_bytes, header.order(), bitmap, sink,
+                         [&](const std::uint8_t* stored, int y) { convert(stored, bitmap, y); });
 }
 
 // Makes the rows that were decoded opaque; the others stay untouched.
@@ -411,25 +441,29 @@ void make_opaque(Bitmap& bitmap, const RowOrder& order, int rows) {
     }
 }
 
-// Decodes the rows at the reader's position; facts describe them (the image's, or the stamp's with its sides).
+// Decodes the rows at the reader's position; facts describe them (the image's, or the stamp's with its
+// sides).
 Result<Outcome> decode_image(const ByteReader& in, const File& facts, const Limits& limits, RowSink& sink) {
     const Header& header = facts.header;
     const std::int64_t unit = header.pixel_bytes();
-    const std::int64_t pixels = std::int64_t{header.width} * header.height;
-    const std::int64_t reach = header.packed() ? in.remaining() / (unit + 1) * 128 + 128 : in.remaining() / unit;
-    if (reach < header.width) return Error{Fault::truncated, "pixels"};
+    const std::int64_t pixels = std::int64_t {header.width} * header.height;
+    const std::int64_t reach =
+        header.packed() ? in.remaining() / (unit + 1) * 128 + 128 : in.remaining() / unit;
+    if (reach < header.width) return Error {Fault::truncated, "pixels"};
     const bool data_short = reach < pixels;
     auto bitmap = bitmap_for(header.width, header.height, facts.bits(), limits, data_short);
     if (!bitmap) return bitmap.error();
-    RowConverter convert{in, facts};
+    RowConverter convert {in, facts};
     if (header.pixel() == Pixel::index8) bitmap->set_palette(convert.palette());
     bitmap->metadata().comment = facts.extension.comment;
     sink.begin(*bitmap);
     const auto rows = decode_rows(in, header, *bitmap, convert, sink);
     if (!rows) return rows.error();
     const RowOrder order = header.order();
-    for (int i = *rows; i < order.height && !data_short; ++i) bitmap->clear_rows(order.target(i), order.target(i) + 1);
-    if (facts.bits() == 32 && (!facts.alpha_stated() || convert.alpha_is_void())) make_opaque(*bitmap, order, *rows);
+    for (int i = *rows; i < order.height && !data_short; ++i)
+        bitmap->clear_rows(order.target(i), order.target(i) + 1);
+    if (facts.bits() == 32 && (!facts.alpha_stated() || convert.alpha_is_void()))
+        make_opaque(*bitmap, order, *rows);
     return outcome_of(std::move(*bitmap), kFormat, *rows);
 }
 
@@ -444,23 +478,24 @@ Result<Outcome> stamp(ByteReader in, const ReadOptions& options) {
     auto file = read_file(in, options.limits);
     if (!file) return file.error();
     const auto stamp = find_stamp(in, *file);
-    if (!stamp) return Error{Fault::no_stamp, "extension area"};
+    if (!stamp) return Error {Fault::no_stamp, "extension area"};
     Header& header = file->header;
     header.width = stamp->width;
     header.height = stamp->height;
-    header.type &= 7;             // never packed
-    header.descriptor &= 0x3F;    // nor interleaved
+    header.type &= 7;           // never packed
+    header.descriptor &= 0x3F;  // nor interleaved
     in.seek(stamp->pixels_at);
     RowSink nobody;
     return decode_image(in, *file, options.limits, nobody);
 }
 
-// --- writing -----------------------------------------------------------------------------------------------------
+// --- writing
+// -----------------------------------------------------------------------------------------------------
 
 bool is_plain_gray(const Bitmap& bitmap) { return bitmap.palette() == gray_palette(256); }
 
-// What is written for a bitmap. 16-bit grey has no place in the format and becomes 8-bit grey, which keeps more
-// than 5 bits a channel would.
+// What is written for a bitmap. 16-bit grey has no place in the format and becomes 8-bit grey, which keeps
+// more than 5 bits a channel would.
 Header header_for(const Bitmap& bitmap) {
     Header h;
     h.width = bitmap.width();
@@ -472,7 +507,9 @@ Header header_for(const Bitmap& bitmap) {
         default:
             h.depth = 8;
             h.type = is_plain_gray(bitmap) ? 3 : 1;
-            if (h.type == 1) h.map_type = 1, h.map_length = static_cast<int>(bitmap.palette().size()), h.map_bits = bitmap.has_alpha() ? 32 : 24;
+            if (h.type == 1)
+                h.map_type = 1, h.map_length = static_cast<int>(bitmap.palette().size()),
+                h.map_bits = bitmap.has_alpha() ? 32 : 24;
     }
     return h;
 }
@@ -498,7 +535,8 @@ void put_map(const Bitmap& bitmap, int bits, ByteWriter& out) {
     }
 }
 
-void put_row(const Bitmap& bitmap, int y, int depth, std::vector<std::uint8_t>& rgb, std::vector<std::uint8_t>& out) {
+void put_row(const Bitmap& bitmap, int y, int depth, std::vector<std::uint8_t>& rgb,
+             std::vector<std::uint8_t>& out) {
     const auto row = bitmap.row(y);
     const auto width = static_cast<std::size_t>(bitmap.width());
     switch (bitmap.layout()) {
@@ -507,7 +545,8 @@ void put_row(const Bitmap& bitmap, int y, int depth, std::vector<std::uint8_t>& 
         case Layout::rgb24:
             if (depth == 24) return swap_rgb24(row.data(), out.data(), width);
             for (std::size_t x = 0; x < width; ++x) {
-                const unsigned v = (row[x * 3] >> 3U) << 10 | (row[x * 3 + 1] >> 3U) << 5 | row[x * 3 + 2] >> 3U;
+                const unsigned v =
+                    (row[x * 3] >> 3U) << 10 | (row[x * 3 + 1] >> 3U) << 5 | row[x * 3 + 2] >> 3U;
                 out[x * 2] = static_cast<std::uint8_t>(v), out[x * 2 + 1] = static_cast<std::uint8_t>(v >> 8);
             }
             return;
@@ -530,12 +569,13 @@ void put_extension(const Bitmap& bitmap, ByteWriter& out) {
     for (int line = 0; line < 4; ++line) {
         const std::string& comment = bitmap.metadata().comment;
         const auto from = std::min(comment.size(), static_cast<std::size_t>(line) * 80);
-        text(std::string_view{comment}.substr(from, 80), 81);
+        text(std::string_view {comment}.substr(from, 80), 81);
     }
     const std::time_t now = std::time(nullptr);
-    std::tm date{};
+    std::tm date {};
     gmtime_r(&now, &date);
-    for (const int part : {date.tm_mon + 1, date.tm_mday, date.tm_year + 1900, date.tm_hour, date.tm_min, date.tm_sec}) {
+    for (const int part :
+         {date.tm_mon + 1, date.tm_mday, date.tm_year + 1900, date.tm_hour, date.tm_min, date.tm_sec}) {
         out.u16le(static_cast<std::uint32_t>(part));
     }
     out.zeros(47);  // job
@@ -548,7 +588,8 @@ void put_extension(const Bitmap& bitmap, ByteWriter& out) {
 }
 
 Result<void> encode(const Bitmap& bitmap, ByteWriter& out, const WriteOptions& options) {
-    if (bitmap.width() > 0xFFFF || bitmap.height() > 0xFFFF) return Error{Fault::too_large, "width or height"};
+    if (bitmap.width() > 0xFFFF || bitmap.height() > 0xFFFF)
+        return Error {Fault::too_large, "width or height"};
     const Header header = header_for(bitmap);
     put_header(header, out);
     if (header.map_type == 1) put_map(bitmap, header.map_bits, out);
@@ -557,8 +598,9 @@ Result<void> encode(const Bitmap& bitmap, ByteWriter& out, const WriteOptions& o
     for (int y = bitmap.height() - 1, done = 1; y >= 0; --y, ++done) {
         put_row(bitmap, y, header.depth, rgb, stored);
         out.write(stored);
-        if (out.failed()) return Error{Fault::io, "pixels"};
-        if (done % 64 == 0 && options.progress && !options.progress(done, bitmap.height())) return Error{Fault::cancelled, "pixels"};
+        if (out.failed()) return Error {Fault::io, "pixels"};
+        if (done % 64 == 0 && options.progress && !options.progress(done, bitmap.height()))
+            return Error {Fault::cancelled, "pixels"};
     }
     put_extension(bitmap, out);
     return {};
@@ -571,6 +613,6 @@ constexpr std::string_view kExtensions[] = {"tga", "vda", "icb", "vst", "win", "
 }  // namespace
 
 extern const Codec tga;
-const Codec tga{"Targa", kFormats, kExtensions, Pages::one, true, false, probe, info, decode, stamp, encode};
+const Codec tga {"Targa", kFormats, kExtensions, Pages::one, true, false, probe, info, decode, stamp, encode};
 
 }  // namespace quillmark::imaging::codecs
