@@ -299,6 +299,7 @@ TEST_F(OpenOptsTest, EscapeLeavesTheInfoViewFirst) {
 
 int main(int argc, char** argv) {
     ::testing::InitGoogleTest(&argc, argv);
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication application {argc, argv};
     return RUN_ALL_TESTS();
 }
