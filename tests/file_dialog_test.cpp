@@ -44,7 +44,7 @@ Result<Script> read_script(ByteReader in) {
     Script s;
     if (std::sscanf(text.c_str() + 3, "%d %d %d %d %d %d", &s.width, &s.height, &s.pages, &s.stamp, &s.rows,
                     &s.endless) != 6) {
-        return Error {Fault::malformed, "script"};
+        return Error{Fault::malformed, "script"};
     }
     return s;
 }
@@ -90,11 +90,11 @@ Result<Outcome> decode(ByteReader in, const ReadOptions& options, RowSink& sink)
     auto outcome = picture(script->width / options.reduce, script->height / options.reduce, script->rows,
                            options.limits);
     endless_started = script->endless != 0;
-    QDeadlineTimer patience {30'000};
+    QDeadlineTimer patience{30'000};
     while (script->endless != 0 && !patience.hasExpired()) {
         if (!sink.rows(outcome->bitmap, 0, 1, 0, 1)) {
             endless_stopped = true;
-            return Error {Fault::cancelled, "rows"};
+            return Error{Fault::cancelled, "rows"};
         }
     }
     return outcome;
@@ -107,8 +107,8 @@ Result<Outcome> stamp(ByteReader in, const ReadOptions& options) {
 }
 
 constexpr FormatCode kPlain[] = {{1, "", {}}}, kReduced[] = {{10, "", {}}};
-const Codec pic {"PIC", kPlain, {}, Pages::many, true, true, probe<'P'>, info<1>, decode, stamp, nullptr};
-const Codec jic {"JPEG", kReduced, {}, Pages::one, true, true, probe<'J'>, info<10>, decode, stamp, nullptr};
+const Codec pic{"PIC", kPlain, {}, Pages::many, true, true, probe<'P'>, info<1>, decode, stamp, nullptr};
+const Codec jic{"JPEG", kReduced, {}, Pages::one, true, true, probe<'J'>, info<10>, decode, stamp, nullptr};
 constexpr const Codec* kCodecs[] = {&pic, &jic, &codecs::bmp, &codecs::dcx, &codecs::pcx};
 
 }  // namespace
@@ -121,10 +121,10 @@ std::span<const Codec* const> all_codecs() { return kCodecs; }
 namespace engine {
 namespace {
 
-constexpr QSize kBox {200, 200};
+constexpr QSize kBox{200, 200};
 
 bool wait_for(const std::function<bool()>& condition) {
-    for (QDeadlineTimer patience {20'000}; !condition();) {
+    for (QDeadlineTimer patience{20'000}; !condition();) {
         if (patience.hasExpired()) return false;
         QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 20);
     }
@@ -140,7 +140,7 @@ class FolderTest : public ::testing::Test {
     }
     QString path(const QString& name) const { return folder.filePath(name); }
     QString write(const QString& name, const QByteArray& content) const {
-        QFile file {path(name)};
+        QFile file{path(name)};
         EXPECT_TRUE(file.open(QIODevice::WriteOnly));
         file.write(content);
         return file.fileName();
@@ -149,8 +149,7 @@ class FolderTest : public ::testing::Test {
     QTemporaryDir folder;
 };
 
-// --- Filters
-// ------------------------------------------------------------------------------------------------
+// --- Filters ---
 
 TEST(FilterText, PatternsOfOneEntry) {
     const std::pair<const char*, QStringList> cases[] = {{"*.jpg;*.jff;*.jtf", {"*.jpg", "*.jff", "*.jtf"}},
@@ -165,12 +164,11 @@ TEST(FilterText, EntriesKeepTheirNumbers) {
     ASSERT_EQ(entries.size(), 3u);
     EXPECT_EQ(entries[0].description, "All (*.*)");
     EXPECT_EQ(entries[2].description, "JPEG (*.jpg)");
-    EXPECT_EQ(entries[2].patterns, (QStringList {"*.jpg", "*.jff"}));
+    EXPECT_EQ(entries[2].patterns, (QStringList{"*.jpg", "*.jff"}));
     EXPECT_TRUE(filter_entries("").empty());
 }
 
-// --- The small picture
-// --------------------------------------------------------------------------------------
+// --- The small picture ---
 
 TEST(PreviewPicture, AveragesAndWeighsByAlpha) {
     auto bitmap = *imaging::Bitmap::create(4, 2, 32, {});
@@ -203,8 +201,7 @@ TEST(PreviewPicture, KeepsProportionsAndNeverEnlarges) {
     EXPECT_TRUE(preview_picture({}, kBox).isNull());
 }
 
-// --- Questions and answers
-// ----------------------------------------------------------------------------------
+// --- Questions and answers ---
 
 class PreviewQueryTest : public FolderTest {
   protected:
@@ -301,8 +298,56 @@ TEST_F(PreviewQueryTest, ANewQuestionStopsTheOldOne) {
     for (const PreviewAnswer& each : answers) EXPECT_EQ(each.file, path("next.pic"));
 }
 
-// --- The dialog
-// ---------------------------------------------------------------------------------------------
+// A picture of one colour as a file of a real format.
+QByteArray encoded(const imaging::Codec& codec, int format_code, int width, int height,
+                   imaging::Rgba colour) {
+    auto bitmap = *imaging::Bitmap::create(width, height, 24, {});
+    for (int y = 0; y < height; ++y) {
+        auto row = bitmap.writable_row(y);
+        for (std::size_t x = 0; x + 2 < row.size(); x += 3)
+            row[x] = colour.r, row[x + 1] = colour.g, row[x + 2] = colour.b;
+    }
+    imaging::MemoryWriter out;
+    imaging::WriteOptions options;
+    options.format_code = format_code;
+    EXPECT_TRUE(codec.encode(bitmap, out, options));
+    const auto& bytes = out.bytes();
+    return {reinterpret_cast<const char*>(bytes.data()), static_cast<qsizetype>(bytes.size())};
+}
+
+// Pages bound into one file: a signature, the offsets ended by 0, the pages.
+QByteArray bound(const std::vector<QByteArray>& pages) {
+    QByteArray head = QByteArray::fromHex("b168de3a"), body;
+    const auto start = static_cast<std::uint32_t>(4 * (pages.size() + 2));
+    const auto put = [&head](std::uint32_t value) {
+        for (int shift = 0; shift < 32; shift += 8) head.append(static_cast<char>(value >> shift));
+    };
+    for (const QByteArray& page : pages) {
+        put(start + static_cast<std::uint32_t>(body.size()));
+        body += page;
+    }
+    put(0);
+    return head + body;
+}
+
+TEST_F(PreviewQueryTest, RealFilesThroughTheirCodecs) {
+    const auto& bitmap = ask(write("flat.bmp", encoded(imaging::codecs::bmp, 6, 16, 9, {10, 20, 30})));
+    EXPECT_EQ(bitmap.info.format_code, 6);
+    EXPECT_EQ(bitmap.info.bits, 24);
+    ASSERT_EQ(bitmap.picture.size(), QSize(16, 9));
+    EXPECT_EQ(bitmap.picture.pixelColor(15, 8), QColor(10, 20, 30));
+
+    const QString pages =
+        write("pages.dcx", bound({encoded(imaging::codecs::pcx, 1, 16, 9, {1, 2, 3}),
+                                  encoded(imaging::codecs::pcx, 1, 24, 18, {200, 100, 50})}));
+    const auto& second = ask(pages, 2);
+    EXPECT_EQ(second.info.pages, 2);
+    EXPECT_EQ(second.info.page, 2);
+    ASSERT_EQ(second.picture.size(), QSize(24, 18));
+    EXPECT_EQ(second.picture.pixelColor(0, 0), QColor(200, 100, 50));
+}
+
+// --- The dialog ---
 
 class OpenDialogTest : public FolderTest {
   protected:
@@ -366,14 +411,14 @@ TEST_F(OpenDialogTest, FiltersWithoutRegardToCase) {
     request.filter_index = 2;
     open(2);
     EXPECT_EQ(dialog->windowTitle(), "Open File");
-    EXPECT_EQ(shown_names(), (QStringList {"one.PIC", "two.pic"}));
+    EXPECT_EQ(shown_names(), (QStringList{"one.PIC", "two.pic"}));
     auto* types = dialog->findChild<QComboBox*>("fileTypeCombo");
     ASSERT_EQ(types->count(), 3);
     EXPECT_EQ(types->currentText(), "Pictures (*.pic)");
     types->setCurrentIndex(2);
     emit types->activated(2);
     wait_for_rows(1);
-    EXPECT_EQ(shown_names(), QStringList {"three.jff"});
+    EXPECT_EQ(shown_names(), QStringList{"three.jff"});
     types->setCurrentIndex(0);
     emit types->activated(0);
     wait_for_rows(4);
@@ -406,9 +451,9 @@ TEST_F(OpenDialogTest, ShowsFactsAndTakesThePage) {
     EXPECT_TRUE(wait_for([] { return imaging::last_page == 2; }));
     dialog->accept();
     EXPECT_EQ(dialog->result(), QDialog::Accepted);
-    EXPECT_EQ(dialog->file_names(), QStringList {path("one.PIC")});
+    EXPECT_EQ(dialog->file_names(), QStringList{path("one.PIC")});
     EXPECT_EQ(dialog->page(), 2);
-    EXPECT_EQ(QDir::current().canonicalPath(), QDir {folder.path()}.canonicalPath());
+    EXPECT_EQ(QDir::current().canonicalPath(), QDir{folder.path()}.canonicalPath());
 }
 
 TEST_F(OpenDialogTest, AnotherFileStartsAtItsFirstPage) {
@@ -428,7 +473,7 @@ TEST_F(OpenDialogTest, TakesSeveralFiles) {
     select({"two.pic", "three.jff"});
     EXPECT_TRUE(wait_for([this] { return fact("previewTitle").startsWith("First of 2: "); }));
     dialog->accept();
-    EXPECT_EQ(dialog->file_names(), (QStringList {path("three.jff"), path("two.pic")}));
+    EXPECT_EQ(dialog->file_names(), (QStringList{path("three.jff"), path("two.pic")}));
 }
 
 TEST_F(OpenDialogTest, UnknownFilesSayWhyAndCanStillBeChosen) {
@@ -437,11 +482,11 @@ TEST_F(OpenDialogTest, UnknownFilesSayWhyAndCanStillBeChosen) {
     EXPECT_TRUE(wait_for([this] { return remark() == "Invalid file format"; }));
     EXPECT_TRUE(fact("factSize").isEmpty());
     dialog->accept();
-    EXPECT_EQ(dialog->file_names(), QStringList {path("README")});
+    EXPECT_EQ(dialog->file_names(), QStringList{path("README")});
 }
 
 TEST_F(OpenDialogTest, TypedNamesGoBeforeTheSelection) {
-    ASSERT_TRUE(QDir {folder.path()}.mkdir("deeper"));
+    ASSERT_TRUE(QDir{folder.path()}.mkdir("deeper"));
     open(5);
     select({"one.PIC"});
     auto* edit = dialog->findChild<QLineEdit*>("fileNameEdit");
@@ -459,7 +504,7 @@ TEST_F(OpenDialogTest, TypedNamesGoBeforeTheSelection) {
     edit->setText(path("two.pic"));
     dialog->accept();
     EXPECT_FALSE(dialog->isVisible());
-    EXPECT_EQ(dialog->file_names(), QStringList {path("two.pic")});
+    EXPECT_EQ(dialog->file_names(), QStringList{path("two.pic")});
 }
 
 TEST_F(OpenDialogTest, NamesMayHoldQuotationMarks) {
@@ -469,11 +514,11 @@ TEST_F(OpenDialogTest, NamesMayHoldQuotationMarks) {
     select({name});
     EXPECT_TRUE(wait_for([this] { return fact("factSize").startsWith("70"); }));
     dialog->accept();
-    EXPECT_EQ(dialog->file_names(), QStringList {path(name)});
+    EXPECT_EQ(dialog->file_names(), QStringList{path(name)});
 }
 
 TEST_F(OpenDialogTest, OpeningAFolderEntersIt) {
-    ASSERT_TRUE(QDir {folder.path()}.mkdir("deeper"));
+    ASSERT_TRUE(QDir{folder.path()}.mkdir("deeper"));
     open(5);
     select({"deeper"});
     dialog->accept();
@@ -497,10 +542,11 @@ TEST_F(OpenDialogTest, CancelChangesNothing) {
 
 int main(int argc, char** argv) {
     ::testing::InitGoogleTest(&argc, argv);
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
     // The dialog remembers its columns and history; not in the tester's own settings.
     QTemporaryDir settings;
     qputenv("XDG_CONFIG_HOME", settings.path().toLocal8Bit());
-    QApplication application {argc, argv};
+    QApplication application{argc, argv};
     QLocale::setDefault(QLocale::c());
     return RUN_ALL_TESTS();
 }

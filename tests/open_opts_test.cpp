@@ -38,7 +38,7 @@ namespace engine {
 
 // Only what the form calls stands here; the form's own object file is linked against it.
 class Loading {};
-Engine::Engine(QObject* parent) : QObject {parent} {}
+Engine::Engine(QObject* parent) : QObject{parent} {}
 Engine::~Engine() = default;
 
 Code Engine::GetFileInfo(const QString&, int page) {
@@ -101,12 +101,12 @@ class OpenOptsTest : public ::testing::Test {
     }
 
     RecordingPrompts prompts;
-    OpenOpts form {prompts};
+    OpenOpts form{prompts};
 };
 
 TEST_F(OpenOptsTest, StartsWithTheDefaults) {
     start(true);
-    EXPECT_EQ(file.queries, std::vector<int> {1});
+    EXPECT_EQ(file.queries, std::vector<int>{1});
     EXPECT_EQ(form.windowTitle(), "File Open Options");
     const auto chosen = options();
     EXPECT_FALSE(chosen.ok);
@@ -211,7 +211,7 @@ TEST_F(OpenOptsTest, InfoShowsTheFactsAndWalksThePages) {
     control<QLineEdit>("PageNumberBox").setText("2");
     const QSize normal = form.sizeHint();
     press("Info");
-    EXPECT_EQ(file.queries, (std::vector<int> {1, 32000, 2}));
+    EXPECT_EQ(file.queries, (std::vector<int>{1, 32000, 2}));
     ASSERT_TRUE(info_view_shown());
     EXPECT_GE(form.sizeHint().width(), qRound(3930 / platform::twips_per_pixel_x(form.screen())));
     EXPECT_GE(form.sizeHint().height(), qRound(3105 / platform::twips_per_pixel_y(form.screen())));
@@ -242,7 +242,7 @@ TEST_F(OpenOptsTest, PageBeyondTheLastBecomesTheLast) {
     start();
     control<QLineEdit>("PageNumberBox").setText("99");
     press("Info");
-    EXPECT_EQ(file.queries, (std::vector<int> {1, 32000}));
+    EXPECT_EQ(file.queries, (std::vector<int>{1, 32000}));
     EXPECT_EQ(control<QComboBox>("PageDropBox").currentText(), "4");
     press("InfoOK");
     EXPECT_EQ(control<QLineEdit>("PageNumberBox").text(), "4");
@@ -265,7 +265,7 @@ TEST_F(OpenOptsTest, InfoReportsAFailedQuery) {
         press("Info");
         EXPECT_EQ(file.queries, c.queries);
         EXPECT_EQ(prompts.messages,
-                  QStringList {"Error Code = 20007|UNEXPECTED ERROR! (OPENOPTS: Info_Click)|stop"});
+                  QStringList{"Error Code = 20007|UNEXPECTED ERROR! (OPENOPTS: Info_Click)|stop"});
         EXPECT_FALSE(info_view_shown());
     }
 }
@@ -277,7 +277,7 @@ TEST_F(OpenOptsTest, FailedPageClosesTheInfoView) {
     press("Info");
     control<QComboBox>("PageDropBox").setCurrentIndex(2);
     EXPECT_EQ(prompts.messages,
-              QStringList {"Error Code = 20009|UNEXPECTED ERROR! (OPENOPTS: PageDropBox_Click)|stop"});
+              QStringList{"Error Code = 20009|UNEXPECTED ERROR! (OPENOPTS: PageDropBox_Click)|stop"});
     EXPECT_FALSE(info_view_shown());
     EXPECT_EQ(options().page, 3);
 }
@@ -299,6 +299,7 @@ TEST_F(OpenOptsTest, EscapeLeavesTheInfoViewFirst) {
 
 int main(int argc, char** argv) {
     ::testing::InitGoogleTest(&argc, argv);
-    QApplication application {argc, argv};
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication application{argc, argv};
     return RUN_ALL_TESTS();
 }

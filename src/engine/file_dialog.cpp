@@ -27,12 +27,12 @@ namespace quillmark::engine {
 namespace {
 
 constexpr int kPlacesWidth = 130, kListWidth = 560, kPreviewWidth = 270;
-constexpr QSize kStartSize {1000, 600}, kMinimumSize {640, 460};
+constexpr QSize kStartSize{1000, 600}, kMinimumSize{640, 460};
 
 QString starting_folder(const QString& wanted) {
-    if (!wanted.isEmpty() && QFileInfo {wanted}.isDir()) return wanted;
+    if (!wanted.isEmpty() && QFileInfo{wanted}.isDir()) return wanted;
     const QString documents = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
-    return QFileInfo {documents}.isDir() ? documents : QDir::homePath();
+    return QFileInfo{documents}.isDir() ? documents : QDir::homePath();
 }
 
 // The user's own bookmarks, then the usual places that exist and are not among them.
@@ -42,7 +42,7 @@ QList<QUrl> places(QList<QUrl> urls) {
                              Paths::PicturesLocation, Paths::DownloadLocation}) {
         const QString folder = Paths::writableLocation(place);
         const QUrl url = QUrl::fromLocalFile(folder);
-        if (QFileInfo {folder}.isDir() && !urls.contains(url)) urls.append(url);
+        if (QFileInfo{folder}.isDir() && !urls.contains(url)) urls.append(url);
     }
     return urls;
 }
@@ -55,7 +55,7 @@ QStringList filter_patterns(const QString& patterns) {
         const QString pattern = part.trimmed();
         if (!pattern.isEmpty()) list.append(pattern == "*.*" ? QStringLiteral("*") : pattern);
     }
-    return list.isEmpty() ? QStringList {QStringLiteral("*")} : list;
+    return list.isEmpty() ? QStringList{QStringLiteral("*")} : list;
 }
 
 std::vector<FilterEntry> filter_entries(const QString& filter) {
@@ -71,7 +71,7 @@ std::vector<FilterEntry> filter_entries(const QString& filter) {
 }
 
 struct OpenDialog::Private {
-    explicit Private(OpenDialog& the_dialog) : dialog {the_dialog} {}
+    explicit Private(OpenDialog& the_dialog) : dialog{the_dialog} {}
 
     OpenDialog& dialog;
     std::vector<FilterEntry> filters;
@@ -82,7 +82,7 @@ struct OpenDialog::Private {
 
     template <typename T>
     T* part(const char* name) const {
-        return dialog.findChild<T*>(QLatin1String {name});
+        return dialog.findChild<T*>(QLatin1String{name});
     }
     QLineEdit* name_edit() const { return part<QLineEdit>("fileNameEdit"); }
 
@@ -165,14 +165,14 @@ void OpenDialog::Private::name_controls() {
 void OpenDialog::Private::order_tabs() {
     auto* page_box = preview->findChild<QWidget*>("previewPage");
     auto* buttons = part<QDialogButtonBox>("buttonBox");
-    const std::initializer_list<QWidget*> order {part<QWidget>("sidebar"),
-                                                 part<QWidget>("listView"),
-                                                 part<QWidget>("treeView"),
-                                                 page_box,
-                                                 name_edit(),
-                                                 part<QWidget>("fileTypeCombo"),
-                                                 buttons->button(QDialogButtonBox::Open),
-                                                 buttons->button(QDialogButtonBox::Cancel)};
+    const std::initializer_list<QWidget*> order{part<QWidget>("sidebar"),
+                                                part<QWidget>("listView"),
+                                                part<QWidget>("treeView"),
+                                                page_box,
+                                                name_edit(),
+                                                part<QWidget>("fileTypeCombo"),
+                                                buttons->button(QDialogButtonBox::Open),
+                                                buttons->button(QDialogButtonBox::Cancel)};
     QWidget* previous = nullptr;
     for (QWidget* widget : order) {
         if (previous && widget) QWidget::setTabOrder(previous, widget);
@@ -200,7 +200,7 @@ QModelIndexList OpenDialog::Private::selected_rows() const {
 QStringList OpenDialog::Private::choice() const {
     QModelIndexList rows = selected_rows();
     rows.removeIf([](const QModelIndex& row) {
-        return QFileInfo {row.data(QFileSystemModel::FilePathRole).toString()}.isDir();
+        return QFileInfo{row.data(QFileSystemModel::FilePathRole).toString()}.isDir();
     });
     QStringList names;
     for (const QModelIndex& row : rows) names.append(row.data().toString());
@@ -220,14 +220,14 @@ QStringList OpenDialog::Private::choice() const {
 
 void OpenDialog::Private::look_at_choice() {
     const QStringList paths = choice();
-    const bool file = !paths.isEmpty() && QFileInfo {paths.first()}.isFile();
-    preview->show_file(file ? paths.first() : QString {}, static_cast<int>(paths.size()));
+    const bool file = !paths.isEmpty() && QFileInfo{paths.first()}.isFile();
+    preview->show_file(file ? paths.first() : QString{}, static_cast<int>(paths.size()));
     if (!paths.isEmpty())
         part<QDialogButtonBox>("buttonBox")->button(QDialogButtonBox::Open)->setEnabled(true);
 }
 
 OpenDialog::OpenDialog(const OpenRequest& request, QWidget* parent)
-    : QFileDialog {parent, request.title}, d_ {std::make_unique<Private>(*this)} {
+    : QFileDialog{parent, request.title}, d_{std::make_unique<Private>(*this)} {
     setOption(DontUseNativeDialog);
     setOption(DontUseCustomDirectoryIcons);
     setAcceptMode(AcceptOpen);
@@ -259,19 +259,19 @@ void OpenDialog::accept() {
             paths.append(row.data(QFileSystemModel::FilePathRole).toString());
     }
     if (paths.isEmpty()) return;
-    if (QFileInfo {paths.first()}.isDir()) {
+    if (QFileInfo{paths.first()}.isDir()) {
         setDirectory(paths.first());
         d_->name_edit()->clear();
         return;
     }
-    if (!std::ranges::all_of(paths, [](const QString& path) { return QFileInfo {path}.isFile(); })) {
+    if (!std::ranges::all_of(paths, [](const QString& path) { return QFileInfo{path}.isFile(); })) {
         d_->preview->show_remark(tr("File not found"));
         return;
     }
     d_->look_at_choice();
     d_->chosen = paths;
     d_->page = d_->preview->page();
-    QDir::setCurrent(QFileInfo {paths.first()}.absolutePath());
+    QDir::setCurrent(QFileInfo{paths.first()}.absolutePath());
     QDialog::accept();
 }
 

@@ -20,15 +20,14 @@
 namespace quillmark::engine {
 namespace {
 
-constexpr QSize kPictureMinimum {180, 140};
-constexpr QSize kPictureWanted {360,
-                                300};  // asked for at least, so that a wider panel needs no second decode
-constexpr int kChecker = 8;            // squares behind transparent pixels
+constexpr QSize kPictureMinimum{180, 140};
+constexpr QSize kPictureWanted{360, 300};  // asked for at least, so that a wider panel needs no second decode
+constexpr int kChecker = 8;                // squares behind transparent pixels
 
 // The picture, fitted and centred, on a quiet field of its own; or a remark in its place.
 class PictureField final : public QWidget {
   public:
-    explicit PictureField(QWidget* parent) : QWidget {parent} {
+    explicit PictureField(QWidget* parent) : QWidget{parent} {
         setObjectName("previewPicture");
         setMinimumSize(kPictureMinimum);
         setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
@@ -46,7 +45,7 @@ class PictureField final : public QWidget {
 
   protected:
     void paintEvent(QPaintEvent*) override {
-        QPainter painter {this};
+        QPainter painter{this};
         painter.setRenderHint(QPainter::SmoothPixmapTransform);
         painter.setPen(palette().color(QPalette::Mid));
         painter.setBrush(palette().color(QPalette::Base));
@@ -70,11 +69,11 @@ class PictureField final : public QWidget {
     void paint_picture(QPainter& painter, QRect inside) {
         // One image pixel is one device pixel, unless the image has to shrink.
         const double ratio = devicePixelRatioF();
-        QSizeF size = QSizeF {whole_} / ratio;
+        QSizeF size = QSizeF{whole_} / ratio;
         if (size.width() > inside.width() || size.height() > inside.height())
             size.scale(inside.size(), Qt::KeepAspectRatio);
-        const QRectF target {inside.x() + (inside.width() - size.width()) / 2,
-                             inside.y() + (inside.height() - size.height()) / 2, size.width(), size.height()};
+        const QRectF target{inside.x() + (inside.width() - size.width()) / 2,
+                            inside.y() + (inside.height() - size.height()) / 2, size.width(), size.height()};
         if (picture_.hasAlphaChannel()) paint_checker(painter, target);
         painter.drawImage(target, picture_);
     }
@@ -82,12 +81,12 @@ class PictureField final : public QWidget {
     static void paint_checker(QPainter& painter, const QRectF& target) {
         painter.save();
         painter.setClipRect(target);
-        painter.fillRect(target, QColor {255, 255, 255});
+        painter.fillRect(target, QColor{255, 255, 255});
         for (int y = 0; y * kChecker < target.height(); ++y) {
             for (int x = y % 2; x * kChecker < target.width(); x += 2) {
                 painter.fillRect(
-                    QRectF {target.x() + x * kChecker, target.y() + y * kChecker, kChecker, kChecker},
-                    QColor {216, 216, 216});
+                    QRectF{target.x() + x * kChecker, target.y() + y * kChecker, kChecker, kChecker},
+                    QColor{216, 216, 216});
             }
         }
         painter.restore();
@@ -101,17 +100,17 @@ class PictureField final : public QWidget {
 // One line that is shortened in the middle; the whole text is its tip.
 class ElidedLine final : public QLabel {
   public:
-    explicit ElidedLine(QWidget* parent) : QLabel {parent} { setTextFormat(Qt::PlainText); }
+    explicit ElidedLine(QWidget* parent) : QLabel{parent} { setTextFormat(Qt::PlainText); }
     QSize minimumSizeHint() const override { return {40, QLabel::minimumSizeHint().height()}; }
     QSize sizeHint() const override { return minimumSizeHint(); }
     void show_text(const QString& text) {
         setText(text);
-        setToolTip(text.isEmpty() ? QString {} : QStringLiteral("<span>%1</span>").arg(text.toHtmlEscaped()));
+        setToolTip(text.isEmpty() ? QString{} : QStringLiteral("<span>%1</span>").arg(text.toHtmlEscaped()));
     }
 
   protected:
     void paintEvent(QPaintEvent*) override {
-        QPainter painter {this};
+        QPainter painter{this};
         const QString shown = fontMetrics().elidedText(text(), Qt::ElideMiddle, contentsRect().width());
         style()->drawItemText(&painter, contentsRect(), Qt::AlignLeft | Qt::AlignVCenter, palette(),
                               isEnabled(), shown, foregroundRole());
@@ -123,13 +122,13 @@ struct FactRow {
     const char* caption;
 };
 enum Fact { kFormat, kSize, kDepth, kPages, kFileSize, kCompression, kResolution, kFactCount };
-constexpr std::array<FactRow, kFactCount> kFacts {{{"factFormat", QT_TR_NOOP("Format:")},
-                                                   {"factSize", QT_TR_NOOP("Size:")},
-                                                   {"factDepth", QT_TR_NOOP("Depth:")},
-                                                   {"factPages", QT_TR_NOOP("Pages:")},
-                                                   {"factFileSize", QT_TR_NOOP("File size:")},
-                                                   {"factCompression", QT_TR_NOOP("Compression:")},
-                                                   {"factResolution", QT_TR_NOOP("Resolution:")}}};
+constexpr std::array<FactRow, kFactCount> kFacts{{{"factFormat", QT_TR_NOOP("Format:")},
+                                                  {"factSize", QT_TR_NOOP("Size:")},
+                                                  {"factDepth", QT_TR_NOOP("Depth:")},
+                                                  {"factPages", QT_TR_NOOP("Pages:")},
+                                                  {"factFileSize", QT_TR_NOOP("File size:")},
+                                                  {"factCompression", QT_TR_NOOP("Compression:")},
+                                                  {"factResolution", QT_TR_NOOP("Resolution:")}}};
 
 QString from_view(std::string_view text) {
     return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
@@ -156,7 +155,7 @@ std::array<QString, kFactCount> fact_texts(const PreviewAnswer& answer) {
             info.bits == 1 ? PreviewPanel::tr("1 bit per pixel")
                            : PreviewPanel::tr("%1 bits per pixel").arg(info.bits),
             QString::number(info.pages),
-            QLocale {}.formattedDataSize(answer.file_size),
+            QLocale{}.formattedDataSize(answer.file_size),
             info.compression.empty() ? PreviewPanel::tr("None") : from_view(info.compression),
             resolution_text(info.resolution)};
 }
@@ -172,7 +171,7 @@ struct PreviewPanel::Private {
     QLabel* page_label = nullptr;
     QSpinBox* page = nullptr;
     QLabel* page_count = nullptr;
-    std::array<ElidedLine*, kFactCount> facts {};
+    std::array<ElidedLine*, kFactCount> facts{};
 
     void build(PreviewPanel& panel);
     QLayout* build_page_row(PreviewPanel& panel);
@@ -185,13 +184,13 @@ struct PreviewPanel::Private {
 
 void PreviewPanel::Private::build(PreviewPanel& panel) {
     panel.setObjectName("previewPanel");
-    title = new ElidedLine {&panel};
+    title = new ElidedLine{&panel};
     title->setObjectName("previewTitle");
     QFont bold = title->font();
     bold.setBold(true);
     title->setFont(bold);
-    picture = new PictureField {&panel};
-    auto* layout = new QVBoxLayout {&panel};
+    picture = new PictureField{&panel};
+    auto* layout = new QVBoxLayout{&panel};
     layout->setContentsMargins(6, 0, 0, 0);
     layout->addWidget(title);
     layout->addWidget(picture, 1);
@@ -201,14 +200,14 @@ void PreviewPanel::Private::build(PreviewPanel& panel) {
 }
 
 QLayout* PreviewPanel::Private::build_page_row(PreviewPanel& panel) {
-    page = new QSpinBox {&panel};
+    page = new QSpinBox{&panel};
     page->setObjectName("previewPage");
     page->setAccessibleName(tr("Page"));
     page->setKeyboardTracking(false);
     page->setAccelerated(true);
-    page_label = new QLabel {tr("&Page:"), &panel};
+    page_label = new QLabel{tr("&Page:"), &panel};
     page_label->setBuddy(page);
-    page_count = new QLabel {&panel};
+    page_count = new QLabel{&panel};
     page_count->setObjectName("previewPageCount");
     auto* row = new QHBoxLayout;
     row->addWidget(page_label);
@@ -224,8 +223,8 @@ QLayout* PreviewPanel::Private::build_facts(PreviewPanel& panel) {
     grid->setHorizontalSpacing(10);
     grid->setColumnStretch(1, 1);
     for (std::size_t i = 0; i < facts.size(); ++i) {
-        auto* caption = new QLabel {tr(kFacts[i].caption), &panel};
-        facts[i] = new ElidedLine {&panel};
+        auto* caption = new QLabel{tr(kFacts[i].caption), &panel};
+        facts[i] = new ElidedLine{&panel};
         facts[i]->setObjectName(kFacts[i].name);
         grid->addWidget(caption, static_cast<int>(i), 0);
         grid->addWidget(facts[i], static_cast<int>(i), 1);
@@ -238,12 +237,12 @@ void PreviewPanel::Private::clear_facts() {
 }
 
 void PreviewPanel::Private::set_pages(int count) {
-    const QSignalBlocker quiet {page};
+    const QSignalBlocker quiet{page};
     page->setRange(1, std::max(count, 1));
     page->setEnabled(count > 1);
     page_label->setEnabled(count > 1);
     page_count->setEnabled(count > 1);
-    page_count->setText(count > 0 ? tr("of %1").arg(count) : QString {});
+    page_count->setText(count > 0 ? tr("of %1").arg(count) : QString{});
 }
 
 void PreviewPanel::Private::ask() {
@@ -264,7 +263,7 @@ void PreviewPanel::Private::show_answer(const PreviewAnswer& answer) {
     set_pages(answer.info.pages);
 }
 
-PreviewPanel::PreviewPanel(QWidget* parent) : QWidget {parent}, d_ {std::make_unique<Private>()} {
+PreviewPanel::PreviewPanel(QWidget* parent) : QWidget{parent}, d_{std::make_unique<Private>()} {
     d_->build(*this);
     connect(&d_->query, &PreviewQuery::answered, this,
             [this](const PreviewAnswer& answer) { d_->show_answer(answer); });
@@ -274,7 +273,7 @@ PreviewPanel::PreviewPanel(QWidget* parent) : QWidget {parent}, d_ {std::make_un
 PreviewPanel::~PreviewPanel() = default;
 
 void PreviewPanel::show_file(const QString& file, int count) {
-    const QString name = QFileInfo {file}.fileName();
+    const QString name = QFileInfo{file}.fileName();
     d_->title->show_text(count > 1 ? tr("First of %1: %2").arg(count).arg(name) : name);
     if (file == d_->file) return;
     d_->file = file;

@@ -24,7 +24,7 @@ using Ticket = std::shared_ptr<std::atomic<std::uint64_t>>;
 
 class StopWhenStale final : public imaging::RowSink {
   public:
-    StopWhenStale(Ticket current, std::uint64_t mine) : current_ {std::move(current)}, mine_ {mine} {}
+    StopWhenStale(Ticket current, std::uint64_t mine) : current_{std::move(current)}, mine_{mine} {}
     bool rows(const imaging::Bitmap&, int, int, std::int64_t, std::int64_t) override { return !stale(); }
     bool stale() const { return current_->load(std::memory_order_relaxed) != mine_; }
 
@@ -45,7 +45,7 @@ bool decodes_reduced(const imaging::ImageInfo& info) {
 // The strongest reduction that still fills the box.
 int reduction(const imaging::ImageInfo& info, QSize box) {
     if (!decodes_reduced(info)) return 1;
-    const QSize target = QSize {info.width, info.height}.scaled(box, Qt::KeepAspectRatio);
+    const QSize target = QSize{info.width, info.height}.scaled(box, Qt::KeepAspectRatio);
     for (const int factor : {8, 4, 2}) {
         if (info.width / factor >= target.width() && info.height / factor >= target.height()) return factor;
     }
@@ -53,13 +53,13 @@ int reduction(const imaging::ImageInfo& info, QSize box) {
 }
 
 bool affordable(const imaging::ImageInfo& info, int reduce) {
-    const std::int64_t bytes = std::int64_t {info.width} * info.height * info.bits / 8;
+    const std::int64_t bytes = std::int64_t{info.width} * info.height * info.bits / 8;
     return bytes <= (reduce > 1 ? kMaxReducedBytes : kMaxBytes);
 }
 
 bool fills(const QImage& picture, const imaging::ImageInfo& info, QSize box) {
     const QSize target =
-        QSize {info.width, info.height}.scaled(box, Qt::KeepAspectRatio).boundedTo({info.width, info.height});
+        QSize{info.width, info.height}.scaled(box, Qt::KeepAspectRatio).boundedTo({info.width, info.height});
     return 2 * picture.width() >= target.width() && 2 * picture.height() >= target.height();
 }
 
@@ -68,7 +68,7 @@ class Question {
   public:
     Question(QString file, int page, QSize box, StopWhenStale sink,
              std::function<void(const PreviewAnswer&)> tell)
-        : box_ {box}, sink_ {std::move(sink)}, tell_ {std::move(tell)} {
+        : box_{box}, sink_{std::move(sink)}, tell_{std::move(tell)} {
         answer_.file = std::move(file);
         answer_.page = page;
         options_.page = page;
@@ -81,7 +81,7 @@ class Question {
         if (!info) return finish(reason(info.error()));
         answer_.readable = true;
         answer_.info = *info;
-        answer_.file_size = QFileInfo {answer_.file}.size();
+        answer_.file_size = QFileInfo{answer_.file}.size();
         tell_(answer_);
         if (!try_stamp()) decode();
     }
@@ -107,15 +107,14 @@ class Question {
     void decode() {
         options_.reduce = reduction(answer_.info, box_);
         if (!affordable(answer_.info, options_.reduce)) {
-            return finish(answer_.picture.isNull() ? PreviewQuery::tr("Too large for a preview")
-                                                   : QString {});
+            return finish(answer_.picture.isNull() ? PreviewQuery::tr("Too large for a preview") : QString{});
         }
         const auto outcome = imaging::load(path_, options_, sink_);
         if (sink_.stale()) return;
         if (!outcome) return finish(reason(outcome.error()));
         answer_.picture = preview_picture(outcome->bitmap, box_);
         const bool whole = outcome->rows_shown >= outcome->rows_declared;
-        finish(whole ? QString {}
+        finish(whole ? QString{}
                      : PreviewQuery::tr("Damaged: %1 of %2 rows can be read")
                            .arg(outcome->rows_shown)
                            .arg(outcome->rows_declared));
@@ -151,7 +150,7 @@ void add_row(const std::vector<std::uint8_t>& rgba, const std::vector<int>& star
 // Where the source pixels of each target pixel begin, and the end of the last.
 std::vector<int> box_starts(int source, int target) {
     std::vector<int> starts;
-    for (int i = 0; i <= target; ++i) starts.push_back(static_cast<int>(std::int64_t {source} * i / target));
+    for (int i = 0; i <= target; ++i) starts.push_back(static_cast<int>(std::int64_t{source} * i / target));
     return starts;
 }
 
@@ -159,10 +158,10 @@ std::vector<int> box_starts(int source, int target) {
 
 QImage preview_picture(const imaging::Bitmap& bitmap, QSize box) {
     if (bitmap.empty() || box.isEmpty()) return {};
-    QSize size {bitmap.width(), bitmap.height()};
+    QSize size{bitmap.width(), bitmap.height()};
     if (size.width() > box.width() || size.height() > box.height()) size.scale(box, Qt::KeepAspectRatio);
     size = size.expandedTo({1, 1});
-    QImage picture {size, QImage::Format_RGBA8888_Premultiplied};
+    QImage picture{size, QImage::Format_RGBA8888_Premultiplied};
     if (picture.isNull()) return {};
 
     const std::vector<int> columns = box_starts(bitmap.width(), size.width());
@@ -190,7 +189,7 @@ QImage preview_picture(const imaging::Bitmap& bitmap, QSize box) {
 }
 
 PreviewQuery::PreviewQuery(QObject* parent)
-    : QObject {parent}, current_ {std::make_shared<std::atomic<std::uint64_t>>(0)} {
+    : QObject{parent}, current_{std::make_shared<std::atomic<std::uint64_t>>(0)} {
     // Two: a stale decode between two rows does not keep the next file waiting.
     pool_.setMaxThreadCount(2);
 }
@@ -218,7 +217,7 @@ void PreviewQuery::ask(const QString& file, int page, QSize box) {
             Qt::QueuedConnection);
     };
     pool_.start([current = current_, ticket, file, page, box, tell] {
-        Question {file, page, box, StopWhenStale {current, ticket}, tell}.work();
+        Question{file, page, box, StopWhenStale{current, ticket}, tell}.work();
     });
 }
 

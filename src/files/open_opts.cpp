@@ -33,31 +33,30 @@ constexpr int kPhotoCdFormat = 57;
 constexpr int kBeyondLastPage = 32000;  // the engine answers with the last page
 constexpr int kInfoWidthTwips = 3930, kInfoHeightTwips = 3105;
 
-constexpr std::array<const char*, 6> kPhotoCdResolutions {"64 x 96",   "128 x 192",   "256 x 384",
-                                                          "512 x 768", "1024 x 1536", "2048 x 3072"};
+constexpr std::array<const char*, 6> kPhotoCdResolutions{"64 x 96",   "128 x 192",   "256 x 384",
+                                                         "512 x 768", "1024 x 1536", "2048 x 3072"};
 
 struct BitChoice {
     int bits;
     const char* caption;
 };
-constexpr std::array<BitChoice, 7> kBitChoices {{{0, "&Default"},
-                                                 {32, "&32 Bit"},
-                                                 {24, "&24 Bit"},
-                                                 {16, "1&6 Bit"},
-                                                 {8, "&8 Bit"},
-                                                 {4, "&4 Bit"},
-                                                 {1, "&1 Bit"}}};
+constexpr std::array<BitChoice, 7> kBitChoices{{{0, "&Default"},
+                                                {32, "&32 Bit"},
+                                                {24, "&24 Bit"},
+                                                {16, "1&6 Bit"},
+                                                {8, "&8 Bit"},
+                                                {4, "&4 Bit"},
+                                                {1, "&1 Bit"}}};
 
 // A text as a 16-bit integer, strictly: the whole text has to be a number.
 std::int16_t strict_int16(const QString& text) {
     bool is_number = false;
     const double value = QLocale::c().toDouble(text.trimmed(), &is_number);
-    if (!is_number || !std::isfinite(value))
-        throw program::RunTimeError {13, QStringLiteral("Type mismatch")};
-    if (std::abs(value) > 40'000) throw program::RunTimeError {6, QStringLiteral("Overflow")};
+    if (!is_number || !std::isfinite(value)) throw program::RunTimeError{13, QStringLiteral("Type mismatch")};
+    if (std::abs(value) > 40'000) throw program::RunTimeError{6, QStringLiteral("Overflow")};
     const std::int64_t rounded = text::round_half_even(value);
     if (rounded < INT16_MIN || rounded > INT16_MAX)
-        throw program::RunTimeError {6, QStringLiteral("Overflow")};
+        throw program::RunTimeError{6, QStringLiteral("Overflow")};
     return static_cast<std::int16_t>(rounded);
 }
 
@@ -65,7 +64,7 @@ std::int16_t strict_int16(const QString& text) {
 // text stays available to assistive technology and as a tip.
 class FactLabel final : public QLabel {
   public:
-    FactLabel(const QString& name, QWidget* parent) : QLabel {parent} {
+    FactLabel(const QString& name, QWidget* parent) : QLabel{parent} {
         setObjectName(name);
         setTextFormat(Qt::PlainText);
         setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
@@ -77,7 +76,7 @@ class FactLabel final : public QLabel {
 
   protected:
     void paintEvent(QPaintEvent*) override {
-        QPainter painter {this};
+        QPainter painter{this};
         const QString shown = fontMetrics().elidedText(text(), Qt::ElideMiddle, contentsRect().width());
         style()->drawItemText(&painter, contentsRect(), Qt::AlignLeft | Qt::AlignVCenter, palette(),
                               isEnabled(), shown, foregroundRole());
@@ -89,7 +88,7 @@ QString bytes_text(std::int64_t count) { return QString::number(count) + QString
 }  // namespace
 
 struct OpenOpts::Private {
-    Private(OpenOpts& the_form, program::Prompts& the_prompts) : form {the_form}, prompts {the_prompts} {}
+    Private(OpenOpts& the_form, program::Prompts& the_prompts) : form{the_form}, prompts{the_prompts} {}
 
     OpenOpts& form;
     program::Prompts& prompts;
@@ -137,15 +136,14 @@ struct OpenOpts::Private {
     void InfoOK_Click();
 };
 
-// --- Building
-// -----------------------------------------------------------------------------------------------
+// --- Building ---
 
 void OpenOpts::Private::build() {
-    lead1 = new engine::Engine {&form};
+    lead1 = new engine::Engine{&form};
     lead1->setObjectName("LEAD1");
     form.setObjectName("OpenOpts");
     form.setWindowTitle(tr("File Open Options"));
-    auto* layout = new QVBoxLayout {&form};
+    auto* layout = new QVBoxLayout{&form};
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSizeConstraint(QLayout::SetFixedSize);  // the form follows the view that is shown
     layout->addWidget(choices = build_choices());
@@ -156,13 +154,13 @@ void OpenOpts::Private::build() {
 }
 
 QWidget* OpenOpts::Private::build_load_as() {
-    auto* frame = new QGroupBox {tr("Load As")};
+    auto* frame = new QGroupBox{tr("Load As")};
     frame->setObjectName("Frame1");
-    auto* layout = new QVBoxLayout {frame};
-    bits = new QButtonGroup {&form};
+    auto* layout = new QVBoxLayout{frame};
+    bits = new QButtonGroup{&form};
     bits->setObjectName("Bit");
     for (const BitChoice& choice : kBitChoices) {
-        auto* button = new QRadioButton {tr(choice.caption)};
+        auto* button = new QRadioButton{tr(choice.caption)};
         button->setObjectName(QStringLiteral("Bit%1").arg(choice.bits));
         bits->addButton(button, choice.bits);
         layout->addWidget(button);
@@ -172,29 +170,29 @@ QWidget* OpenOpts::Private::build_load_as() {
 }
 
 QWidget* OpenOpts::Private::build_choices() {
-    auto* view = new QWidget {&form};
+    auto* view = new QWidget{&form};
     page_number = new QLineEdit;
     page_number->setObjectName("PageNumberBox");
     page_number->setMaximumWidth(page_number->fontMetrics().averageCharWidth() * 12);
-    auto* page_label = new QLabel {tr("&Page:")};
+    auto* page_label = new QLabel{tr("&Page:")};
     page_label->setObjectName("Label1");
     page_label->setBuddy(page_number);
-    paint_while_load = new QCheckBox {tr("Paint &While Load")};
+    paint_while_load = new QCheckBox{tr("Paint &While Load")};
     paint_while_load->setObjectName("PaintWhileLoad");
-    load_stamp = new QCheckBox {tr("&Load Stamp (If Available)")};
+    load_stamp = new QCheckBox{tr("&Load Stamp (If Available)")};
     load_stamp->setObjectName("LoadStampCheck");
     pcd_resolution = new QComboBox;
     pcd_resolution->setObjectName("PCDResBox");
     pcd_resolution->setMinimumContentsLength(11);
-    pcd_label = new QLabel {tr("P&CD Resolution:")};
+    pcd_label = new QLabel{tr("P&CD Resolution:")};
     pcd_label->setObjectName("PCDLabel");
     pcd_label->setBuddy(pcd_resolution);
-    info = new QPushButton {tr("&Info")};
+    info = new QPushButton{tr("&Info")};
     info->setObjectName("Info");
-    ok = new QPushButton {tr("OK")};
+    ok = new QPushButton{tr("OK")};
     ok->setObjectName("OK");
     ok->setDefault(true);
-    auto* cancel = new QPushButton {tr("Cancel")};
+    auto* cancel = new QPushButton{tr("Cancel")};
     cancel->setObjectName("Cancel");
     connect(cancel, &QPushButton::clicked, &form, &QDialog::reject);
 
@@ -216,7 +214,7 @@ QWidget* OpenOpts::Private::build_choices() {
     buttons->addWidget(ok);
     buttons->addWidget(cancel);
 
-    auto* layout = new QGridLayout {view};
+    auto* layout = new QGridLayout{view};
     layout->setHorizontalSpacing(16);
     layout->setVerticalSpacing(12);
     layout->addWidget(build_load_as(), 0, 0);
@@ -228,18 +226,18 @@ QWidget* OpenOpts::Private::build_choices() {
 QLabel* OpenOpts::Private::add_fact(const char* label_name, const char* caption, const char* value_name) {
     auto* layout = static_cast<QGridLayout*>(info_view->layout());
     const int row = layout->rowCount();
-    auto* label = new QLabel {tr(caption), info_view};
+    auto* label = new QLabel{tr(caption), info_view};
     label->setObjectName(label_name);
-    auto* value = new FactLabel {value_name, info_view};
+    auto* value = new FactLabel{value_name, info_view};
     layout->addWidget(label, row, 0);
     layout->addWidget(value, row, 1);
     return value;
 }
 
 QWidget* OpenOpts::Private::build_info_view() {
-    info_view = new QWidget {&form};
+    info_view = new QWidget{&form};
     info_view->setObjectName("FileInfoPic");
-    auto* layout = new QGridLayout {info_view};
+    auto* layout = new QGridLayout{info_view};
     layout->setColumnStretch(1, 1);
     layout->setHorizontalSpacing(12);
     layout->setVerticalSpacing(4);
@@ -251,14 +249,14 @@ QWidget* OpenOpts::Private::build_info_view() {
     size_in_memory = add_fact("Label5", "Size In Memory:", "InfoSizeMem");
     size_on_disk = add_fact("Label2", "Size On Disk:", "InfoSizeDisk");
 
-    auto* page_label = new QLabel {tr("Page:"), info_view};
+    auto* page_label = new QLabel{tr("Page:"), info_view};
     page_label->setObjectName("Label11");
-    page_list = new QComboBox {info_view};
+    page_list = new QComboBox{info_view};
     page_list->setObjectName("PageDropBox");
     page_list->setMinimumContentsLength(5);
     page_list->setMaxVisibleItems(20);
     page_label->setBuddy(page_list);
-    info_ok = new QPushButton {tr("OK"), info_view};
+    info_ok = new QPushButton{tr("OK"), info_view};
     info_ok->setObjectName("InfoOK");
     auto* last_row = new QHBoxLayout;
     last_row->setSpacing(8);
@@ -307,8 +305,7 @@ void OpenOpts::Private::centre_on_screen() {
               screen.y() + (screen.height() - size.height()) / 2);
 }
 
-// --- Rules
-// --------------------------------------------------------------------------------------------------
+// --- Rules ---
 
 engine::Code OpenOpts::Private::query(int page) {
     lead1->SetEnableProgressEvent(false);
@@ -325,7 +322,7 @@ std::optional<int> OpenOpts::Private::held_resolution(int position) const {
 }
 
 void OpenOpts::Private::fill_photo_cd_list() {
-    const QSignalBlocker quiet {pcd_resolution};
+    const QSignalBlocker quiet{pcd_resolution};
     for (std::size_t index = 0; index < kPhotoCdResolutions.size(); ++index) {
         if (lead1->HasPCDResolution(file_name, static_cast<int>(index)))
             pcd_resolution->addItem(kPhotoCdResolutions[index]);
@@ -364,7 +361,7 @@ void OpenOpts::Private::show_facts() {
 }
 
 void OpenOpts::Private::Info_Click() {
-    const QSignalBlocker quiet {page_list};
+    const QSignalBlocker quiet{page_list};
     int last_page = 0;
     engine::Code code = query(kBeyondLastPage);
     if (code == 0) {
@@ -408,11 +405,10 @@ void OpenOpts::Private::InfoOK_Click() {
     info->setFocus();
 }
 
-// --- The form
-// -----------------------------------------------------------------------------------------------
+// --- The form ---
 
 OpenOpts::OpenOpts(program::Prompts& prompts, QWidget* parent)
-    : QDialog {parent}, d_ {std::make_unique<Private>(*this, prompts)} {
+    : QDialog{parent}, d_{std::make_unique<Private>(*this, prompts)} {
     d_->build();
 }
 
