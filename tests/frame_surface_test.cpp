@@ -196,6 +196,19 @@ TEST(CommandSurface, OneToolAtAllItsPlaces) {
     EXPECT_EQ(clicks.size(), 2) << "shortcut";
 }
 
+TEST(CommandSurface, AClickMayReplaceTheLayoutUnderItself) {
+    Layout layout = designed_layout();
+    ASSERT_GE(insert_tool(layout, kStandard, 0, QStringLiteral("ID_DefaultToolbars")), 0);
+    Frame frame(layout);
+    QObject::connect(frame.surface, &CommandSurface::tool_clicked,
+                     [&] { frame.surface->apply(designed_layout()); });
+    ToolBar* bar = frame.surface->bar(u"Standard");
+    QTest::mouseClick(bar->widgetForAction(frame.surface->action(u"ID_DefaultToolbars")), Qt::LeftButton);
+    QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_EQ(frame.surface->layout(), designed_layout());
+    EXPECT_FALSE(bar->actions().contains(frame.surface->action(u"ID_DefaultToolbars")));
+}
+
 TEST(CommandSurface, RecentCaptionsReadBackUnchanged) {
     Frame frame;
     const QString stored = QStringLiteral("&1 /home/a&b/\u00e9 && c.tif");
@@ -643,12 +656,4 @@ TEST(CustomizeDialog, OkKeepsAndTidies) {
     EXPECT_EQ(frame.tools_of(kHelpMenu),
               (QStringList {"ID_Contents", "ID_About", "", "ID_CustomizeToolbars"}));
     EXPECT_FALSE(frame.surface->customizing());
-}
-
-int main(int argc, char** argv) {
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication app(argc, argv);
-    app.setStyle(QStringLiteral("Fusion"));
-    testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
 }
