@@ -47,6 +47,28 @@ void swap_rgb24(const std::uint8_t* in, std::uint8_t* out, std::size_t count) {
     plain::swap_rgb24(in, out, count);
 }
 
+void stream_swap_rgb24(const std::uint8_t* in, std::uint8_t* out, std::size_t count) {
+    // Sixteen pixels a step. Each 16 bytes of output need 18 bytes of input: two loads, two bytes apart, of which
+    // the second supplies what the first cannot reach.
+    constexpr char x = -128;  // shuffles in a zero
+    const __m128i a0 = _mm_setr_epi8(2, 1, 0, 5, 4, 3, 8, 7, 6, 11, 10, 9, 14, 13, 12, x);
+    const __m128i b0 = _mm_setr_epi8(x, x, x, x, x, x, x, x, x, x, x, x, x, x, x, 15);
+    const __m128i a1 = _mm_setr_epi8(1, 0, 5, 4, 3, 8, 7, 6, 11, 10, 9, 14, 13, 12, x, x);
+    const __m128i b1 = _mm_setr_epi8(x, x, x, x, x, x, x, x, x, x, x, x, x, x, 15, 14);
+    const __m128i a2 = _mm_setr_epi8(0, 5, 4, 3, 8, 7, 6, 11, 10, 9, 14, 13, 12, x, x, 15);
+    const __m128i b2 = _mm_setr_epi8(x, x, x, x, x, x, x, x, x, x, x, x, x, 15, 14, x);
+    for (; count >= 17; count -= 16, in += 48, out += 48) {
+        const auto mix = [in](int at, __m128i a, __m128i b) {
+            return _mm_or_si128(_mm_shuffle_epi8(load(in + at), a), _mm_shuffle_epi8(load(in + at + 2), b));
+        };
+        _mm_stream_si128(reinterpret_cast<__m128i*>(out), mix(0, a0, b0));
+        _mm_stream_si128(reinterpret_cast<__m128i*>(out + 16), mix(15, a1, b1));
+        _mm_stream_si128(reinterpret_cast<__m128i*>(out + 32), mix(30, a2, b2));
+    }
+    plain::swap_rgb24(in, out, count);
+    _mm_sfence();  // other threads see the pixels with whatever tells them of the row
+}
+
 void swap_rgba32(const std::uint8_t* in, std::uint8_t* out, std::size_t count) {
     const __m128i order = _mm_setr_epi8(2, 1, 0, 3, 6, 5, 4, 7, 10, 9, 8, 11, 14, 13, 12, 15);
     for (; count >= 4; count -= 4, in += 16, out += 16) store(out, _mm_shuffle_epi8(load(in), order));
@@ -93,6 +115,7 @@ void interleave_rgb(const std::uint8_t* r, const std::uint8_t* g, const std::uin
 
 #else
 
+void stream_swap_rgb24(const std::uint8_t* in, std::uint8_t* out, std::size_t count) { plain::swap_rgb24(in, out, count); }
 void swap_rgb24(const std::uint8_t* in, std::uint8_t* out, std::size_t count) {
     plain::swap_rgb24(in, out, count);
 }

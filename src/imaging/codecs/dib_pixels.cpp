@@ -13,6 +13,8 @@
 namespace quillmark::imaging::dib {
 namespace {
 
+constexpr std::int64_t kStreamFrom = 8 << 20;
+
 // Bytes from row to row. Some writers leave out the padding; the amount of data gives them away. A single row
 // needs none.
 std::int64_t stored_stride(const ByteReader& in, const DibHeader& header) {
@@ -58,12 +60,12 @@ class Channel {
     static constexpr int kMostBits = 10;
     int shift_ = 0;
     std::uint32_t mask_ = 0;  // no such channel: always the first level, 0
-    std::array<std::uint8_t, 1 << kMostBits> levels_ {};
+    std::array<std::uint8_t, 1 << kMostBits> levels_{};
 };
 
 struct Channels {
     explicit Channels(const DibHeader& header)
-        : r {header.masks[0]}, g {header.masks[1]}, b {header.masks[2]}, a {header.masks[3]} {}
+        : r{header.masks[0]}, g{header.masks[1]}, b{header.masks[2]}, a{header.masks[3]} {}
     Channel r, g, b, a;
 };
 
@@ -84,7 +86,7 @@ class LinearLevels {
   public:
     LinearLevels() {
         for (int i = 0; i <= kOne; ++i) {
-            const double v = i / double {kOne};
+            const double v = i / double{kOne};
             const double s = v <= 0.0031308 ? 12.92 * v : 1.055 * std::pow(v, 1 / 2.4) - 0.055;
             curved_[static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(std::lround(s * 255));
         }
@@ -104,11 +106,11 @@ class LinearLevels {
         const auto value = static_cast<std::int16_t>(in[0] | in[1] << 8);
         return static_cast<std::size_t>(std::clamp<int>(value, 0, kOne));
     }
-    std::array<std::uint8_t, kOne + 1> curved_ {};
+    std::array<std::uint8_t, kOne + 1> curved_{};
 };
 
 bool has_masks(const DibHeader& header, std::uint32_t r, std::uint32_t g, std::uint32_t b, std::uint32_t a) {
-    return header.masks == std::array<std::uint32_t, 4> {r, g, b, a};
+    return header.masks == std::array<std::uint32_t, 4>{r, g, b, a};
 }
 
 bool is_byte(std::uint32_t mask) {
@@ -151,6 +153,13 @@ Convert converter(const DibHeader& header) {
                 [](auto in, auto out, int width) { std::memcpy(out, in, static_cast<std::size_t>(width)); };
         case 16: return unmasker<std::uint16_t>(header);
         case 24:
+            // Streaming saves a third of the memory traffic, but only a picture that leaves the cache anyway
+            // gains.
+            if (header.row_bytes() * header.height > kStreamFrom) {
+                return [](auto in, auto out, int width) {
+                    stream_swap_rgb24(in, out, static_cast<std::size_t>(width));
+                };
+            }
             return [](auto in, auto out, int width) { swap_rgb24(in, out, static_cast<std::size_t>(width)); };
         case 32: return converter_32(header);
         default: {
