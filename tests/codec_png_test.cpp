@@ -70,7 +70,15 @@ void expect_same_pixels(const Bitmap& a, const Bitmap& b) {
     ASSERT_EQ(a.width(), b.width());
     ASSERT_EQ(a.height(), b.height());
     ASSERT_EQ(a.bits(), b.bits());
-    for (int y = 0; y < a.height(); ++y) ASSERT_TRUE(std::ranges::equal(a.row(y), b.row(y))) << "row " << y;
+    // The bits behind the last pixel of a 1-bit row mean nothing.
+    const std::size_t whole_bytes = a.bits() == 1 ? static_cast<std::size_t>(a.width()) / 8 : a.row_bytes();
+    for (int y = 0; y < a.height(); ++y) {
+        ASSERT_TRUE(std::ranges::equal(a.row(y).first(whole_bytes), b.row(y).first(whole_bytes)))
+            << "row " << y;
+        for (int x = static_cast<int>(whole_bytes) * 8; x < a.width() && a.bits() == 1; ++x) {
+            ASSERT_EQ(a.pixel(x, y), b.pixel(x, y)) << "row " << y;
+        }
+    }
 }
 
 struct Variant {
@@ -169,7 +177,9 @@ TEST(PngTest, TransparentColourIsComparedAtFullDepth) {
 
 TEST(PngTest, TruncatedFilesShowWhatThereIs) {
     for (const bool interlaced : {false, true}) {
-        const Bytes whole = make_png({64, 64, 8, PNG_COLOR_TYPE_RGB, interlaced});
+        const Bytes whole = make_png({64, 64, 8, PNG_COLOR_TYPE_RGB, interlaced}, [](int i) {
+            return static_cast<int>(static_cast<unsigned>(i) * 2654435761U >> 13);
+        });
         const auto reference = decode(whole);
         ASSERT_TRUE(reference);
         Bytes file = whole;
@@ -222,7 +232,8 @@ TEST(PngTest, WritingKeepsPixelsPaletteAndMetadata) {
         ASSERT_TRUE(back);
         expect_same_pixels(bitmap, back->bitmap);
         EXPECT_EQ(back->bitmap.palette(), bitmap.palette());
-        EXPECT_EQ(back->bitmap.metadata().resolution, metadata.resolution);
+        EXPECT_NEAR(back->bitmap.metadata().resolution.x, 300, 0.02);
+        EXPECT_NEAR(back->bitmap.metadata().resolution.y, 150, 0.02);
         EXPECT_EQ(back->bitmap.metadata().comment, metadata.comment);
         ++written;
     }

@@ -67,10 +67,19 @@ std::vector<std::uint8_t> short_beginning(const PngHeader& header) {
     facts[9] = static_cast<std::uint8_t>(header.colour);
     facts[12] = header.interlaced;
     append_chunk(bytes, "IHDR", facts);
-    if (header.palette.empty()) return bytes;
-    std::vector<std::uint8_t> palette;
-    for (const Rgba& entry : header.palette) palette.insert(palette.end(), {entry.r, entry.g, entry.b});
-    append_chunk(bytes, "PLTE", palette);
+    std::vector<std::uint8_t> more;
+    for (const Rgba& entry : header.palette) more.insert(more.end(), {entry.r, entry.g, entry.b});
+    if (!more.empty()) append_chunk(bytes, "PLTE", more);
+    more.clear();
+    if (header.key) {
+        const std::size_t samples = header.colour == PngColour::rgb ? 3 : 1;
+        for (std::size_t i = 0; i < samples; ++i) {
+            const std::uint16_t value = (*header.key)[i];
+            more.insert(more.end(),
+                        {static_cast<std::uint8_t>(value >> 8), static_cast<std::uint8_t>(value)});
+        }
+        append_chunk(bytes, "tRNS", more);
+    }
     return bytes;
 }
 
@@ -136,20 +145,15 @@ class Decoder {
 
     static void on_info(png_structp png, png_infop info) {
         const Decoder& decoder = self(png);
-        decoder.set_transforms(png, info);
+        decoder.set_transforms(png);
         png_set_interlace_handling(png);
         png_read_update_info(png, info);
         // Rows go straight into the bitmap: its rows and the library's must agree.
         if (png_get_rowbytes(png, info) != decoder.bitmap_.row_bytes()) png_error(png, "row size");
     }
 
-    void set_transforms(png_structp png, png_infop info) const {
-        if (header_.key) {
-            const auto& key = *header_.key;
-            png_color_16 colour {0, key[0], key[1], key[2], key[0]};
-            png_set_tRNS(png, info, nullptr, 0, &colour);
-            png_set_expand(png);
-        }
+    void set_transforms(png_structp png) const {
+        if (header_.key) png_set_expand(png);
         if (header_.depth == 16) {
             if (bitmap_.layout() != Layout::gray16)
                 png_set_scale_16(png);
