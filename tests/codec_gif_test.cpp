@@ -23,21 +23,20 @@ Bytes lzw_encode(const Bytes& indices, int min_size, bool late_clear = false) {
             packed.push_back(static_cast<std::uint8_t>(held));
     };
     const std::uint32_t clear = 1u << min_size;
-    std::map<std::vector<std::uint8_t>, std::uint32_t> table;
+    std::map<std::string, std::uint32_t> table;
     int width = 0;
     std::uint32_t next = 0;
     const auto reset = [&] {
         emit(clear, width ? width : min_size + 1);
         table.clear();
-        for (std::uint32_t i = 0; i < clear; ++i) table[{static_cast<std::uint8_t>(i)}] = i;
+        for (std::uint32_t i = 0; i < clear; ++i) table[std::string(1, static_cast<char>(i))] = i;
         width = min_size + 1;
         next = clear + 2;
     };
     reset();
-    Bytes string;
+    std::string string;
     for (const std::uint8_t index : indices) {
-        Bytes longer = string;
-        longer.push_back(index);
+        const std::string longer = string + static_cast<char>(index);
         if (table.contains(longer)) {
             string = longer;
             continue;
@@ -49,13 +48,13 @@ Bytes lzw_encode(const Bytes& indices, int min_size, bool late_clear = false) {
         } else if (!late_clear) {
             reset();
         }
-        string = {index};
+        string.assign(1, static_cast<char>(index));
     }
     emit(table[string], width);
     if (next == 1u << width && width < 12) ++width;
     emit(clear + 1, width);
     if (have > 0) packed.push_back(static_cast<std::uint8_t>(held));
-    Bytes blocks {static_cast<std::uint8_t>(min_size)};
+    Bytes blocks{static_cast<std::uint8_t>(min_size)};
     for (std::size_t at = 0; at < packed.size(); at += 255) {
         const std::size_t size = std::min<std::size_t>(255, packed.size() - at);
         blocks.push_back(static_cast<std::uint8_t>(size));
@@ -69,7 +68,7 @@ Bytes lzw_encode(const Bytes& indices, int min_size, bool late_clear = false) {
 class GifBuilder {
   public:
     GifBuilder(int width, int height, int table_bits) {
-        for (const char c : std::string {"GIF89a"}) bytes.push_back(static_cast<std::uint8_t>(c));
+        for (const char c : std::string{"GIF89a"}) bytes.push_back(static_cast<std::uint8_t>(c));
         word(width), word(height);
         bytes.push_back(static_cast<std::uint8_t>(table_bits ? 0x80 | (table_bits - 1) : 0));
         bytes.insert(bytes.end(), {0, 0});
@@ -113,14 +112,14 @@ Result<Outcome> decode(const Bytes& bytes, int page = 1) {
     RowSink sink;
     LoadOptions options;
     options.page = page;
-    return load(memory_source(std::span {bytes}), "a.gif", options, sink);
+    return load(memory_source(std::span{bytes}), "a.gif", options, sink);
 }
 
 ImageInfo info_of(const Bytes& bytes, int page = 1) {
     ReadOptions options;
     options.page = page;
-    const auto info = read_info(memory_source(std::span {bytes}), "a.gif", options);
-    return info ? *info : ImageInfo {};
+    const auto info = read_info(memory_source(std::span{bytes}), "a.gif", options);
+    return info ? *info : ImageInfo{};
 }
 
 Rgba entry(int index, int base = 0) {
@@ -138,10 +137,10 @@ class GifLzw : public testing::TestWithParam<LzwCase> {};
 
 TEST_P(GifLzw, GivesBackWhatWasEncoded) {
     const LzwCase& c = GetParam();
-    std::mt19937 random {7};
+    std::mt19937 random{7};
     Bytes indices(static_cast<std::size_t>(c.width) * static_cast<std::size_t>(c.height));
     for (auto& index : indices) index = static_cast<std::uint8_t>(random() % static_cast<unsigned>(c.spread));
-    const Bytes file = GifBuilder {c.width, c.height, c.bits}
+    const Bytes file = GifBuilder{c.width, c.height, c.bits}
                            .frame(0, 0, c.width, c.height, indices, std::max(c.bits, 2), 0, c.late_clear)
                            .end()
                            .bytes;
@@ -160,26 +159,26 @@ TEST_P(GifLzw, GivesBackWhatWasEncoded) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Pictures, GifLzw,
-                         testing::Values(LzwCase {"one_pixel", 1, 1, 1, 2, false},
-                                         LzwCase {"packed", 1, 37, 41, 2, false},
-                                         LzwCase {"seven_bits", 7, 61, 33, 128, false},
-                                         LzwCase {"noise", 8, 300, 200, 256, false},
-                                         LzwCase {"late_clear", 8, 300, 200, 256, true},
-                                         LzwCase {"long_strings", 8, 300, 200, 1, false},
-                                         LzwCase {"runs_and_late_clear", 4, 300, 300, 3, true},
-                                         LzwCase {"few_colours", 2, 300, 300, 3, false}),
+                         testing::Values(LzwCase{"one_pixel", 1, 1, 1, 2, false},
+                                         LzwCase{"packed", 1, 37, 41, 2, false},
+                                         LzwCase{"seven_bits", 7, 61, 33, 128, false},
+                                         LzwCase{"noise", 8, 300, 200, 256, false},
+                                         LzwCase{"late_clear", 8, 300, 200, 256, true},
+                                         LzwCase{"long_strings", 8, 300, 200, 1, false},
+                                         LzwCase{"runs_and_late_clear", 4, 300, 300, 3, true},
+                                         LzwCase{"few_colours", 2, 300, 300, 3, false}),
                          [](const auto& tested) { return tested.param.name; });
 
 TEST(Gif, InterlacedRowsComeToTheirPlaces) {
-    constexpr std::array<std::uint8_t, 11> kOrder {0, 8, 4, 2, 6, 10, 1, 3, 5, 7, 9};
+    constexpr std::array<std::uint8_t, 11> kOrder{0, 8, 4, 2, 6, 10, 1, 3, 5, 7, 9};
     const auto outcome = decode(
-        GifBuilder {1, 11, 4}.frame(0, 0, 1, 11, Bytes(kOrder.begin(), kOrder.end()), 4, 0x40).end().bytes);
+        GifBuilder{1, 11, 4}.frame(0, 0, 1, 11, Bytes(kOrder.begin(), kOrder.end()), 4, 0x40).end().bytes);
     ASSERT_TRUE(outcome);
     for (int y = 0; y < 11; ++y) EXPECT_EQ(outcome->bitmap.pixel(0, y), entry(y));
 }
 
 TEST(Gif, TransparencyOfOneFrameStaysInThePalette) {
-    const auto outcome = decode(GifBuilder {3, 1, 2}.control(0, 2).frame(1, 0, 2, 1, {1, 2}, 2).end().bytes);
+    const auto outcome = decode(GifBuilder{3, 1, 2}.control(0, 2).frame(1, 0, 2, 1, {1, 2}, 2).end().bytes);
     ASSERT_TRUE(outcome);
     EXPECT_EQ(outcome->bitmap.layout(), Layout::index8);
     EXPECT_EQ(outcome->bitmap.pixel(0, 0).a, 0);  // the frame does not reach it
@@ -188,13 +187,13 @@ TEST(Gif, TransparencyOfOneFrameStaysInThePalette) {
 }
 
 TEST(Gif, PageIsTheScreenAfterItsFrame) {
-    GifBuilder gif {4, 1, 2};
+    GifBuilder gif{4, 1, 2};
     gif.control(0, -1).frame(0, 0, 4, 1, {0, 1, 2, 3}, 2);  // 1: kept
     gif.control(3, -1).frame(0, 0, 2, 1, {3, 3}, 2);        // 2: taken back
     gif.control(2, 1).frame(1, 0, 2, 1, {1, 0}, 2, 0);      // 3: leaves a hole
     gif.control(0, -1).frame(3, 0, 1, 1, {0}, 2, 0x80);     // 4: a table of its own
     gif.end();
-    const Rgba none {0, 0, 0, 0};
+    const Rgba none{0, 0, 0, 0};
     const std::vector<std::vector<Rgba>> expected = {
         {entry(0), entry(1), entry(2), entry(3)},
         {entry(3), entry(3), entry(2), entry(3)},
@@ -218,14 +217,14 @@ TEST(Gif, PageIsTheScreenAfterItsFrame) {
 }
 
 TEST(Gif, IndexBeyondTheTableIsItsFirstColour) {
-    const auto outcome = decode(GifBuilder {2, 1, 2}.frame(0, 0, 2, 1, {200, 3}, 8).end().bytes);
+    const auto outcome = decode(GifBuilder{2, 1, 2}.frame(0, 0, 2, 1, {200, 3}, 8).end().bytes);
     ASSERT_TRUE(outcome);
     EXPECT_EQ(outcome->bitmap.row(0)[0], 0);
     EXPECT_EQ(outcome->bitmap.row(0)[1], 3);
 }
 
 TEST(Gif, ScreenGrowsToHoldTheFirstFrame) {
-    const auto outcome = decode(GifBuilder {0, 0, 2}.frame(0, 0, 2, 2, {0, 1, 2, 3}, 2).end().bytes);
+    const auto outcome = decode(GifBuilder{0, 0, 2}.frame(0, 0, 2, 2, {0, 1, 2, 3}, 2).end().bytes);
     ASSERT_TRUE(outcome);
     EXPECT_EQ(outcome->bitmap.width(), 2);
     EXPECT_EQ(outcome->bitmap.height(), 2);
@@ -233,9 +232,9 @@ TEST(Gif, ScreenGrowsToHoldTheFirstFrame) {
 
 TEST(Gif, CutFileShowsTheRowsItHas) {
     Bytes indices(100 * 100);
-    std::mt19937 random {3};
+    std::mt19937 random{3};
     for (auto& index : indices) index = static_cast<std::uint8_t>(random());
-    Bytes file = GifBuilder {100, 100, 8}.frame(0, 0, 100, 100, indices, 8).end().bytes;
+    Bytes file = GifBuilder{100, 100, 8}.frame(0, 0, 100, 100, indices, 8).end().bytes;
     file.resize(file.size() / 2);
     const auto outcome = decode(file);
     ASSERT_TRUE(outcome);
@@ -247,14 +246,14 @@ TEST(Gif, CutFileShowsTheRowsItHas) {
 }
 
 TEST(Gif, RefusesWhatCannotBeShown) {
-    const Bytes huge = GifBuilder {20'000, 20'000, 8}.frame(0, 0, 20'000, 20'000, {1, 2, 3}, 8).end().bytes;
-    const Bytes too_large = GifBuilder {65'535, 65'535, 8}.frame(0, 0, 65'535, 65'535, {1}, 8).end().bytes;
-    const Bytes no_frame = GifBuilder {5, 5, 8}.end().bytes;
-    Bytes bad_size = GifBuilder {1, 1, 0}.frame(0, 0, 1, 1, {0}, 2).end().bytes;
+    const Bytes huge = GifBuilder{20'000, 20'000, 8}.frame(0, 0, 20'000, 20'000, {1, 2, 3}, 8).end().bytes;
+    const Bytes too_large = GifBuilder{65'535, 65'535, 8}.frame(0, 0, 65'535, 65'535, {1}, 8).end().bytes;
+    const Bytes no_frame = GifBuilder{5, 5, 8}.end().bytes;
+    Bytes bad_size = GifBuilder{1, 1, 0}.frame(0, 0, 1, 1, {0}, 2).end().bytes;
     bad_size[13 + 10] = 12;
     const auto fault_of = [](const Bytes& bytes) {
         const auto outcome = decode(bytes);
-        return outcome ? std::string {"none"} : std::string {fault_name(outcome.error().fault)};
+        return outcome ? std::string{"none"} : std::string{fault_name(outcome.error().fault)};
     };
     EXPECT_EQ(fault_of(huge), fault_name(Fault::truncated));
     EXPECT_EQ(fault_of(too_large), fault_name(Fault::too_large));
