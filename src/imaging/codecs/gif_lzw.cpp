@@ -12,7 +12,8 @@ void copy16(std::uint8_t* to, const std::uint8_t* from) {
     std::memcpy(to, block, 16);
 }
 
-// May write up to 15 bytes too many. Strings lie before to; what is read beyond their end is overwritten later.
+// May write up to 15 bytes too many. Strings lie before to; what is read beyond their end is overwritten
+// later.
 inline void copy_string(std::uint8_t* to, const std::uint8_t* from, std::uint32_t length) {
     copy16(to, from);
     for (std::uint32_t done = 16; done < length; done += 16) copy16(to + done, from + done);
@@ -20,7 +21,7 @@ inline void copy_string(std::uint8_t* to, const std::uint8_t* from, std::uint32_
 
 }  // namespace
 
-GifLzwDecoder::GifLzwDecoder(ByteReader in, std::int64_t total) : in_{std::move(in)}, total_{total} {
+GifLzwDecoder::GifLzwDecoder(ByteReader in, std::int64_t total) : in_ {std::move(in)}, total_ {total} {
     min_size_ = in_.u8();
     if (in_.failed() || min_size_ < 1 || min_size_ > 11) return;
     pixels_ = Buffer::allocate(static_cast<std::size_t>(total) + kRoots + kSlop);
@@ -57,7 +58,8 @@ bool GifLzwDecoder::stage() {
 }
 
 std::int64_t GifLzwDecoder::decode_to(std::int64_t wanted) {
-    const auto goal = static_cast<std::uint32_t>(std::min(wanted, total_) + static_cast<std::int64_t>(kRoots));
+    const auto goal =
+        static_cast<std::uint32_t>(std::min(wanted, total_) + static_cast<std::int64_t>(kRoots));
     const std::uint32_t clear = 1u << min_size_;
     std::uint8_t* const base = pixels_.data();
     // Working copies: the loop's stores of bytes could otherwise alias the members.
@@ -81,7 +83,8 @@ std::int64_t GifLzwDecoder::decode_to(std::int64_t wanted) {
                 in += (63 - have) >> 3;
                 have |= 56;
             } else {
-                for (; have <= 56 && in < in_end; have += 8) bits |= static_cast<std::uint64_t>(*in++) << have;
+                for (; have <= 56 && in < in_end; have += 8)
+                    bits |= static_cast<std::uint64_t>(*in++) << have;
                 if (have < width) {
                     finished_ = true;
                     break;
@@ -112,8 +115,11 @@ std::int64_t GifLzwDecoder::decode_to(std::int64_t wanted) {
         }
         const Entry entry = table_[code];
         std::uint8_t* const to = base + out;
-        if (entry.at + entry.length <= out) [[likely]] copy_string(to, base + entry.at, entry.length);
-        else for (std::uint32_t i = 0; i < entry.length; ++i) to[i] = base[entry.at + i];  // its own first index ends it
+        if (entry.at + entry.length <= out) [[likely]]
+            copy_string(to, base + entry.at, entry.length);
+        else
+            for (std::uint32_t i = 0; i < entry.length; ++i)
+                to[i] = base[entry.at + i];  // its own first index ends it
         previous_at = out;
         previous_length = entry.length;
         out += entry.length;

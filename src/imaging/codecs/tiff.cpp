@@ -19,7 +19,8 @@ using tiff::Page;
 bool probe(std::span<const std::uint8_t> head) {
     constexpr std::string_view kSignatures[] = {{"II*\0", 4}, {"MM\0*", 4}, {"II+\0", 4}, {"MM\0+", 4}};
     if (head.size() < 4) return false;
-    return std::ranges::any_of(kSignatures, [&](std::string_view s) { return std::memcmp(head.data(), s.data(), 4) == 0; });
+    return std::ranges::any_of(
+        kSignatures, [&](std::string_view s) { return std::memcmp(head.data(), s.data(), 4) == 0; });
 }
 
 // Why libtiff found no directory: the file ends before it, or it makes no sense.
@@ -28,18 +29,21 @@ Error no_directory(ByteReader in) {
     const bool little = in.u16le() == 0x4949;
     const bool big = (little ? in.u16le() : in.u16be()) == 43;
     if (big) in.skip(4);
-    const std::uint64_t offset = big ? (little ? in.u64le() : in.u64be()) : (little ? in.u32le() : in.u32be());
-    if (in.failed() || offset >= static_cast<std::uint64_t>(in.size())) return {Fault::truncated, "TIFF header"};
+    const std::uint64_t offset =
+        big ? (little ? in.u64le() : in.u64be()) : (little ? in.u32le() : in.u32be());
+    if (in.failed() || offset >= static_cast<std::uint64_t>(in.size()))
+        return {Fault::truncated, "TIFF header"};
     return {Fault::malformed, "TIFF directory"};
 }
 
 Result<ImageInfo> info(ByteReader in, const ReadOptions& options) {
-    Handle handle{in};
+    Handle handle {in};
     if (!handle.get()) return no_directory(in);
     const Chain chain = tiff::read_chain(handle.get(), options.limits);
     const int pages = static_cast<int>(chain.pages.size());
     const int number = std::clamp(options.page, 1, pages);
-    if (!TIFFSetSubDirectory(handle.get(), chain.pages[static_cast<std::size_t>(number - 1)])) return no_directory(in);
+    if (!TIFFSetSubDirectory(handle.get(), chain.pages[static_cast<std::size_t>(number - 1)]))
+        return no_directory(in);
     const auto page = tiff::read_page(handle.get(), options.limits);
     if (!page) return page.error();
     ImageInfo info;
@@ -56,26 +60,29 @@ Result<ImageInfo> info(ByteReader in, const ReadOptions& options) {
     return info;
 }
 
-Result<Outcome> decode_directory(Handle& handle, std::uint64_t offset, const ByteReader& in, const ReadOptions& options, RowSink& sink) {
-    if (TIFFCurrentDirOffset(handle.get()) != offset && !TIFFSetSubDirectory(handle.get(), offset)) return no_directory(in);
+Result<Outcome> decode_directory(Handle& handle, std::uint64_t offset, const ByteReader& in,
+                                 const ReadOptions& options, RowSink& sink) {
+    if (TIFFCurrentDirOffset(handle.get()) != offset && !TIFFSetSubDirectory(handle.get(), offset))
+        return no_directory(in);
     const auto page = tiff::read_page(handle.get(), options.limits);
     if (!page) return page.error();
     return tiff::decode_page(handle, *page, options, sink);
 }
 
 Result<Outcome> decode(ByteReader in, const ReadOptions& options, RowSink& sink) {
-    Handle handle{in};
+    Handle handle {in};
     if (!handle.get()) return no_directory(in);
     const Chain chain = tiff::read_chain(handle.get(), options.limits);
-    const auto number = static_cast<std::size_t>(std::clamp(options.page, 1, static_cast<int>(chain.pages.size())));
+    const auto number =
+        static_cast<std::size_t>(std::clamp(options.page, 1, static_cast<int>(chain.pages.size())));
     return decode_directory(handle, chain.pages[number - 1], in, options, sink);
 }
 
 Result<Outcome> stamp(ByteReader in, const ReadOptions& options) {
-    Handle handle{in};
+    Handle handle {in};
     if (!handle.get()) return no_directory(in);
     const Chain chain = tiff::read_chain(handle.get(), options.limits);
-    if (chain.stamp == 0) return Error{Fault::no_stamp, "TIFF"};
+    if (chain.stamp == 0) return Error {Fault::no_stamp, "TIFF"};
     RowSink nobody;
     return decode_directory(handle, chain.stamp, in, options, nobody);
 }
@@ -85,7 +92,7 @@ Result<void> encode(const Bitmap& bitmap, ByteWriter& out, const WriteOptions& o
         case 3: return tiff::encode_page(bitmap, out, COMPRESSION_NONE, options);
         case 11: return tiff::encode_page(bitmap, out, COMPRESSION_LZW, options);
         case 29: return tiff::encode_page(bitmap, out, COMPRESSION_CCITTFAX4, options);
-        default: return Error{Fault::unsupported, "TIFF variant is not written"};
+        default: return Error {Fault::unsupported, "TIFF variant is not written"};
     }
 }
 
@@ -93,14 +100,19 @@ constexpr int kPlainDepths[] = {1, 2, 3, 4, 5, 6, 7, 8, 16, 24, 32};
 constexpr int kCompressedDepths[] = {1, 4, 8, 24, 32};
 constexpr int kFaxDepths[] = {1};
 constexpr FormatCode kFormats[] = {
-    {3, "uncompressed", kPlainDepths}, {11, "compressed", kCompressedDepths}, {29, "CCITT G4", kFaxDepths},
-    {22, "JPEG"},  {25, "CCITT FAX"}, {27, "CCITT G3 1-D"}, {28, "CCITT G3 2-D"},
+    {3, "uncompressed", kPlainDepths},
+    {11, "compressed", kCompressedDepths},
+    {29, "CCITT G4", kFaxDepths},
+    {22, "JPEG"},
+    {25, "CCITT FAX"},
+    {27, "CCITT G3 1-D"},
+    {28, "CCITT G3 2-D"},
 };
 constexpr std::string_view kExtensions[] = {"tif", "tiff", "btf", "tf8"};
 
 }  // namespace
 
 extern const Codec tiff;
-const Codec tiff{"TIFF", kFormats, kExtensions, Pages::many, true, true, probe, info, decode, stamp, encode};
+const Codec tiff {"TIFF", kFormats, kExtensions, Pages::many, true, true, probe, info, decode, stamp, encode};
 
 }  // namespace quillmark::imaging::codecs

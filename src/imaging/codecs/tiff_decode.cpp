@@ -14,12 +14,14 @@ constexpr int kReportRows = 64;
 constexpr std::size_t kReadAhead = 256 << 10;
 constexpr std::size_t kDirectRow = 8 << 10;  // rows of this size are worth a read of their own
 
-// Rows of an image in strips. Uncompressed rows are read from the file itself, past libtiff: no second buffer, and
-// a byte count that lies does no harm.
+// Rows of an image in strips. Uncompressed rows are read from the file itself, past libtiff: no second
+// buffer, and a byte count that lies does no harm.
 class StripRows {
   public:
     StripRows(Handle& handle, const Page& page)
-        : handle_{handle}, page_{page}, row_bytes_{static_cast<std::size_t>(TIFFScanlineSize64(handle.get()))} {}
+        : handle_ {handle},
+          page_ {page},
+          row_bytes_ {static_cast<std::size_t>(TIFFScanlineSize64(handle.get()))} {}
 
     std::size_t row_bytes() const { return row_bytes_; }
 
@@ -35,7 +37,8 @@ class StripRows {
         if (page_.compression != COMPRESSION_NONE) return TIFFReadScanline(handle_.get(), out, y, plane) == 1;
         const std::uint32_t strip = TIFFComputeStrip(handle_.get(), y, plane);
         const auto begin = static_cast<std::int64_t>(TIFFGetStrileOffset(handle_.get(), strip));
-        const std::int64_t within = static_cast<std::int64_t>(y % page_.rows_per_strip) * static_cast<std::int64_t>(row_bytes_);
+        const std::int64_t within =
+            static_cast<std::int64_t>(y % page_.rows_per_strip) * static_cast<std::int64_t>(row_bytes_);
         if (!fetch(begin + within, {out, row_bytes_})) return false;
         restore_order(out);
         return true;
@@ -88,7 +91,8 @@ class Consumer {
     virtual ~Consumer() = default;
     /// A row (or nullptr) that takes samples as they come, so that they need not be put().
     virtual std::uint8_t* direct_row(std::uint32_t) { return nullptr; }
-    virtual void put(std::uint32_t x, std::uint32_t y, std::size_t count, std::span<const std::uint8_t* const> planes) = 0;
+    virtual void put(std::uint32_t x, std::uint32_t y, std::size_t count,
+                     std::span<const std::uint8_t* const> planes) = 0;
     /// Pixels [x, x + count) of rows [first, last) could not be decoded.
     virtual void missing(std::uint32_t x, std::size_t count, std::uint32_t first, std::uint32_t last) = 0;
     /// Rows [first, last) are complete, some of them perhaps missing. False: stop.
@@ -98,7 +102,7 @@ class Consumer {
 class BitmapFiller final : public Consumer {
   public:
     BitmapFiller(const Page& page, Range range, Bitmap bitmap, bool zeroed, RowSink& sink)
-        : page_{page}, converter_{page, range}, zeroed_{zeroed}, sink_{sink} {
+        : page_ {page}, converter_ {page, range}, zeroed_ {zeroed}, sink_ {sink} {
         outcome_.bitmap = std::move(bitmap);
         outcome_.format_code = page.format_code();
         outcome_.rows_declared = outcome_.bitmap.height();
@@ -108,7 +112,8 @@ class BitmapFiller final : public Consumer {
     std::uint8_t* direct_row(std::uint32_t y) override {
         return page_.stored_as_bitmap() ? outcome_.bitmap.writable_row(static_cast<int>(y)).data() : nullptr;
     }
-    void put(std::uint32_t x, std::uint32_t y, std::size_t count, std::span<const std::uint8_t* const> planes) override {
+    void put(std::uint32_t x, std::uint32_t y, std::size_t count,
+             std::span<const std::uint8_t* const> planes) override {
         converter_.put(outcome_.bitmap, static_cast<int>(x), static_cast<int>(y), count, planes);
     }
     void missing(std::uint32_t x, std::size_t count, std::uint32_t first, std::uint32_t last) override {
@@ -161,8 +166,10 @@ class BitmapFiller final : public Consumer {
 // The first of two passes over floating point images.
 class RangeConsumer final : public Consumer {
   public:
-    RangeConsumer(const Page& page, RowSink& sink, const Bitmap& bitmap) : finder_{page}, sink_{sink}, bitmap_{bitmap} {}
-    void put(std::uint32_t, std::uint32_t, std::size_t count, std::span<const std::uint8_t* const> planes) override {
+    RangeConsumer(const Page& page, RowSink& sink, const Bitmap& bitmap)
+        : finder_ {page}, sink_ {sink}, bitmap_ {bitmap} {}
+    void put(std::uint32_t, std::uint32_t, std::size_t count,
+             std::span<const std::uint8_t* const> planes) override {
         for (const std::uint8_t* plane : planes) finder_.look_at(plane, count);
     }
     void missing(std::uint32_t, std::size_t, std::uint32_t, std::uint32_t) override {}
@@ -188,8 +195,8 @@ int planes_needed(const Page& page) {
     }
 }
 
-constexpr Error kCancelled{Fault::cancelled, "TIFF"};
-constexpr Error kRowSize{Fault::malformed, "TIFF row size"};
+constexpr Error kCancelled {Fault::cancelled, "TIFF"};
+constexpr Error kRowSize {Fault::malformed, "TIFF row size"};
 
 // Bytes of width pixels in one buffer: interleaved samples, or one plane.
 std::size_t sample_bytes(const Page& page, std::uint32_t width) {
@@ -199,13 +206,14 @@ std::size_t sample_bytes(const Page& page, std::uint32_t width) {
 
 // Interleaved samples in strips: row by row, straight into the bitmap where the layouts agree.
 Result<void> walk_strips(Handle& handle, const Page& page, Consumer& consumer) {
-    StripRows source{handle, page};
+    StripRows source {handle, page};
     const std::size_t needed = sample_bytes(page, page.width);
     if (source.row_bytes() < needed) return kRowSize;
     std::vector<std::uint8_t> scratch;
     std::uint32_t y = 0;
     while (y < page.height) {
-        const std::uint32_t end = std::min<std::uint32_t>(page.height, (y / page.rows_per_strip + 1) * page.rows_per_strip);
+        const std::uint32_t end =
+            std::min<std::uint32_t>(page.height, (y / page.rows_per_strip + 1) * page.rows_per_strip);
         bool good = source.present(y, 0);
         for (; good && y < end; ++y) {
             std::uint8_t* row = source.row_bytes() == needed ? consumer.direct_row(y) : nullptr;
@@ -216,7 +224,7 @@ Result<void> walk_strips(Handle& handle, const Page& page, Consumer& consumer) {
             }
             good = source.read(y, 0, row);
             if (!good) break;
-            if (!direct) consumer.put(0, y, page.width, std::span<const std::uint8_t* const>{&row, 1});
+            if (!direct) consumer.put(0, y, page.width, std::span<const std::uint8_t* const> {&row, 1});
             if (!consumer.rows(y, y + 1, true)) return kCancelled;
         }
         if (y >= end) continue;
@@ -229,13 +237,14 @@ Result<void> walk_strips(Handle& handle, const Page& page, Consumer& consumer) {
 
 // Strips of separate planes, and of codecs that only know whole strips: one strip of all planes at a time.
 Result<void> walk_strip_groups(Handle& handle, const Page& page, Consumer& consumer, const Limits& limits) {
-    StripRows source{handle, page};
+    StripRows source {handle, page};
     if (source.row_bytes() < sample_bytes(page, page.width)) return kRowSize;
     const auto planes = static_cast<std::size_t>(planes_needed(page));
     const std::size_t plane_bytes = source.row_bytes() * page.rows_per_strip;
-    if (plane_bytes * planes > static_cast<std::size_t>(limits.max_bytes)) return Error{Fault::too_large, "TIFF strip"};
+    if (plane_bytes * planes > static_cast<std::size_t>(limits.max_bytes))
+        return Error {Fault::too_large, "TIFF strip"};
     Buffer scratch = Buffer::allocate_zeroed(plane_bytes * planes);
-    if (!scratch) return Error{Fault::out_of_memory, "TIFF strip"};
+    if (!scratch) return Error {Fault::out_of_memory, "TIFF strip"};
     std::vector<const std::uint8_t*> rows(planes);
     for (std::uint32_t first = 0; first < page.height; first += page.rows_per_strip) {
         const std::uint32_t end = std::min(page.height, first + page.rows_per_strip);
@@ -246,7 +255,9 @@ Result<void> walk_strip_groups(Handle& handle, const Page& page, Consumer& consu
             if (!source.present(first, plane)) good_end = first;
             if (page.compression == COMPRESSION_JBIG) {
                 const std::uint32_t strip = TIFFComputeStrip(handle.get(), first, plane);
-                if (good_end > first && TIFFReadEncodedStrip(handle.get(), strip, at, static_cast<tmsize_t>(plane_bytes)) < 0) good_end = first;
+                if (good_end > first &&
+                    TIFFReadEncodedStrip(handle.get(), strip, at, static_cast<tmsize_t>(plane_bytes)) < 0)
+                    good_end = first;
                 continue;
             }
             for (std::uint32_t y = first; y < good_end; ++y, at += source.row_bytes()) {
@@ -254,7 +265,8 @@ Result<void> walk_strip_groups(Handle& handle, const Page& page, Consumer& consu
             }
         }
         for (std::uint32_t y = first; y < good_end; ++y) {
-            for (std::size_t p = 0; p < planes; ++p) rows[p] = scratch.data() + p * plane_bytes + (y - first) * source.row_bytes();
+            for (std::size_t p = 0; p < planes; ++p)
+                rows[p] = scratch.data() + p * plane_bytes + (y - first) * source.row_bytes();
             consumer.put(0, y, page.width, rows);
             if (!consumer.rows(y, y + 1, true)) return kCancelled;
         }
@@ -265,7 +277,8 @@ Result<void> walk_strip_groups(Handle& handle, const Page& page, Consumer& consu
     return {};
 }
 
-bool read_tile(Handle& handle, std::uint32_t x, std::uint32_t y, std::uint16_t plane, std::uint8_t* out, std::size_t size) {
+bool read_tile(Handle& handle, std::uint32_t x, std::uint32_t y, std::uint16_t plane, std::uint8_t* out,
+               std::size_t size) {
     const std::uint32_t tile = TIFFComputeTile(handle.get(), x, y, 0, plane);
     const auto offset = static_cast<std::int64_t>(TIFFGetStrileOffset(handle.get(), tile));
     if (offset <= 0 || offset >= handle.size()) return false;
@@ -276,12 +289,15 @@ Result<void> walk_tiles(Handle& handle, const Page& page, Consumer& consumer, co
     const auto planes = static_cast<std::size_t>(page.separate ? planes_needed(page) : 1);
     const std::uint64_t tile_bytes = TIFFTileSize64(handle.get());
     const auto tile_row = static_cast<std::size_t>(TIFFTileRowSize64(handle.get()));
-    if (tile_bytes == 0 || tile_bytes * planes > static_cast<std::uint64_t>(limits.max_bytes)) return Error{Fault::too_large, "TIFF tile"};
-    if (tile_row < sample_bytes(page, page.tile_width) || tile_bytes / page.tile_height < tile_row) return kRowSize;
-    if (page.bitmap_bits == 1 && page.tile_width % 8 != 0) return Error{Fault::unsupported, "TIFF tile width"};
+    if (tile_bytes == 0 || tile_bytes * planes > static_cast<std::uint64_t>(limits.max_bytes))
+        return Error {Fault::too_large, "TIFF tile"};
+    if (tile_row < sample_bytes(page, page.tile_width) || tile_bytes / page.tile_height < tile_row)
+        return kRowSize;
+    if (page.bitmap_bits == 1 && page.tile_width % 8 != 0)
+        return Error {Fault::unsupported, "TIFF tile width"};
     const auto plane_bytes = static_cast<std::size_t>(tile_bytes);
     Buffer scratch = Buffer::allocate_zeroed(plane_bytes * planes);
-    if (!scratch) return Error{Fault::out_of_memory, "TIFF tile"};
+    if (!scratch) return Error {Fault::out_of_memory, "TIFF tile"};
     std::vector<const std::uint8_t*> rows(planes);
     for (std::uint32_t y = 0; y < page.height; y += page.tile_height) {
         const std::uint32_t end = std::min(page.height, y + page.tile_height);
@@ -290,11 +306,13 @@ Result<void> walk_tiles(Handle& handle, const Page& page, Consumer& consumer, co
             const std::size_t count = std::min(page.tile_width, page.width - x);
             bool good = true;
             for (std::size_t p = 0; p < planes && good; ++p) {
-                good = read_tile(handle, x, y, static_cast<std::uint16_t>(p), scratch.data() + p * plane_bytes, plane_bytes);
+                good = read_tile(handle, x, y, static_cast<std::uint16_t>(p),
+                                 scratch.data() + p * plane_bytes, plane_bytes);
             }
             if (!good) consumer.missing(x, count, y, end);
             for (std::uint32_t row = y; good && row < end; ++row) {
-                for (std::size_t p = 0; p < planes; ++p) rows[p] = scratch.data() + p * plane_bytes + (row - y) * tile_row;
+                for (std::size_t p = 0; p < planes; ++p)
+                    rows[p] = scratch.data() + p * plane_bytes + (row - y) * tile_row;
                 consumer.put(x, row, count, rows);
             }
             any = any || good;
@@ -306,7 +324,8 @@ Result<void> walk_tiles(Handle& handle, const Page& page, Consumer& consumer, co
 
 Result<void> walk(Handle& handle, const Page& page, Consumer& consumer, const Limits& limits) {
     if (page.tiled) return walk_tiles(handle, page, consumer, limits);
-    if (page.separate || page.compression == COMPRESSION_JBIG) return walk_strip_groups(handle, page, consumer, limits);
+    if (page.separate || page.compression == COMPRESSION_JBIG)
+        return walk_strip_groups(handle, page, consumer, limits);
     return walk_strips(handle, page, consumer);
 }
 
@@ -315,7 +334,8 @@ class Converted {
   public:
     explicit Converted(Handle& handle) {
         char reason[1024] = {};
-        ready_ = TIFFRGBAImageOK(handle.get(), reason) && TIFFRGBAImageBegin(&image_, handle.get(), 1, reason);
+        ready_ =
+            TIFFRGBAImageOK(handle.get(), reason) && TIFFRGBAImageBegin(&image_, handle.get(), 1, reason);
         if (ready_) image_.req_orientation = image_.orientation;  // rows as stored
     }
     ~Converted() {
@@ -332,25 +352,25 @@ class Converted {
     }
 
   private:
-    TIFFRGBAImage image_{};
+    TIFFRGBAImage image_ {};
     bool ready_ = false;
 };
 
 Result<void> walk_converted(Handle& handle, const Page& page, BitmapFiller& filler, const Limits& limits) {
-    Converted image{handle};
-    if (!image.ready()) return Error{Fault::unsupported, "TIFF sample layout"};
+    Converted image {handle};
+    if (!image.ready()) return Error {Fault::unsupported, "TIFF sample layout"};
     const std::uint32_t band = std::min(page.height, page.tiled ? page.tile_height : page.rows_per_strip);
-    const std::uint64_t bytes = std::uint64_t{band} * page.width * 4;
-    if (bytes > static_cast<std::uint64_t>(limits.max_bytes)) return Error{Fault::too_large, "TIFF strip"};
+    const std::uint64_t bytes = std::uint64_t {band} * page.width * 4;
+    if (bytes > static_cast<std::uint64_t>(limits.max_bytes)) return Error {Fault::too_large, "TIFF strip"};
     Buffer raster = Buffer::allocate_zeroed(static_cast<std::size_t>(bytes));
-    if (!raster) return Error{Fault::out_of_memory, "TIFF strip"};
+    if (!raster) return Error {Fault::out_of_memory, "TIFF strip"};
     for (std::uint32_t y = 0; y < page.height; y += band) {
         const std::uint32_t end = std::min(page.height, y + band);
         const bool good = image.get(y, end - y, reinterpret_cast<std::uint32_t*>(raster.data()));
         if (!good) filler.missing(0, page.width, y, end);
         for (std::uint32_t row = y; good && row < end; ++row) {
             // Words hold alpha, blue, green, red from the top: bytes R, G, B, A.
-            drop_fourth(raster.data() + std::size_t{row - y} * page.width * 4,
+            drop_fourth(raster.data() + std::size_t {row - y} * page.width * 4,
                         filler.bitmap().writable_row(static_cast<int>(row)).data(), page.width, 0, 1, 2);
         }
         if (!filler.rows(y, end, good)) return kCancelled;
@@ -362,8 +382,9 @@ Result<void> walk_converted(Handle& handle, const Page& page, BitmapFiller& fill
 Error nothing_decoded(Handle& handle) {
     const auto offset = static_cast<std::int64_t>(TIFFGetStrileOffset(handle.get(), 0));
     const auto count = static_cast<std::int64_t>(TIFFGetStrileByteCount(handle.get(), 0));
-    if (offset > handle.size() || count > handle.size() - offset) return Error{Fault::truncated, "TIFF image data"};
-    return Error{Fault::malformed, "TIFF image data"};
+    if (offset > handle.size() || count > handle.size() - offset)
+        return Error {Fault::truncated, "TIFF image data"};
+    return Error {Fault::malformed, "TIFF image data"};
 }
 
 void describe(TIFF* tiff, const Page& page, Bitmap& bitmap) {
@@ -373,7 +394,8 @@ void describe(TIFF* tiff, const Page& page, Bitmap& bitmap) {
     constexpr std::uint32_t kMaxProfile = 16 << 20;
     std::uint32_t size = 0;
     void* profile = nullptr;
-    if (TIFFGetField(tiff, TIFFTAG_ICCPROFILE, &size, &profile) && profile && size > 0 && size <= kMaxProfile) {
+    if (TIFFGetField(tiff, TIFFTAG_ICCPROFILE, &size, &profile) && profile && size > 0 &&
+        size <= kMaxProfile) {
         const auto* bytes = static_cast<const std::uint8_t*>(profile);
         metadata.icc = std::make_shared<const std::vector<std::uint8_t>>(bytes, bytes + size);
     }
@@ -384,9 +406,11 @@ void describe(TIFF* tiff, const Page& page, Bitmap& bitmap) {
     if (!page.palette.empty() && page.kind != Kind::deep_palette) bitmap.set_palette(page.palette);
 }
 
-// A file much smaller than its picture may deliver next to nothing: memory that stays untouched costs nothing then.
+// A file much smaller than its picture may deliver next to nothing: memory that stays untouched costs nothing
+// then.
 bool looks_short(const Handle& handle, const Page& page) {
-    return handle.size() * 200 < static_cast<std::int64_t>(page.width) * page.height * std::max(page.bitmap_bits, 1) / 8;
+    return handle.size() * 200 <
+           static_cast<std::int64_t>(page.width) * page.height * std::max(page.bitmap_bits, 1) / 8;
 }
 
 }  // namespace
@@ -394,18 +418,20 @@ bool looks_short(const Handle& handle, const Page& page) {
 Result<Outcome> decode_page(Handle& handle, const Page& page, const ReadOptions& options, RowSink& sink) {
     const bool zeroed = looks_short(handle, page);
     const auto create = zeroed ? &Bitmap::create : &Bitmap::create_unfilled;
-    auto bitmap = create(static_cast<int>(page.width), static_cast<int>(page.height), page.bitmap_bits, options.limits, page.gray());
+    auto bitmap = create(static_cast<int>(page.width), static_cast<int>(page.height), page.bitmap_bits,
+                         options.limits, page.gray());
     if (!bitmap) return bitmap.error();
     describe(handle.get(), page, *bitmap);
     Range range;
     if (page.floating && page.kind != Kind::converted) {
-        RangeConsumer first_pass{page, sink, *bitmap};
-        if (const auto walked = walk(handle, page, first_pass, options.limits); !walked) return walked.error();
+        RangeConsumer first_pass {page, sink, *bitmap};
+        if (const auto walked = walk(handle, page, first_pass, options.limits); !walked)
+            return walked.error();
         range = first_pass.range();
     }
-    BitmapFiller filler{page, range, std::move(*bitmap), zeroed, sink};
+    BitmapFiller filler {page, range, std::move(*bitmap), zeroed, sink};
     const auto walked = page.kind == Kind::converted ? walk_converted(handle, page, filler, options.limits)
-                                                      : walk(handle, page, filler, options.limits);
+                                                     : walk(handle, page, filler, options.limits);
     if (!walked) return walked.error();
     Outcome outcome = filler.take();
     if (outcome.rows_shown == 0) return nothing_decoded(handle);

@@ -63,7 +63,8 @@ Plan plan_for(const Bitmap& bitmap, int compression) {
             plan.photometric = PHOTOMETRIC_RGB;
             break;
     }
-    const auto row_bits = static_cast<std::size_t>(bitmap.width()) * static_cast<std::size_t>(plan.bits * plan.samples);
+    const auto row_bits =
+        static_cast<std::size_t>(bitmap.width()) * static_cast<std::size_t>(plan.bits * plan.samples);
     plan.row_bytes = (row_bits + 7) / 8;
     return plan;
 }
@@ -83,15 +84,18 @@ void pack(std::span<const Sample> in, int bits, std::uint8_t* out) {
 
 void store_row(const Bitmap& bitmap, const Plan& plan, int y, std::uint8_t* out) {
     const auto row = bitmap.row(y);
-    if (bitmap.layout() == Layout::index8 && plan.bits < 8) return pack(row.first(static_cast<std::size_t>(bitmap.width())), plan.bits, out);
+    if (bitmap.layout() == Layout::index8 && plan.bits < 8)
+        return pack(row.first(static_cast<std::size_t>(bitmap.width())), plan.bits, out);
     if (bitmap.layout() == Layout::gray16 && plan.bits < 16) return pack(bitmap.row16(y), plan.bits, out);
     std::memcpy(out, row.data(), plan.row_bytes);
-    if (plan.inverted) std::for_each_n(out, plan.row_bytes, [](std::uint8_t& byte) { byte = static_cast<std::uint8_t>(~byte); });
+    if (plan.inverted)
+        std::for_each_n(out, plan.row_bytes,
+                        [](std::uint8_t& byte) { byte = static_cast<std::uint8_t>(~byte); });
 }
 
 void set_palette(TIFF* tiff, const Bitmap& bitmap, int bits) {
-    std::array<std::array<std::uint16_t, 256>, 3> map{};
-    const std::size_t count = std::min(bitmap.palette().size(), std::size_t{1} << bits);
+    std::array<std::array<std::uint16_t, 256>, 3> map {};
+    const std::size_t count = std::min(bitmap.palette().size(), std::size_t {1} << bits);
     for (std::size_t i = 0; i < count; ++i) {
         const Rgba& c = bitmap.palette()[i];
         map[0][i] = static_cast<std::uint16_t>(c.r * 257);
@@ -110,7 +114,8 @@ void set_metadata(TIFF* tiff, const Metadata& metadata) {
     }
     TIFFSetField(tiff, TIFFTAG_ORIENTATION, static_cast<int>(metadata.orientation));
     if (metadata.icc && !metadata.icc->empty()) {
-        TIFFSetField(tiff, TIFFTAG_ICCPROFILE, static_cast<std::uint32_t>(metadata.icc->size()), metadata.icc->data());
+        TIFFSetField(tiff, TIFFTAG_ICCPROFILE, static_cast<std::uint32_t>(metadata.icc->size()),
+                     metadata.icc->data());
     }
     if (!metadata.comment.empty()) TIFFSetField(tiff, TIFFTAG_IMAGEDESCRIPTION, metadata.comment.c_str());
 }
@@ -141,37 +146,43 @@ void set_tags(TIFF* tiff, const Bitmap& bitmap, const Plan& plan, int compressio
     set_metadata(tiff, bitmap.metadata());
 }
 
-Result<void> write_strips(Handle& handle, const Bitmap& bitmap, const Plan& plan, bool raw, const WriteOptions& options) {
+Result<void> write_strips(Handle& handle, const Bitmap& bitmap, const Plan& plan, bool raw,
+                          const WriteOptions& options) {
     const int step = static_cast<int>(rows_per_strip(bitmap, plan));
     std::vector<std::uint8_t> strip(plan.row_bytes * static_cast<std::size_t>(step));
     std::uint32_t number = 0;
     for (int y = 0; y < bitmap.height(); y += step, ++number) {
         const int end = std::min(bitmap.height(), y + step);
-        for (int row = y; row < end; ++row) store_row(bitmap, plan, row, strip.data() + static_cast<std::size_t>(row - y) * plan.row_bytes);
+        for (int row = y; row < end; ++row)
+            store_row(bitmap, plan, row, strip.data() + static_cast<std::size_t>(row - y) * plan.row_bytes);
         const auto size = static_cast<tmsize_t>(plan.row_bytes * static_cast<std::size_t>(end - y));
         // libtiff copies what it encodes, even when there is nothing to encode.
         const tmsize_t written = raw ? TIFFWriteRawStrip(handle.get(), number, strip.data(), size)
                                      : TIFFWriteEncodedStrip(handle.get(), number, strip.data(), size);
-        if (written < 0) return Error{Fault::io, "writing TIFF strips"};
-        if (options.progress && !options.progress(end, bitmap.height())) return Error{Fault::cancelled, "TIFF"};
+        if (written < 0) return Error {Fault::io, "writing TIFF strips"};
+        if (options.progress && !options.progress(end, bitmap.height()))
+            return Error {Fault::cancelled, "TIFF"};
     }
     return {};
 }
 
 }  // namespace
 
-Result<void> encode_page(const Bitmap& bitmap, ByteWriter& out, int compression, const WriteOptions& options) {
-    if (compression == COMPRESSION_CCITTFAX4 && bitmap.layout() != Layout::bit1) return Error{Fault::unsupported, "TIFF G4 with more than 1 bit"};
+Result<void> encode_page(const Bitmap& bitmap, ByteWriter& out, int compression,
+                         const WriteOptions& options) {
+    if (compression == COMPRESSION_CCITTFAX4 && bitmap.layout() != Layout::bit1)
+        return Error {Fault::unsupported, "TIFF G4 with more than 1 bit"};
     const Plan plan = plan_for(bitmap, compression);
     // LZW can grow what it cannot shrink by up to a half.
-    const std::int64_t largest = static_cast<std::int64_t>(plan.row_bytes) * bitmap.height() * (compression == COMPRESSION_NONE ? 2 : 3) / 2;
-    Handle handle{out, largest > kClassicLimit};
-    if (!handle.get()) return Error{Fault::io, "starting a TIFF file"};
+    const std::int64_t largest = static_cast<std::int64_t>(plan.row_bytes) * bitmap.height() *
+                                 (compression == COMPRESSION_NONE ? 2 : 3) / 2;
+    Handle handle {out, largest > kClassicLimit};
+    if (!handle.get()) return Error {Fault::io, "starting a TIFF file"};
     set_tags(handle.get(), bitmap, plan, compression);
     const auto written = write_strips(handle, bitmap, plan, compression == COMPRESSION_NONE, options);
     const bool closed = handle.close();
     if (!written) return written.error();
-    if (!closed || out.failed()) return Error{Fault::io, "writing a TIFF file"};
+    if (!closed || out.failed()) return Error {Fault::io, "writing a TIFF file"};
     return {};
 }
 

@@ -44,7 +44,7 @@ template <typename Put>
 void for_each_field(const std::uint8_t* in, std::size_t count, int bits, Put put) {
     std::uint64_t held = 0;
     int have = 0;
-    const std::uint64_t mask = (std::uint64_t{1} << bits) - 1;
+    const std::uint64_t mask = (std::uint64_t {1} << bits) - 1;
     for (std::size_t i = 0; i < count; ++i) {
         for (; have < bits; have += 8) held = held << 8 | *in++;
         have -= bits;
@@ -70,7 +70,7 @@ std::uint8_t level8(std::uint32_t v) { return static_cast<std::uint8_t>((v * 255
 // Linear light 0 to 1 to an sRGB level.
 std::uint8_t srgb_level(double linear) {
     static const auto table = [] {
-        std::array<std::uint8_t, 4096> levels{};
+        std::array<std::uint8_t, 4096> levels {};
         for (std::size_t i = 0; i < levels.size(); ++i) {
             const double v = static_cast<double>(i) / 4095.0;
             const double level = v <= 0.0031308 ? 12.92 * v : 1.055 * std::pow(v, 1 / 2.4) - 0.055;
@@ -83,7 +83,9 @@ std::uint8_t srgb_level(double linear) {
 
 // CIE L*a*b* of the D50 white to sRGB (D65, Bradford adaptation).
 void lab_to_rgb(double l, double a, double b, std::uint8_t* out) {
-    const auto cube = [](double t) { return t > 6.0 / 29 ? t * t * t : 3 * (6.0 / 29) * (6.0 / 29) * (t - 4.0 / 29); };
+    const auto cube = [](double t) {
+        return t > 6.0 / 29 ? t * t * t : 3 * (6.0 / 29) * (6.0 / 29) * (t - 4.0 / 29);
+    };
     const double fy = (l + 16) / 116;
     const double x = 0.96422 * cube(fy + a / 500), y = cube(fy), z = 0.82521 * cube(fy - b / 200);
     out[0] = srgb_level(3.1338561 * x - 1.6168667 * y - 0.4906146 * z);
@@ -124,20 +126,21 @@ void RowConverter::narrow(const std::uint8_t* in, std::size_t count, std::uint8_
         const double scale = 255 / (range_.high - range_.low);
         for (std::size_t i = 0; i < count; ++i) {
             const double v = (load_float(in, i, bits) - range_.low) * scale;
-            out[i] = v > 0 ? static_cast<std::uint8_t>(std::min(v, 255.0) + 0.5) : std::uint8_t{0};
+            out[i] = v > 0 ? static_cast<std::uint8_t>(std::min(v, 255.0) + 0.5) : std::uint8_t {0};
         }
     } else if (bits == 8) {
         std::memcpy(out, in, count);
     } else if (bits == 16 && page_.kind == Kind::lab) {  // signed values: the high byte is the 8-bit value
-        for (std::size_t i = 0; i < count; ++i) out[i] = static_cast<std::uint8_t>(load<std::uint16_t>(in + i * 2) >> 8);
+        for (std::size_t i = 0; i < count; ++i)
+            out[i] = static_cast<std::uint8_t>(load<std::uint16_t>(in + i * 2) >> 8);
     } else if (bits == 16) {
         for (std::size_t i = 0; i < count; ++i) out[i] = level8(load<std::uint16_t>(in + i * 2));
     } else if (bits % 8 == 0) {
         for (std::size_t i = 0; i < count; ++i) out[i] = level8(top16(in, i, bits));
     } else {
-        const std::uint64_t top = (std::uint64_t{1} << bits) - 1;
+        const std::uint64_t top = (std::uint64_t {1} << bits) - 1;
         for_each_field(in, count, bits, [&](std::size_t i, std::uint32_t v) {
-            out[i] = static_cast<std::uint8_t>((v * std::uint64_t{255} + top / 2) / top);
+            out[i] = static_cast<std::uint8_t>((v * std::uint64_t {255} + top / 2) / top);
         });
     }
 }
@@ -149,23 +152,25 @@ void RowConverter::widen(const std::uint8_t* in, std::size_t count, std::uint16_
         const double scale = 65535 / (range_.high - range_.low);
         for (std::size_t i = 0; i < count; ++i) {
             const double v = (load_float(in, i, bits) - range_.low) * scale;
-            out[i] = v > 0 ? static_cast<std::uint16_t>(std::min(v, 65535.0) + 0.5) : std::uint16_t{0};
+            out[i] = v > 0 ? static_cast<std::uint16_t>(std::min(v, 65535.0) + 0.5) : std::uint16_t {0};
         }
     } else if (bits == 16) {
         std::memcpy(out, in, count * 2);
     } else if (bits % 8 == 0) {
         for (std::size_t i = 0; i < count; ++i) out[i] = top16(in, i, bits);
     } else if (bits == 12) {
-        for_each_field(in, count, bits, [&](std::size_t i, std::uint32_t v) { out[i] = static_cast<std::uint16_t>(v); });
+        for_each_field(in, count, bits,
+                       [&](std::size_t i, std::uint32_t v) { out[i] = static_cast<std::uint16_t>(v); });
     } else {
-        const std::uint64_t top = (std::uint64_t{1} << bits) - 1;
+        const std::uint64_t top = (std::uint64_t {1} << bits) - 1;
         for_each_field(in, count, bits, [&](std::size_t i, std::uint32_t v) {
-            out[i] = static_cast<std::uint16_t>((v * std::uint64_t{65535} + top / 2) / top);
+            out[i] = static_cast<std::uint16_t>((v * std::uint64_t {65535} + top / 2) / top);
         });
     }
 }
 
-void RowConverter::put_bilevel(std::span<std::uint8_t> row, int x, std::size_t count, const std::uint8_t* in) const {
+void RowConverter::put_bilevel(std::span<std::uint8_t> row, int x, std::size_t count,
+                               const std::uint8_t* in) const {
     const std::size_t at = static_cast<std::size_t>(x) / 8;
     std::memcpy(row.data() + at, in, std::min((count + 7) / 8, row.size() - at));
 }
@@ -174,13 +179,17 @@ void RowConverter::put_index(Bitmap& bitmap, int x, int y, std::size_t count, co
     const auto step = static_cast<std::size_t>(page_.separate ? 1 : page_.samples);
     levels_.resize(count * step);
     std::uint8_t* values = levels_.data();
-    if (page_.bits == 8) std::memcpy(values, in, count * step);
-    else for_each_field(in, count * step, page_.bits, [&](std::size_t i, std::uint32_t v) { values[i] = static_cast<std::uint8_t>(v); });
+    if (page_.bits == 8)
+        std::memcpy(values, in, count * step);
+    else
+        for_each_field(in, count * step, page_.bits,
+                       [&](std::size_t i, std::uint32_t v) { values[i] = static_cast<std::uint8_t>(v); });
     if (step > 1) {
         for (std::size_t i = 0; i < count; ++i) values[i] = values[i * step];
     }
     std::uint8_t* row = bitmap.writable_row(y).data();
-    if (bitmap.layout() == Layout::bit1) {  // one bit with further samples beside it; the palette knows its polarity
+    if (bitmap.layout() ==
+        Layout::bit1) {  // one bit with further samples beside it; the palette knows its polarity
         for (std::size_t i = 0; i < count; i += 8) {
             int byte = 0;
             for (std::size_t k = 0; k < 8; ++k) byte = byte << 1 | (i + k < count ? values[i + k] & 1 : 0);
@@ -189,7 +198,7 @@ void RowConverter::put_index(Bitmap& bitmap, int x, int y, std::size_t count, co
         return;
     }
     const auto top = static_cast<std::uint8_t>((1 << page_.bits) - 1);
-    const std::uint8_t invert = page_.white_is_zero() ? top : std::uint8_t{0};
+    const std::uint8_t invert = page_.white_is_zero() ? top : std::uint8_t {0};
     std::uint8_t* out = row + x;
     for (std::size_t i = 0; i < count; ++i) out[i] = values[i] ^ invert;
 }
@@ -243,7 +252,8 @@ const std::uint8_t* RowConverter::levels8(std::size_t count, std::span<const std
 }
 
 // step: bytes from pixel to pixel in the levels.
-void RowConverter::put_color(std::uint8_t* out, std::size_t count, const std::uint8_t* in, std::size_t step) const {
+void RowConverter::put_color(std::uint8_t* out, std::size_t count, const std::uint8_t* in,
+                             std::size_t step) const {
     switch (page_.kind) {
         case Kind::gray_alpha: {
             const std::uint8_t invert = page_.white_is_zero() ? 255 : 0;
@@ -271,21 +281,26 @@ void RowConverter::put_color(std::uint8_t* out, std::size_t count, const std::ui
             break;
         case Kind::lab: {
             const int zero = page_.photometric == PHOTOMETRIC_ICCLAB ? 128 : 0;
-            const auto chroma = [zero](std::uint8_t v) { return zero ? v - zero : static_cast<int>(static_cast<std::int8_t>(v)); };
-            for (; count > 0; --count, in += step, out += 3) lab_to_rgb(in[0] / 2.55, chroma(in[1]), chroma(in[2]), out);
+            const auto chroma = [zero](std::uint8_t v) {
+                return zero ? v - zero : static_cast<int>(static_cast<std::int8_t>(v));
+            };
+            for (; count > 0; --count, in += step, out += 3)
+                lab_to_rgb(in[0] / 2.55, chroma(in[1]), chroma(in[2]), out);
             break;
         }
         default: break;
     }
 }
 
-void RowConverter::put(Bitmap& bitmap, int x, int y, std::size_t count, std::span<const std::uint8_t* const> planes) {
+void RowConverter::put(Bitmap& bitmap, int x, int y, std::size_t count,
+                       std::span<const std::uint8_t* const> planes) {
     const auto left = static_cast<std::size_t>(x);
     switch (page_.kind) {
         case Kind::bilevel: return put_bilevel(bitmap.writable_row(y), x, count, planes[0]);
         case Kind::index: return put_index(bitmap, x, y, count, planes[0]);
         case Kind::gray16: return put_gray16(bitmap.writable_row16(y).data() + left, count, planes[0]);
-        case Kind::deep_palette: return put_deep_palette(bitmap.writable_row(y).data() + left * 3, count, planes[0]);
+        case Kind::deep_palette:
+            return put_deep_palette(bitmap.writable_row(y).data() + left * 3, count, planes[0]);
         default: break;
     }
     const std::size_t pixel_bytes = bitmap.layout() == Layout::rgba32 ? 4 : 3;
