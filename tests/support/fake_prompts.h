@@ -18,7 +18,8 @@ class FakePrompts final : public program::Prompts {
         program::Buttons buttons;
     };
 
-    program::Answer message(const QString& text, const QString& title, program::Icon icon, program::Buttons buttons) override {
+    program::Answer message(const QString& text, const QString& title, program::Icon icon,
+                            program::Buttons buttons) override {
         messages.push_back({text, title, icon, buttons});
         return buttons == program::Buttons::yes_no ? yes_no : program::Answer::ok;
     }
