@@ -1,5 +1,5 @@
-// What the benchmarks open: procedural pictures, written by the codec libraries or by a few lines of our own, so that
-// neither the codecs under test nor files from elsewhere are needed.
+// What the benchmarks open: procedural pictures, written by the codec libraries or by a few lines of our own,
+// so that neither the codecs under test nor files from elsewhere are needed.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 
 namespace quillmark::bench {
 
-inline constexpr int kWidth = 6000, kHeight = 4000;           // 24 megapixels
+inline constexpr int kWidth = 6000, kHeight = 4000;              // 24 megapixels
 inline constexpr int kPageWidth = 10'200, kPageHeight = 13'200;  // an E-size drawing at 300 dpi
 
 /// Rows of R, G, B without padding.

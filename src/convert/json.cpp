@@ -68,6 +68,12 @@ std::string json_string(std::string_view text) {
     return out + "\"";
 }
 
+JsonObject& JsonObject::real(std::string_view name, double value) {
+    std::array<char, 64> digits {};
+    std::snprintf(digits.data(), digits.size(), "%.3f", value);
+    return raw(name, digits.data());
+}
+
 JsonObject& JsonObject::texts(std::string_view name, std::span<const std::string_view> values) {
     return raw(name, list_of(values, json_string));
 }

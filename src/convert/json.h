@@ -17,6 +17,8 @@ class JsonObject {
   public:
     JsonObject& text(std::string_view name, std::string_view value) { return raw(name, json_string(value)); }
     JsonObject& number(std::string_view name, std::int64_t value) { return raw(name, std::to_string(value)); }
+    /// Three decimals.
+    JsonObject& real(std::string_view name, double value);
     JsonObject& boolean(std::string_view name, bool value) { return raw(name, value ? "true" : "false"); }
     JsonObject& texts(std::string_view name, std::span<const std::string_view> values);
     JsonObject& numbers(std::string_view name, std::span<const int> values);

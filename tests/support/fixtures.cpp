@@ -1,6 +1,7 @@
 #include "support/fixtures.h"
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -83,10 +84,39 @@ std::vector<Fixture> icon_fixtures(int kind) {
     return made;
 }
 
+// Two frames of 16 colours, the second interlaced. Codes of constant width: a clear code before the table can
+// grow.
+std::vector<std::uint8_t> animated_gif() {
+    MemoryWriter out;
+    out.write(std::array<std::uint8_t, 6> {'G', 'I', 'F', '8', '9', 'a'});
+    out.u16le(kWidth);
+    out.u16le(kHeight);
+    for (const int value : {0xF3, 0, 0}) out.u8(value);
+    for (int i = 0; i < 48; ++i) out.u8(i * 5);
+    for (const int flags : {0x00, 0x40}) {
+        out.write(std::array<std::uint8_t, 8> {'!', 0xF9, 4, 1, 10, 0, 3, 0});
+        out.u8(',');
+        out.u32le(0);
+        out.u16le(kWidth);
+        out.u16le(kHeight);
+        out.u8(flags);
+        out.u8(7);  // codes of 8 bits: 128 clears, 129 ends
+        for (int y = 0; y < kHeight; ++y) {
+            out.u8(kWidth + 1);
+            out.u8(128);
+            for (int x = 0; x < kWidth; ++x) out.u8((x + y) % 16);
+        }
+        for (const int value : {1, 129, 0}) out.u8(value);
+    }
+    out.u8(';');
+    return out.bytes();
+}
+
 std::vector<Fixture> handmade_fixtures(const Codec& codec) {
     const std::string id = codec_id(codec);
     if (id == "ico") return icon_fixtures(1);
     if (id == "cur") return icon_fixtures(2);
+    if (id == "gif") return {{"two frames", animated_gif()}};
     std::vector<Fixture> made;
     if (id == "dib") {
         for (const Fixture& bmp : fixtures_of("bmp"))

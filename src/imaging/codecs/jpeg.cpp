@@ -100,10 +100,10 @@ class RowTaker final : public JpegDecoder::Listener {
 
 void add_warnings(const JpegDecoder& decoder, std::vector<Place>& warnings) {
     if (decoder.too_many_scans())
-        warnings.push_back(Place{"JPEG has too many scans"});
+        warnings.push_back("JPEG has too many scans");
     else if (decoder.incomplete())
-        warnings.push_back(Place{"JPEG image data end early"});
-    if (decoder.corrupt()) warnings.push_back(Place{"JPEG image data are corrupt"});
+        warnings.push_back("JPEG image data end early");
+    if (decoder.corrupt()) warnings.push_back("JPEG image data are corrupt");
 }
 
 Result<Outcome> decode_image(ByteReader in, JpegHeader header, const ReadOptions& options, RowSink& sink) {
@@ -139,7 +139,7 @@ Result<Outcome> decode_image(ByteReader in, JpegHeader header, const ReadOptions
         return decoder.incomplete() ? Error {Fault::truncated, "JPEG image data"} : decoder.error();
     bitmap->clear_rows(decoder.rows_filled(), outcome.rows_declared);
     add_warnings(decoder, outcome.warnings);
-    if (!finished) outcome.warnings.push_back(Place{"JPEG decoder gave up"});
+    if (!finished) outcome.warnings.push_back("JPEG decoder gave up");
     outcome.bitmap = std::move(*bitmap);
     outcome.format_code = kFormatCode;
     return outcome;

@@ -269,8 +269,8 @@ Result<Outcome> decode(ByteReader in, const ReadOptions& options, RowSink& sink)
         outcome.rows_declared = bitmap->height();
         if (outcome.rows_shown == 0) return Error {Fault::truncated, "PNG pixels"};
         bitmap->clear_rows(decoder.rows_filled(), bitmap->height());
-        if (!decoder.complete()) outcome.warnings.push_back(Place {"PNG pixels end early"});
-        if (decoder.corrupt()) outcome.warnings.push_back(Place {"PNG pixels have a wrong checksum"});
+        if (!decoder.complete()) outcome.warnings.push_back("PNG pixels end early");
+        if (decoder.corrupt()) outcome.warnings.push_back("PNG pixels have a wrong checksum");
     }
     read_png_trailer(in, *header, bitmap->metadata());
     outcome.bitmap = std::move(*bitmap);
