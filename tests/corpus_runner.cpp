@@ -44,7 +44,21 @@ struct Exception {
     int tolerance;
     std::string_view reason;
 };
-const std::vector<Exception> kExceptions {};
+constexpr int kAnyPixels = 255;
+const std::vector<Exception> kExceptions{
+    {"rsi_bmp_v5_with_icc.ico", kAnyPixels,
+     "the reference takes bytes of the colour profile for the mask; there is no mask"},
+    {"gen_rle1.ras", kAnyPixels, "its writer lost the last three columns: they are not in the file"},
+    {"gm_input_16rle.tga", kAnyPixels,
+     "the reference is upside down and fully transparent; its sibling files show the picture upright"},
+    {"pil_200x32_la_bl_raw.tga", kAnyPixels,
+     "grey with alpha; the reference takes its 16 bits for 5-5-5 colours"},
+    {"pil_200x32_la_tl_raw.tga", kAnyPixels,
+     "grey with alpha; the reference takes its 16 bits for 5-5-5 colours"},
+    {"pil_la.tga", kAnyPixels, "grey with alpha; the reference takes its 16 bits for 5-5-5 colours"},
+    {"rst_flower-rgb-planar-24.tif", kAnyPixels,
+     "the reference begins with the second pixel; the 8-bit sibling agrees with us"},
+};
 
 enum class Expectation { ok, questionable, error };
 
@@ -95,7 +109,7 @@ std::vector<std::string> split(const std::string& line) {
 }
 
 std::vector<Entry> read_manifest(const fs::path& path) {
-    std::ifstream file {path};
+    std::ifstream file{path};
     std::string line;
     std::getline(file, line);
     std::map<std::string, std::size_t> column;
@@ -121,7 +135,7 @@ std::vector<Entry> read_manifest(const fs::path& path) {
 }
 
 int tolerance_for(const Entry& entry) {
-    const std::string name = fs::path {entry.path}.filename();
+    const std::string name = fs::path{entry.path}.filename();
     for (const Exception& exception : kExceptions) {
         if (exception.file == name) return exception.tolerance;
     }
@@ -129,11 +143,11 @@ int tolerance_for(const Entry& entry) {
 }
 
 RgbaPicture picture_of(const Bitmap& bitmap) {
-    RgbaPicture picture {bitmap.width(), bitmap.height(), bitmap.has_alpha(), {}};
+    RgbaPicture picture{bitmap.width(), bitmap.height(), bitmap.has_alpha(), {}};
     const std::size_t row = static_cast<std::size_t>(bitmap.width()) * 4;
     picture.pixels.resize(row * static_cast<std::size_t>(bitmap.height()));
     for (int y = 0; y < bitmap.height(); ++y) {
-        row_to_rgba(bitmap, y, 0, std::span {picture.pixels}.subspan(static_cast<std::size_t>(y) * row, row));
+        row_to_rgba(bitmap, y, 0, std::span{picture.pixels}.subspan(static_cast<std::size_t>(y) * row, row));
     }
     return picture;
 }
@@ -156,7 +170,7 @@ void compare(const Entry& entry, const RgbaPicture& actual, const Options& optio
 void check_info(const Entry& entry, const fs::path& file, const LoadOptions& options, const Outcome& outcome,
                 Finding& finding) {
     const auto info = read_info(file, options);
-    if (!info) return finding.fail("decodes, but has no info: " + std::string {info.error().where.text()});
+    if (!info) return finding.fail("decodes, but has no info: " + std::string{info.error().where.text()});
     const Bitmap& bitmap = outcome.bitmap;
     if (info->width != bitmap.width() || info->height != bitmap.height() || info->bits != bitmap.bits()) {
         return finding.fail("info says " + std::to_string(info->width) + "x" + std::to_string(info->height) +
@@ -175,7 +189,7 @@ void judge_picture(const Entry& entry, const fs::path& file, const LoadOptions& 
     }
     const RgbaPicture actual = picture_of(outcome.bitmap);
     if (!options.save.empty()) {
-        quillmark::tests::write_png(fs::path {options.save} / (file.filename().string() + ".png"), actual);
+        quillmark::tests::write_png(fs::path{options.save} / (file.filename().string() + ".png"), actual);
     }
     check_info(entry, file, load_options, outcome, finding);
     if (finding.failed) return;
@@ -186,7 +200,7 @@ void judge_picture(const Entry& entry, const fs::path& file, const LoadOptions& 
     }
     compare(entry, actual, options, finding);
     if (finding.failed && partial) {
-        finding.fail(std::string {finding.text} + "; rows " + std::to_string(outcome.rows_shown) + " of " +
+        finding.fail(std::string{finding.text} + "; rows " + std::to_string(outcome.rows_shown) + " of " +
                      std::to_string(outcome.rows_declared));
     }
 }
@@ -203,8 +217,8 @@ Finding try_file(const Entry& entry, const Options& options) {
         finding.decoded = true;
         judge_picture(entry, file, load_options, options, *outcome, finding);
     } else {
-        const std::string why = std::string {fault_name(outcome.error().fault)} + ": " +
-                                std::string {outcome.error().where.text()};
+        const std::string why =
+            std::string{fault_name(outcome.error().fault)} + ": " + std::string{outcome.error().where.text()};
         finding.note(why);
         finding.failed = entry.expectation == Expectation::ok || outcome.error().fault == Fault::not_found;
     }
@@ -228,10 +242,10 @@ Finding try_in_child(const Entry& entry, const Options& options) {
     int status = 0;
     waitpid(child, &status, 0);
     if (!told || !WIFEXITED(status)) {
-        finding = Finding {};
+        finding = Finding{};
         finding.fail(WIFSIGNALED(status) ? WTERMSIG(status) == SIGALRM
                                                ? "hangs"
-                                               : std::string {"crashed: "} + strsignal(WTERMSIG(status))
+                                               : std::string{"crashed: "} + strsignal(WTERMSIG(status))
                                          : "ended early");
     }
     return finding;
@@ -243,7 +257,7 @@ struct Count {
 
 void print_finding(const Entry& entry, const Finding& finding) {
     std::printf("%s %-10s %s", finding.failed ? "FAIL" : "  ok", entry.format.c_str(),
-                fs::path {entry.path}.filename().c_str());
+                fs::path{entry.path}.filename().c_str());
     if (entry.expectation == Expectation::questionable) std::printf(" (questionable)");
     if (entry.expectation == Expectation::error) std::printf(" (error expected)");
     if (finding.difference >= 0) std::printf(" difference %d", finding.difference);

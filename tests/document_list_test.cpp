@@ -64,7 +64,7 @@ TEST(DocumentList, JoinsTitlesCutAt160) {
     EXPECT_EQ(desk.list.BuildKidList(), QString {});
     desk.open(2, QString(200, u'b'));
     desk.open(1, QStringLiteral("a"));
-    EXPECT_EQ(desk.list.BuildKidList(), u"a;" + QString(160, u'b'));
+    EXPECT_EQ(desk.list.BuildKidList(), QStringLiteral("a;") + QString(160, u'b'));
 }
 
 }  // namespace

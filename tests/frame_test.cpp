@@ -151,11 +151,13 @@ TEST_F(Frame, CommandsThatThisVersionLacksAreGreyed) {
     open(make_image(QStringLiteral("a.png"), 4, 4));
     int missing = 0;
     for (const Command& command : all_commands()) {
-        if (!find_tool(command.id)) continue;
+        const QStringView id {command.id};
+        // Unused recent-file entries are greyed by themselves.
+        if (!find_tool(command.id) || id.startsWith(u"ID_ImageFile")) continue;
         if (!command.run) {
             ++missing;
             EXPECT_FALSE(frame_->tools().enabled(command.id)) << QString::fromUtf16(command.id).toStdString();
-        } else if (QStringView{command.id} != u"ID_ViewSnap") {
+        } else if (id != u"ID_ViewSnap") {
             EXPECT_TRUE(frame_->tools().enabled(command.id)) << QString::fromUtf16(command.id).toStdString();
         }
     }
@@ -431,7 +433,10 @@ TEST_F(Frame, DroppedFilesOpen) {
     start();
     QMimeData data;
     data.setUrls({QUrl::fromLocalFile(first), QUrl::fromLocalFile(second)});
-    QDropEvent drop{QPointF(50, 50), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier};
+    QDragEnterEvent enter {QPoint(50, 50), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier};
+    QCoreApplication::sendEvent(frame_.get(), &enter);
+    EXPECT_TRUE(enter.isAccepted());
+    QDropEvent drop {QPointF(50, 50), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier};
     QCoreApplication::sendEvent(frame_.get(), &drop);
     EXPECT_TRUE(QTest::qWaitFor([&] { return frame_->kids().KidCount == 2; }));
 }

@@ -57,13 +57,10 @@ TEST_F(Opening, ShownPixelsAreTheFilesPixels) {
 }
 
 TEST_F(Opening, BadFilesSayWhyAndLeaveNothingBehind) {
-    const QByteArray png = [&] {
-        QFile file{make_image(QStringLiteral("whole.png"), 200, 200)};
-        EXPECT_TRUE(file.open(QIODevice::ReadOnly));
-        return file.readAll();
-    }();
-    QByteArray bomb = png.left(33);
-    bomb.replace(16, 8, QByteArray::fromHex("0000ffff0000ffff"));
+    // A bitmap header that declares 65535 x 65535 pixels of 24 bits, and nothing behind it.
+    const QByteArray bomb = QByteArray::fromHex("424d3600000000000000360000002800000"
+                                                "0ffff0000ffff00000100180000000000000000000000000000000000")
+                                .leftJustified(200, '\0');
     ASSERT_TRUE(QDir{folder_.path()}.mkpath(QStringLiteral("folder.png")));
     struct Case {
         QString file;
@@ -75,7 +72,7 @@ TEST_F(Opening, BadFilesSayWhyAndLeaveNothingBehind) {
         {make_file(QStringLiteral("text.bmp"), "Dear diary, this is no picture at all."), QStringLiteral("Error Code = 20009")},
         {path(QStringLiteral("folder.png")), QStringLiteral("Error Code = 20014")},
         {QStringLiteral("/dev/zero"), QStringLiteral("Error Code = 20014")},
-        {make_file(QStringLiteral("bomb.png"), bomb), QStringLiteral("Error Code = 20011")},
+        {make_file(QStringLiteral("bomb.bmp"), bomb), QStringLiteral("Error Code = 20011")},
         {path(QString(250, u'n')), QStringLiteral("Error Code = 20010")},
     };
     start();
@@ -89,7 +86,9 @@ TEST_F(Opening, BadFilesSayWhyAndLeaveNothingBehind) {
         EXPECT_EQ(prompts_.messages[0].title, u"UNEXPECTED ERROR! (Viewer: InitTheForm)");
         EXPECT_EQ(prompts_.messages[0].icon, program::Icon::stop);
         EXPECT_EQ(frame_->kids().KidList(), before) << c.file.toStdString();
-        EXPECT_EQ(recent()[0], QStringLiteral("&1 ") + c.file.toLower()) << "a failed file is listed all the same";
+        const QString entry = QStringLiteral("&1 ") + c.file.toLower();
+        EXPECT_EQ(recent()[0], entry.size() > settings::kLongestValue ? QString{} : entry)
+            << "a failed file is listed all the same";
     }
 }
 
@@ -110,7 +109,7 @@ TEST_F(Opening, ALoadThatFailsClosesItsWindowWithTheEnginesWords) {
     QFile whole{make_image(QStringLiteral("whole.png"), 50, 50)};
     ASSERT_TRUE(whole.open(QIODevice::ReadOnly));
     start();
-    open(make_file(QStringLiteral("header only.png"), whole.read(33)));
+    open(make_file(QStringLiteral("header only.png"), whole.read(66)));
     EXPECT_EQ(frame_->kids().KidCount, 0);
     ASSERT_FALSE(prompts_.messages.empty());
     EXPECT_EQ(prompts_.messages.back().text, u"Error reading file");
@@ -228,7 +227,7 @@ TEST_F(Opening, EveryFilterEntryHasItsMemory) {
     int reached = 0;
     for (const imaging::Codec* codec : imaging::all_codecs()) {
         for (const auto& entry : table) {
-            reached += QString::fromLatin1(entry.pattern).split(u';').contains(u"*." + QString::fromUtf8(codec->extensions[0].data(), static_cast<qsizetype>(codec->extensions[0].size())));
+            reached += QString::fromLatin1(entry.pattern).split(u';').contains(QStringLiteral("*.") + QString::fromUtf8(codec->extensions[0].data(), static_cast<qsizetype>(codec->extensions[0].size())));
         }
     }
     EXPECT_GE(reached, 9);

@@ -149,6 +149,7 @@ constexpr Command kCommands[] = {
     {u"ID_BSFavoredBlack", kNone, false, bitonal, 1},
     {u"ID_BSScaleToGray", kNone, false, bitonal, 2},
     {u"ID_Help", kNone, false, show_help, 0},
+    {u"ID_Contents", kNone, false, show_help, 0},
     {u"ID_Exit", kNone, false, exit_program, 0},
 };
 

@@ -199,7 +199,12 @@ void ImageProcess::default_toolbars() {
     refresh_tools();
 }
 
-void ImageProcess::ShowHelpFile() { platform::open_document(state_.ProgramDir + kHelpFile); }
+void ImageProcess::ShowHelpFile() {
+    const QString file = state_.ProgramDir + kHelpFile;
+    if (platform::open_document(file)) return;
+    prompts_->message(tr("The help file could not be opened:\n%1").arg(file), QCoreApplication::applicationName(),
+                      program::Icon::information);
+}
 
 QMenu* ImageProcess::createPopupMenu() {
     QMenu* menu = QMainWindow::createPopupMenu();

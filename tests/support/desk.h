@@ -10,6 +10,10 @@
 #include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QTemporaryDir>
+#include <QMimeData>
+#include <QPainter>
+#include <QScrollBar>
+#include <QStatusBar>
 #include <QTest>
 #include <memory>
 
