@@ -132,7 +132,7 @@ imaging::Bitmap open(const std::string& path) {
     auto outcome = imaging::load(path, {}, listener);
     if (outcome && outcome->rows_shown == outcome->rows_declared) return std::move(outcome->bitmap);
     std::fprintf(stderr, "%s: %s\n", path.c_str(),
-                 outcome ? "incomplete" : std::string {outcome.error().where.text()}.c_str());
+                 outcome ? "incomplete" : std::string{outcome.error().where.text()}.c_str());
     std::exit(1);
 }
 
@@ -143,7 +143,7 @@ class Hash {
         for (const std::uint8_t byte : bytes) value_ = (value_ ^ byte) * 1'099'511'628'211U;
     }
     std::string text() const {
-        std::array<char, 17> digits {};
+        std::array<char, 17> digits{};
         std::snprintf(digits.data(), digits.size(), "%016llx", static_cast<unsigned long long>(value_));
         return digits.data();
     }
@@ -179,7 +179,7 @@ Figures measure(const Case& each, const std::string& path, const Options& option
     figures.hash = hash_of(bitmap);
     const std::size_t bytes = bitmap.row_bytes() * static_cast<std::size_t>(bitmap.height());
     bitmap = {};
-    Copier copier {bytes};
+    Copier copier{bytes};
     std::vector<std::uint8_t> warm(each.library ? bytes : 0, 1);
     std::vector<double> own, copy, library, ratios, ratios_library;
     for (int pair = 0; pair < options.pairs; ++pair) {
@@ -240,9 +240,9 @@ void print_memory(const Case& each, const std::string& path, const Options& opti
         std::fprintf(stderr, "memory of %s: no figures\n", path.c_str());
         return;
     }
-    const std::string name = "memory_" + std::string {each.name};
+    const std::string name = "memory_" + std::string{each.name};
     if (options.json) {
-        const convert::JsonObject object = convert::JsonObject {}
+        const convert::JsonObject object = convert::JsonObject{}
                                                .text("name", name)
                                                .number("threads", imaging::thread_count())
                                                .number("idle_kb", idle)
@@ -259,7 +259,7 @@ void print_memory(const Case& each, const std::string& path, const Options& opti
 
 // Whole processes, ours among them: each is timed as often, in turn.
 void print_peers(const Case& each, const std::string& path, const Options& options) {
-    const std::vector<std::pair<std::string, std::vector<std::string>>> tools {
+    const std::vector<std::pair<std::string, std::vector<std::string>>> tools{
         {"quillmark", {options.self, "--memory-of", path}},
         {"imagemagick", {"convert", path, "null:"}},
         {"graphicsmagick", {"gm", "convert", path, "null:"}},
@@ -275,9 +275,9 @@ void print_peers(const Case& each, const std::string& path, const Options& optio
     for (const auto& [tool, words] : tools) {
         if (walls[tool].empty()) continue;  // not installed, or it refuses the file
         const double wall = median(walls[tool]);
-        const std::string name = "process_" + std::string {each.name};
+        const std::string name = "process_" + std::string{each.name};
         if (options.json) {
-            const convert::JsonObject object = convert::JsonObject {}
+            const convert::JsonObject object = convert::JsonObject{}
                                                    .text("name", name)
                                                    .text("tool", tool)
                                                    .real("ms", wall)
@@ -313,10 +313,10 @@ int run(const Options& options) {
         const bool with_memory = std::ranges::find(kMemoryCases, each.name) != std::end(kMemoryCases);
         const bool chosen = each.name.find(options.filter) != std::string_view::npos;
         const bool memory_chosen =
-            with_memory && ("memory_" + std::string {each.name}).find(options.filter) != std::string::npos;
+            with_memory && ("memory_" + std::string{each.name}).find(options.filter) != std::string::npos;
         if (!chosen && !memory_chosen) continue;
         const std::string path = folder.file(each.file);
-        if (!each.write(path, Inputs {})) {
+        if (!each.write(path, Inputs{})) {
             std::fprintf(stderr, "%s cannot be written\n", path.c_str());
             return 1;
         }
@@ -342,7 +342,7 @@ int usage() {
 }
 
 bool read_number(const char* text, int& number) {
-    const char* const end = text + std::string_view {text}.size();
+    const char* const end = text + std::string_view{text}.size();
     return std::from_chars(text, end, number).ptr == end && number > 0;
 }
 

@@ -141,8 +141,8 @@ class GifCodes {
 }  // namespace
 
 Picture landscape(int width, int height) {
-    Picture picture {width, height,
-                     Bytes(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 3)};
+    Picture picture{width, height,
+                    Bytes(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 3)};
     Noise noise;
     std::uint8_t* out = picture.rgb.data();
     for (int y = 0; y < height; ++y) {
@@ -284,7 +284,7 @@ bool write_pcx(const std::string& path, const Picture& picture) {
 
 bool write_gif(const std::string& path, const Picture& picture) {
     imaging::MemoryWriter out;
-    for (const char c : std::string_view {"GIF89a"}) out.u8(c);
+    for (const char c : std::string_view{"GIF89a"}) out.u8(c);
     out.u16le(static_cast<std::uint32_t>(picture.width));
     out.u16le(static_cast<std::uint32_t>(picture.height));
     for (const int value : {0xF7, 0, 0}) out.u8(value);  // 256 colours
@@ -301,7 +301,7 @@ bool write_gif(const std::string& path, const Picture& picture) {
     Bytes indices;
     indices.reserve(picture.rgb.size() / 3);
     for (std::size_t i = 1; i < picture.rgb.size(); i += 3) indices.push_back(picture.rgb[i]);
-    const Bytes codes = GifCodes {}.encode(indices);
+    const Bytes codes = GifCodes{}.encode(indices);
     for (std::size_t at = 0; at < codes.size(); at += 255) {
         const std::size_t size = std::min<std::size_t>(255, codes.size() - at);
         bytes.push_back(static_cast<std::uint8_t>(size));

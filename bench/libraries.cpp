@@ -51,10 +51,10 @@ bool write_scanlines(TIFF* tiff, const std::uint8_t* pixels, int height, std::si
 }  // namespace
 
 bool library_jpeg(const std::string& path, std::span<std::uint8_t> pixels) {
-    const File file {std::fopen(path.c_str(), "rb")};
+    const File file{std::fopen(path.c_str(), "rb")};
     if (!file) return false;
-    jpeg_decompress_struct jpeg {};
-    jpeg_error_mgr errors {};
+    jpeg_decompress_struct jpeg{};
+    jpeg_error_mgr errors{};
     jpeg.err = jpeg_std_error(&errors);
     jpeg_create_decompress(&jpeg);
     jpeg_stdio_src(&jpeg, file.get());
@@ -72,7 +72,7 @@ bool library_jpeg(const std::string& path, std::span<std::uint8_t> pixels) {
 }
 
 bool library_png(const std::string& path, std::span<std::uint8_t> pixels) {
-    const File file {std::fopen(path.c_str(), "rb")};
+    const File file{std::fopen(path.c_str(), "rb")};
     if (!file) return false;
     png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
     png_infop info = png_create_info_struct(png);
@@ -87,7 +87,7 @@ bool library_png(const std::string& path, std::span<std::uint8_t> pixels) {
 }
 
 bool library_tiff(const std::string& path, std::span<std::uint8_t> pixels) {
-    const Tiff tiff {TIFFOpen(path.c_str(), "rm")};  // m: without mapping the file, as we read it
+    const Tiff tiff{TIFFOpen(path.c_str(), "rm")};  // m: without mapping the file, as we read it
     if (!tiff) return false;
     std::size_t at = 0;
     for (std::uint32_t strip = 0; strip < TIFFNumberOfStrips(tiff.get()); ++strip) {
@@ -100,10 +100,10 @@ bool library_tiff(const std::string& path, std::span<std::uint8_t> pixels) {
 }
 
 bool write_jpeg(const std::string& path, const Picture& picture, int quality) {
-    const File file {std::fopen(path.c_str(), "wb")};
+    const File file{std::fopen(path.c_str(), "wb")};
     if (!file) return false;
-    jpeg_compress_struct jpeg {};
-    jpeg_error_mgr errors {};
+    jpeg_compress_struct jpeg{};
+    jpeg_error_mgr errors{};
     jpeg.err = jpeg_std_error(&errors);
     jpeg_create_compress(&jpeg);
     jpeg_stdio_dest(&jpeg, file.get());
@@ -125,7 +125,7 @@ bool write_jpeg(const std::string& path, const Picture& picture, int quality) {
 }
 
 bool write_png(const std::string& path, const Picture& picture) {
-    const File file {std::fopen(path.c_str(), "wb")};
+    const File file{std::fopen(path.c_str(), "wb")};
     if (!file) return false;
     constexpr int kQuick = 1;  // the level changes the size by a few per cent and the decode hardly at all
     png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
@@ -146,7 +146,7 @@ bool write_png(const std::string& path, const Picture& picture) {
 }
 
 bool write_tiff(const std::string& path, const Picture& picture, int compression) {
-    const Tiff tiff {TIFFOpen(path.c_str(), "w")};
+    const Tiff tiff{TIFFOpen(path.c_str(), "w")};
     if (!tiff) return false;
     set_tiff_header(tiff.get(), picture.width, picture.height, 8, 3, PHOTOMETRIC_RGB, compression);
     return write_scanlines(tiff.get(), picture.rgb.data(), picture.height,
@@ -154,7 +154,7 @@ bool write_tiff(const std::string& path, const Picture& picture, int compression
 }
 
 bool write_g4(const std::string& path, int width, int height, const std::vector<std::uint8_t>& bits) {
-    const Tiff tiff {TIFFOpen(path.c_str(), "w")};
+    const Tiff tiff{TIFFOpen(path.c_str(), "w")};
     if (!tiff) return false;
     set_tiff_header(tiff.get(), width, height, 1, 1, PHOTOMETRIC_MINISWHITE, COMPRESSION_CCITTFAX4);
     return write_scanlines(tiff.get(), bits.data(), height, static_cast<std::size_t>(width + 7) / 8);

@@ -57,7 +57,7 @@ double median(std::vector<double> values) {
 }
 
 std::string processor() {
-    std::ifstream file {"/proc/cpuinfo"};
+    std::ifstream file{"/proc/cpuinfo"};
     std::string model = "unknown processor";
     for (std::string line; std::getline(file, line);) {
         if (!line.starts_with("model name")) continue;
@@ -76,7 +76,7 @@ void forget(const std::string& path) {
 }
 
 std::int64_t peak_kilobytes() {
-    std::ifstream status {"/proc/self/status"};
+    std::ifstream status{"/proc/self/status"};
     for (std::string word; status >> word;) {
         std::int64_t value = 0;
         if (word == "VmHWM:" && status >> value) return value;
@@ -89,20 +89,20 @@ std::optional<double> run_program(const std::vector<std::string>& words) {
     bool well = false;
     const double wall = milliseconds([&] { well = ended_well(start(words, nowhere)); });
     close(nowhere);
-    return well ? std::optional {wall} : std::nullopt;
+    return well ? std::optional{wall} : std::nullopt;
 }
 
 std::string output_of(const std::vector<std::string>& words) {
-    std::array<int, 2> ends {};
+    std::array<int, 2> ends{};
     if (pipe2(ends.data(), O_CLOEXEC) != 0) return {};
     const pid_t child = start(words, ends[1]);
     close(ends[1]);
     std::string text;
-    std::array<char, 4096> chunk {};
+    std::array<char, 4096> chunk{};
     for (ssize_t got; (got = read(ends[0], chunk.data(), chunk.size())) > 0;)
         text.append(chunk.data(), static_cast<std::size_t>(got));
     close(ends[0]);
-    return ended_well(child) ? text : std::string {};
+    return ended_well(child) ? text : std::string{};
 }
 
 double Copier::milliseconds() {

@@ -55,8 +55,8 @@ void check(const Result<ImageInfo>& info, const Result<Outcome>& outcome) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const Codec& tested = codecs::QUILLMARK_FUZZ_CODEC;
-    const std::span bytes {data, size};
-    const ByteReader reader {memory_source(bytes)};
+    const std::span bytes{data, size};
+    const ByteReader reader{memory_source(bytes)};
     ReadOptions options;
     options.limits.max_pixels = kMaxPixels;
     options.limits.max_bytes = kMaxPixels * 4;
@@ -67,6 +67,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     tested.probe(bytes.first(size < 4096 ? size : 4096));
     const auto info = tested.info(reader, options);
     check(info, tested.decode(reader, options, sink));
-    if (tested.stamp) check(Error {Fault::no_stamp, ""}, tested.stamp(reader, options));
+    if (tested.stamp) check(Error{Fault::no_stamp, ""}, tested.stamp(reader, options));
     return 0;
 }

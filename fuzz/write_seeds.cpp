@@ -9,11 +9,11 @@ namespace fs = std::filesystem;
 int main(int argc, char** argv) {
     if (argc != 2) return 2;
     for (const auto* codec : quillmark::imaging::all_codecs()) {
-        const fs::path folder = fs::path {argv[1]} / quillmark::tests::codec_id(*codec);
+        const fs::path folder = fs::path{argv[1]} / quillmark::tests::codec_id(*codec);
         fs::create_directories(folder);
         int number = 0;
         for (const auto& fixture : quillmark::tests::all_fixtures(*codec, QUILLMARK_TEST_DATA)) {
-            std::ofstream file {folder / ("seed" + std::to_string(number++)), std::ios::binary};
+            std::ofstream file{folder / ("seed" + std::to_string(number++)), std::ios::binary};
             file.write(reinterpret_cast<const char*>(fixture.bytes.data()),
                        static_cast<std::streamsize>(fixture.bytes.size()));
         }

@@ -311,6 +311,33 @@ TEST(JpegTest, TruncationCountsTheRowsThatWereThere) {
     EXPECT_TRUE(outcome->warnings.empty());
 }
 
+// Between two scans, a second frame header that declares more sides and components than there is memory for.
+TEST(JpegTest, SecondFrameHeaderChangesNothing) {
+    Bytes file{0xFF, 0xD8, 0xFF, 0xDB, 0, 67, 0};
+    append(file, Bytes(64, 1));
+    const auto frame = [](int side, int components) {
+        Bytes header{0xFF, 0xC0, 0, 17, 8};
+        for (int i = 0; i < 2; ++i)
+            append(header, {static_cast<std::uint8_t>(side >> 8), static_cast<std::uint8_t>(side)});
+        append(header, {static_cast<std::uint8_t>(components), 1, 0x11, 0, 2, 0x11, 0, 3, 0x11, 0});
+        return header;
+    };
+    append(file, frame(16, 3));
+    for (const std::uint8_t table : {0x00, 0x10}) {  // a single code of one bit: no difference, end of block
+        append(file, {0xFF, 0xC4, 0, 20, table, 1});
+        append(file, Bytes(16, 0));
+    }
+    append(file, {0xFF, 0xDA, 0, 8, 1, 1, 0, 0, 63, 0, 0x00});  // four blocks of the first component
+    append(file, frame(0x1700, 37));
+    append(file, {0xFF, 0xD9});
+    const auto outcome = decode(file);
+    ASSERT_TRUE(outcome) << outcome.error().where.text();
+    EXPECT_EQ(outcome->bitmap.width(), 16);
+    EXPECT_EQ(outcome->bitmap.height(), 16);
+    EXPECT_EQ(outcome->bitmap.pixel(15, 14), (Rgba{128, 128, 128, 255}));
+    EXPECT_FALSE(outcome->warnings.empty());
+}
+
 TEST(JpegTest, VariantsBeyondUsAreRefusedByName) {
     const Bytes file = encode(gradient(16, 16));
     const Bytes marker {0xFF, 0xC0};

@@ -131,7 +131,7 @@ TEST(Convert, into_every_written_format) {
         ASSERT_TRUE(loaded) << extension << ": " << loaded.error().where.text();
         EXPECT_EQ(loaded->bitmap.width(), 37) << extension;
         EXPECT_EQ(loaded->bitmap.height(), 23) << extension;
-        EXPECT_EQ(folder.names(), (std::vector<std::string> {"in.bmp", "out." + extension}));
+        EXPECT_EQ(folder.names(), (std::vector<std::string>{"in.bmp", "out." + extension}));
     }
 }
 
@@ -174,7 +174,7 @@ TEST(Convert, refusals_name_what_is_possible) {
         EXPECT_EQ(result.out, "");
         EXPECT_TRUE(contains(result.err, says)) << result.err;
     }
-    EXPECT_EQ(folder.names(), std::vector<std::string> {"in.bmp"});
+    EXPECT_EQ(folder.names(), std::vector<std::string>{"in.bmp"});
 }
 
 TEST(Convert, a_failure_leaves_the_target_alone) {
@@ -208,17 +208,17 @@ TEST(Convert, interrupted) {
     save_bmp(folder.path("in.bmp"), 3000, 3000, 24);
     bool stopped = false;
     for (int attempt = 0; attempt < 10 && !stopped; ++attempt) {
-        Program program {QUILLMARK_CONVERT, {"convert", folder.path("in.bmp"), folder.path("out.png")}};
+        Program program{QUILLMARK_CONVERT, {"convert", folder.path("in.bmp"), folder.path("out.png")}};
         while (program.running() && folder.names().size() < 2) usleep(500);
         program.send(SIGINT);
         const ProgramRun result = program.finish();
         if (result.status == kWell) {
-            EXPECT_EQ(folder.names(), (std::vector<std::string> {"in.bmp", "out.png"}));
+            EXPECT_EQ(folder.names(), (std::vector<std::string>{"in.bmp", "out.png"}));
             std::filesystem::remove(folder.path("out.png"));
         } else {
             EXPECT_EQ(result.status, kFailed) << "ended by the signal itself";
             EXPECT_TRUE(contains(result.err, "error 20029")) << result.err;
-            EXPECT_EQ(folder.names(), std::vector<std::string> {"in.bmp"});
+            EXPECT_EQ(folder.names(), std::vector<std::string>{"in.bmp"});
             stopped = true;
         }
     }

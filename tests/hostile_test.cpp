@@ -22,7 +22,7 @@ constexpr int kLastPage = 32'000;
 // Checks what a codec reports while it decodes.
 class StrictSink final : public RowSink {
   public:
-    explicit StrictSink(ChildLog& log) : log_ {log} {}
+    explicit StrictSink(ChildLog& log) : log_{log} {}
     void begin(const Bitmap& bitmap) override { height_ = bitmap.height(); }
     bool rows(const Bitmap& bitmap, int first, int last, std::int64_t done, std::int64_t total) override {
         if (first < 0 || first > last || last > height_) log_.fail("reports rows that do not exist");
@@ -49,11 +49,11 @@ void check_outcome(ChildLog& log, const Result<ImageInfo>& info, const Outcome& 
 }
 
 void decode_once(ChildLog& log, const Codec& codec, const std::vector<std::uint8_t>& bytes, int page) {
-    const ByteReader reader {memory_source(std::span {bytes})};
+    const ByteReader reader{memory_source(std::span{bytes})};
     ReadOptions options;
     options.page = page;
-    StrictSink sink {log};
-    codec.probe(std::span {bytes}.first(std::min<std::size_t>(bytes.size(), 4096)));
+    StrictSink sink{log};
+    codec.probe(std::span{bytes}.first(std::min<std::size_t>(bytes.size(), 4096)));
     const auto info = codec.info(reader, options);
     const auto outcome = codec.decode(reader, options, sink);
     if (outcome) check_outcome(log, info, *outcome);
@@ -74,8 +74,8 @@ void truncate_everywhere(ChildLog& log, const Codec& codec, const Fixture& fixtu
     const std::size_t size = fixture.bytes.size();
     const std::size_t stride = std::max<std::size_t>(1, (size - std::min(size, kHeader)) / 64);
     for (std::size_t length = 0; length < size; length += length < kHeader ? 1 : stride) {
-        const std::vector<std::uint8_t> cut {fixture.bytes.begin(),
-                                             fixture.bytes.begin() + static_cast<std::ptrdiff_t>(length)};
+        const std::vector<std::uint8_t> cut{fixture.bytes.begin(),
+                                            fixture.bytes.begin() + static_cast<std::ptrdiff_t>(length)};
         decode(log, codec, cut, fixture.name + " cut after " + std::to_string(length) + " bytes");
     }
 }
@@ -107,7 +107,7 @@ TEST_P(Hostile, fixtures_are_valid) {
     ASSERT_FALSE(fixtures.empty());
     for (const Fixture& fixture : fixtures) {
         RowSink sink;
-        const auto outcome = codec.decode(ByteReader {memory_source(std::span {fixture.bytes})}, {}, sink);
+        const auto outcome = codec.decode(ByteReader{memory_source(std::span{fixture.bytes})}, {}, sink);
         ASSERT_TRUE(outcome) << fixture.name << ": " << outcome.error().where.text();
         EXPECT_EQ(outcome->rows_shown, outcome->rows_declared) << fixture.name;
     }
@@ -137,7 +137,7 @@ TEST_P(Hostile, bombs) {
             expect_clean(run_in_child([&](ChildLog& log) {
                 log.trying(bomb.name + ", side " + std::to_string(side));
                 RowSink sink;
-                const ByteReader reader {memory_source(std::span {bomb.bytes})};
+                const ByteReader reader{memory_source(std::span{bomb.bytes})};
                 static_cast<void>(GetParam()->info(reader, {}));
                 if (GetParam()->decode(reader, {}, sink)) log.fail("opened");
                 const std::int64_t grown = log.grown_kilobytes();

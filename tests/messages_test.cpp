@@ -65,7 +65,7 @@ TEST(FormatName, shared_names_and_gaps) {
     };
     for (const auto& [code, name] : cases) EXPECT_EQ(text::format_name(code), name) << code;
     for (const auto& [first, last] :
-         {std::pair {-3, 0}, {7, 8}, {12, 13}, {18, 19}, {31, 49}, {61, 61}, {84, 90}, {94, 120}}) {
+         {std::pair{-3, 0}, {7, 8}, {12, 13}, {18, 19}, {31, 49}, {61, 61}, {84, 90}, {94, 120}}) {
         for (int code = first; code <= last; ++code) EXPECT_EQ(text::format_name(code), "") << code;
     }
     int named = 0;

@@ -38,7 +38,7 @@ TEST(Child, reports_failures_crashes_and_hangs) {
     EXPECT_EQ(fine.attempts, 1);
     EXPECT_TRUE(fine.failures.empty());
     const ChildReport noted = run_in_child([](ChildLog& log) { log.trying("one"), log.fail("why"); });
-    EXPECT_EQ(noted.failures, std::vector<std::string> {"one: why"});
+    EXPECT_EQ(noted.failures, std::vector<std::string>{"one: why"});
     const ChildReport crash = run_in_child([](ChildLog& log) { log.trying("two"), std::abort(); });
     ASSERT_EQ(crash.failures.size(), 1U);
     EXPECT_TRUE(crash.failures[0].starts_with("two: crashed")) << crash.failures[0];
@@ -46,7 +46,7 @@ TEST(Child, reports_failures_crashes_and_hangs) {
         log.trying("three");
         for (volatile int i = 0;;) i = i + 1;
     });
-    EXPECT_EQ(hang.failures, std::vector<std::string> {"three: took more than a second"});
+    EXPECT_EQ(hang.failures, std::vector<std::string>{"three: took more than a second"});
 }
 
 }  // namespace

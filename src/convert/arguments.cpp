@@ -6,7 +6,7 @@
 namespace quillmark::convert {
 namespace {
 
-constexpr Option kHelp {"help", "", "explain this command"};
+constexpr Option kHelp{"help", "", "explain this command"};
 
 const Option* find_option(std::span<const Option> options, std::string_view name) {
     if (name == kHelp.name) return &kHelp;
@@ -31,18 +31,18 @@ Parsed<Arguments> parse_arguments(std::span<char* const> words, std::span<const 
         }
         const std::size_t equals = word.find('=');
         const std::string_view name =
-            word.starts_with("--") ? word.substr(2, equals - 2) : std::string_view {};
+            word.starts_with("--") ? word.substr(2, equals - 2) : std::string_view{};
         const Option* option = find_option(options, name);
-        if (!option) return {{}, "there is no option \"" + std::string {word} + "\""};
+        if (!option) return {{}, "there is no option \"" + std::string{word} + "\""};
         const bool inline_value = equals != std::string_view::npos;
         if (option->value.empty()) {
-            if (inline_value) return {{}, "--" + std::string {name} + " takes no value"};
-            arguments.options[std::string {name}] = "";
+            if (inline_value) return {{}, "--" + std::string{name} + " takes no value"};
+            arguments.options[std::string{name}] = "";
         } else {
             if (!inline_value && i + 1 == words.size())
-                return {{}, "--" + std::string {name} + " needs a value"};
-            arguments.options[std::string {name}] =
-                inline_value ? word.substr(equals + 1) : std::string_view {words[++i]};
+                return {{}, "--" + std::string{name} + " needs a value"};
+            arguments.options[std::string{name}] =
+                inline_value ? word.substr(equals + 1) : std::string_view{words[++i]};
         }
     }
     return {std::move(arguments), ""};
@@ -55,10 +55,10 @@ Parsed<int> number_option(const Arguments& arguments, std::string_view name, int
     const std::string& text = given->second;
     int value = 0;
     const auto [end, fault] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (fault == std::errc {} && end == text.data() + text.size() && value >= low && value <= high)
+    if (fault == std::errc{} && end == text.data() + text.size() && value >= low && value <= high)
         return {value, ""};
     return {{},
-            "--" + std::string {name} + " takes a whole number from " + std::to_string(low) + " to " +
+            "--" + std::string{name} + " takes a whole number from " + std::to_string(low) + " to " +
                 std::to_string(high)};
 }
 

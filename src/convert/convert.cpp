@@ -46,7 +46,7 @@ std::string writable_extensions() {
     for (const Codec* codec : imaging::all_codecs()) {
         if (!std::ranges::any_of(codec->formats, [](const FormatCode& format) { return writes(format, 0); }))
             continue;
-        for (const std::string_view extension : codec->extensions) list += " ." + std::string {extension};
+        for (const std::string_view extension : codec->extensions) list += " ." + std::string{extension};
     }
     return list;
 }
@@ -57,7 +57,7 @@ Parsed<int> format_from_extension(const std::string& out, int bits) {
     const std::string extension = text::extension_of(out);
     const Codec* codec = imaging::codec_for_extension(extension);
     const FormatCode* first = nullptr;
-    for (const FormatCode& format : codec ? codec->formats : std::span<const FormatCode> {}) {
+    for (const FormatCode& format : codec ? codec->formats : std::span<const FormatCode>{}) {
         if (writes(format, bits)) return {format.code, ""};
         if (!first && writes(format, 0)) first = &format;
     }
@@ -74,7 +74,7 @@ Parsed<int> format_from_code(int code, int bits) {
     const FormatCode* format = imaging::find_format(code);
     if (!format || !writes(*format, 0)) {
         return {{},
-                "format code " + std::to_string(code) + " cannot be written; see " + std::string {kProgram} +
+                "format code " + std::to_string(code) + " cannot be written; see " + std::string{kProgram} +
                     " formats"};
     }
     if (writes(*format, bits)) return {code, ""};
@@ -87,7 +87,7 @@ Parsed<Job> job_from(const Arguments& arguments) {
     if (arguments.files.size() != 2) return {{}, "it takes two file names, IN and OUT"};
     const auto page = number_option(arguments, "page", 1, 32'767, 1);
     const auto bits = number_option(arguments, "bits", 1, 32, 0);
-    const auto quality = number_option(arguments, "quality", 1, 100, imaging::WriteOptions {}.quality);
+    const auto quality = number_option(arguments, "quality", 1, 100, imaging::WriteOptions{}.quality);
     const auto code = number_option(arguments, "format", 1, 32'767, 0);
     for (const auto* number : {&page, &bits, &quality, &code}) {
         if (!number->value) return {{}, number->problem};
@@ -96,7 +96,7 @@ Parsed<Job> job_from(const Arguments& arguments) {
     const auto format = *code.value != 0 ? format_from_code(*code.value, *bits.value)
                                          : format_from_extension(out, *bits.value);
     if (!format.value) return {{}, format.problem};
-    return {Job {arguments.files[0], out, *page.value, *format.value, *bits.value, *quality.value}, ""};
+    return {Job{arguments.files[0], out, *page.value, *format.value, *bits.value, *quality.value}, ""};
 }
 
 Result<Outcome> read(const Job& job, Progress& progress) {
@@ -105,12 +105,12 @@ Result<Outcome> read(const Job& job, Progress& progress) {
     options.page = job.page;
     const auto info = imaging::read_info(job.in, options);
     if (!info) return info.error();
-    if (job.page > info->pages) return Error {Fault::no_page, "page"};
+    if (job.page > info->pages) return Error{Fault::no_page, "page"};
     return imaging::load(job.in, options, progress);
 }
 
 Result<void> write(const Job& job, const imaging::Bitmap& bitmap, Progress& progress) {
-    if (stop_requested()) return Error {Fault::cancelled, "before writing"};
+    if (stop_requested()) return Error{Fault::cancelled, "before writing"};
     progress.stage("writing");
     imaging::SaveOptions options;
     options.format_code = job.format_code;
@@ -124,19 +124,19 @@ Result<void> write(const Job& job, const imaging::Bitmap& bitmap, Progress& prog
 int report_warnings(const Job& job, const Outcome& outcome) {
     for (const imaging::Place& warning : outcome.warnings) {
         std::fprintf(stderr, "%s: %s: warning: %s\n", kProgram.data(), job.in.c_str(),
-                     std::string {warning.text()}.c_str());
+                     std::string{warning.text()}.c_str());
     }
     if (outcome.rows_shown == outcome.rows_declared) return kWell;
     std::fprintf(stderr, "%s: %s: only %d of %d rows could be read\n", kProgram.data(), job.in.c_str(),
                  outcome.rows_shown, outcome.rows_declared);
-    return report_failure(job.in, Error {Fault::truncated, "rows"});
+    return report_failure(job.in, Error{Fault::truncated, "rows"});
 }
 
 int run(const Command& command, const Arguments& arguments) {
     const auto job = job_from(arguments);
     if (!job.value) return misused(command, job.problem);
     watch_for_stop();
-    Result<Outcome> outcome = Error {Fault::cancelled, ""};
+    Result<Outcome> outcome = Error{Fault::cancelled, ""};
     Result<void> written;
     {
         Progress progress;
@@ -157,7 +157,7 @@ constexpr Option kOptions[] = {
 
 }  // namespace
 
-extern const Command kConvert {
+extern const Command kConvert{
     "convert",
     "IN OUT",
     "write a picture in another format",

@@ -21,7 +21,7 @@ std::string joined(const Values& values, Write write) {
 }
 
 void print_json(const Codec& codec, const FormatCode& format) {
-    const JsonObject object = JsonObject {}
+    const JsonObject object = JsonObject{}
                                   .number("code", format.code)
                                   .text("name", text::format_name(format.code))
                                   .text("codec", codec.name)
@@ -38,11 +38,11 @@ constexpr const char* kRow = "%4s  %-36s  %-22s  %-4s  %-16s  %-5s  %s\n";
 
 void print_text(const Codec& codec, const FormatCode& format) {
     const std::string extensions =
-        joined(codec.extensions, [](std::string_view name) { return std::string {name}; });
+        joined(codec.extensions, [](std::string_view name) { return std::string{name}; });
     const std::string depths = joined(format.write_depths, [](int depth) { return std::to_string(depth); });
     const std::string_view name = text::format_name(format.code);
     std::printf(kRow, std::to_string(format.code).c_str(),
-                std::string {name.empty() ? format.variant : name}.c_str(), extensions.c_str(),
+                std::string{name.empty() ? format.variant : name}.c_str(), extensions.c_str(),
                 codec.decode ? "yes" : "-", depths.c_str(),
                 codec.pages == imaging::Pages::many ? "many" : "one", codec.stamps ? "yes" : "-");
 }
@@ -64,7 +64,7 @@ constexpr Option kOptions[] = {
 
 }  // namespace
 
-extern const Command kFormats {
+extern const Command kFormats{
     "formats",
     "",
     "list the formats that are read and written",

@@ -25,7 +25,7 @@ std::int64_t bytes_in_memory(const ImageInfo& info) {
 }
 
 void print_json(const std::string& file, const ImageInfo& info) {
-    const JsonObject object = JsonObject {}
+    const JsonObject object = JsonObject{}
                                   .text("file", file)
                                   .boolean("ok", true)
                                   .number("format_code", info.format_code)
@@ -42,7 +42,7 @@ void print_json(const std::string& file, const ImageInfo& info) {
 
 void print_json(const std::string& file, const imaging::Error& error) {
     const int code = imaging::result_code(error);
-    const JsonObject object = JsonObject {}
+    const JsonObject object = JsonObject{}
                                   .text("file", file)
                                   .boolean("ok", false)
                                   .number("code", code)
@@ -54,7 +54,7 @@ void print_json(const std::string& file, const imaging::Error& error) {
 
 void print_text(const std::string& file, const ImageInfo& info) {
     std::printf("%s: %s (%d), %d x %d, %d bit%s, %d page%s, %s bytes in memory, %s on disk%s\n", file.c_str(),
-                std::string {text::format_name(info.format_code)}.c_str(), info.format_code, info.width,
+                std::string{text::format_name(info.format_code)}.c_str(), info.format_code, info.width,
                 info.height, info.bits, info.bits == 1 ? "" : "s", info.pages, info.pages == 1 ? "" : "s",
                 text::grouped(bytes_in_memory(info)).c_str(), text::grouped(bytes_on_disk(file)).c_str(),
                 info.has_stamp ? ", with stamp" : "");
@@ -70,7 +70,7 @@ int run(const Command& command, const Arguments& arguments) {
     int status = kWell;
     for (const std::string& file : arguments.files) {
         auto info = imaging::read_info(file, options);
-        if (info && info->pages < options.page) info = imaging::Error {imaging::Fault::no_page, "page"};
+        if (info && info->pages < options.page) info = imaging::Error{imaging::Fault::no_page, "page"};
         if (info) {
             json ? print_json(file, *info) : print_text(file, *info);
         } else {
@@ -88,7 +88,7 @@ constexpr Option kOptions[] = {
 
 }  // namespace
 
-extern const Command kInfo {
+extern const Command kInfo{
     "info",
     "FILE...",
     "say what files are",

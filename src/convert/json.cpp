@@ -38,7 +38,7 @@ std::string escaped(char c) {
         default: break;
     }
     if (static_cast<unsigned char>(c) >= 0x20 && c != 0x7F) return {c};
-    std::array<char, 8> code {};
+    std::array<char, 8> code{};
     std::snprintf(code.data(), code.size(), "\\u%04x", static_cast<unsigned>(static_cast<unsigned char>(c)));
     return code.data();
 }
@@ -69,7 +69,7 @@ std::string json_string(std::string_view text) {
 }
 
 JsonObject& JsonObject::real(std::string_view name, double value) {
-    std::array<char, 64> digits {};
+    std::array<char, 64> digits{};
     std::snprintf(digits.data(), digits.size(), "%.3f", value);
     return raw(name, digits.data());
 }
@@ -84,7 +84,7 @@ JsonObject& JsonObject::numbers(std::string_view name, std::span<const int> valu
 
 JsonObject& JsonObject::raw(std::string_view name, std::string_view value) {
     if (!members_.empty()) members_ += ",";
-    members_ += json_string(name) + ":" + std::string {value};
+    members_ += json_string(name) + ":" + std::string{value};
     return *this;
 }
 

@@ -29,7 +29,7 @@ void print_help(const Command& command) {
                 command.synopsis.data(), command.details.data());
     for (const Option& option : command.options) {
         const std::string left =
-            "--" + std::string {option.name} + (option.value.empty() ? "" : " ") + std::string {option.value};
+            "--" + std::string{option.name} + (option.value.empty() ? "" : " ") + std::string{option.value};
         std::printf("  %-14s  %s\n", left.c_str(), option.help.data());
     }
 }
@@ -72,8 +72,8 @@ int misused(const Command& command, const std::string& problem) {
 int report_failure(const std::string& file, const imaging::Error& error, imaging::Transfer transfer) {
     const int code = imaging::result_code(error, transfer);
     std::fprintf(stderr, "%s: %s: error %d: %s (%s: %s)\n", kProgram.data(), file.c_str(), code,
-                 text::error_message(code).c_str(), std::string {imaging::fault_name(error.fault)}.c_str(),
-                 std::string {error.where.text()}.c_str());
+                 text::error_message(code).c_str(), std::string{imaging::fault_name(error.fault)}.c_str(),
+                 std::string{error.where.text()}.c_str());
     return kFailed;
 }
 
@@ -81,7 +81,7 @@ int report_failure(const std::string& file, const imaging::Error& error, imaging
 
 int main(int argc, char** argv) {
     const int status =
-        quillmark::convert::run(std::span {argv, static_cast<std::size_t>(argc)}.subspan(argc > 0 ? 1 : 0));
+        quillmark::convert::run(std::span{argv, static_cast<std::size_t>(argc)}.subspan(argc > 0 ? 1 : 0));
     // What could not be written (a full disk, a closed pipe) was not done.
     if (std::fflush(stdout) != 0) {
         std::perror(quillmark::convert::kProgram.data());

@@ -21,7 +21,7 @@ void watch_for_stop() {
 
 bool stop_requested() { return g_stop != 0; }
 
-Progress::Progress() : shown_on_terminal_ {isatty(STDERR_FILENO) == 1} {}
+Progress::Progress() : shown_on_terminal_{isatty(STDERR_FILENO) == 1} {}
 
 Progress::~Progress() {
     if (line_open_) std::fprintf(stderr, "\r\033[K");

@@ -132,14 +132,14 @@ constexpr Row kFormats[] = {
 // Empty when no row holds the code.
 std::string_view find_text(const Row* begin, const Row* end, int code) {
     const Row* row = std::lower_bound(begin, end, code, [](const Row& r, int c) { return r.last < c; });
-    return row != end && row->first <= code ? row->text : std::string_view {};
+    return row != end && row->first <= code ? row->text : std::string_view{};
 }
 
 }  // namespace
 
 std::string error_message(int code) {
     const std::string_view found = find_text(std::begin(kErrors), std::end(kErrors), code);
-    return found.empty() ? "Unexpected LEAD error #" + std::to_string(code) : std::string {found};
+    return found.empty() ? "Unexpected LEAD error #" + std::to_string(code) : std::string{found};
 }
 
 std::string_view format_name(int code) { return find_text(std::begin(kFormats), std::end(kFormats), code); }

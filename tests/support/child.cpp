@@ -29,7 +29,7 @@ namespace {
 
 // The most memory that was resident at once ("VmHWM"), in kilobytes.
 std::int64_t peak_kilobytes() {
-    std::ifstream status {"/proc/self/status"};
+    std::ifstream status{"/proc/self/status"};
     for (std::string word; status >> word;) {
         if (word != "VmHWM:") continue;
         std::int64_t value = 0;
@@ -46,7 +46,7 @@ std::string how_it_ended(int status) {
         return WEXITSTATUS(status) == 0 ? ""
                                         : "stopped by a check, status " + std::to_string(WEXITSTATUS(status));
     if (WTERMSIG(status) == SIGPROF) return "took more than a second";
-    return std::string {"crashed: "} + strsignal(WTERMSIG(status));
+    return std::string{"crashed: "} + strsignal(WTERMSIG(status));
 }
 
 }  // namespace
@@ -55,13 +55,13 @@ void ChildLog::trying(const std::string& what) {
     ++page_.attempts;
     std::memset(page_.attempt, 0, sizeof page_.attempt);
     keep(page_.attempt, what);
-    const itimerval second {{0, 0}, {1, 0}};
+    const itimerval second{{0, 0}, {1, 0}};
     setitimer(ITIMER_PROF, &second, nullptr);
 }
 
 void ChildLog::fail(const std::string& why) {
     if (page_.failures == ChildPage::kFailures) return;
-    keep(page_.failure[page_.failures++], std::string {page_.attempt} + ": " + why);
+    keep(page_.failure[page_.failures++], std::string{page_.attempt} + ": " + why);
 }
 
 std::int64_t ChildLog::grown_kilobytes() const { return peak_kilobytes() - page_.start_kilobytes; }
@@ -75,7 +75,7 @@ ChildReport run_in_child(const std::function<void(ChildLog&)>& body) {
     const pid_t child = fork();
     if (child == 0) {
         page->start_kilobytes = peak_kilobytes();
-        ChildLog log {*page};
+        ChildLog log{*page};
         body(log);
         _exit(0);
     }
@@ -85,7 +85,7 @@ ChildReport run_in_child(const std::function<void(ChildLog&)>& body) {
         report.failures.emplace_back("no child process");
     } else {
         const std::string end = how_it_ended(status);
-        if (!end.empty()) report.failures.push_back(std::string {page->attempt} + ": " + end);
+        if (!end.empty()) report.failures.push_back(std::string{page->attempt} + ": " + end);
     }
     report.attempts = page->attempts;
     for (int i = 0; i < page->failures; ++i) report.failures.emplace_back(page->failure[i]);

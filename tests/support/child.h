@@ -11,7 +11,7 @@ namespace quillmark::tests {
 /// The child's side: what it tries and what it finds.
 class ChildLog {
   public:
-    explicit ChildLog(struct ChildPage& page) : page_ {page} {}
+    explicit ChildLog(struct ChildPage& page) : page_{page} {}
     /// Names the next attempt and gives it one second of processor time.
     void trying(const std::string& what);
     /// Notes a failure of the current attempt.

@@ -88,13 +88,13 @@ std::vector<Fixture> icon_fixtures(int kind) {
 // grow.
 std::vector<std::uint8_t> animated_gif() {
     MemoryWriter out;
-    out.write(std::array<std::uint8_t, 6> {'G', 'I', 'F', '8', '9', 'a'});
+    out.write(std::array<std::uint8_t, 6>{'G', 'I', 'F', '8', '9', 'a'});
     out.u16le(kWidth);
     out.u16le(kHeight);
     for (const int value : {0xF3, 0, 0}) out.u8(value);
     for (int i = 0; i < 48; ++i) out.u8(i * 5);
     for (const int flags : {0x00, 0x40}) {
-        out.write(std::array<std::uint8_t, 8> {'!', 0xF9, 4, 1, 10, 0, 3, 0});
+        out.write(std::array<std::uint8_t, 8>{'!', 0xF9, 4, 1, 10, 0, 3, 0});
         out.u8(',');
         out.u32le(0);
         out.u16le(kWidth);
@@ -138,7 +138,7 @@ std::string codec_id(const Codec& codec) {
 }
 
 Bitmap pattern(int width, int height, int bits) {
-    auto bitmap = Bitmap::create(width, height, bits, Limits {});
+    auto bitmap = Bitmap::create(width, height, bits, Limits{});
     if (!bitmap) return {};
     const int mask = bits < 8 && bits > 1 ? (1 << bits) - 1 : 255;
     for (int y = 0; y < height; ++y) {
@@ -162,7 +162,7 @@ std::vector<Fixture> encoded_fixtures(const Codec& codec) {
             const bool written = static_cast<bool>(save(pattern(kWidth, kHeight, depth), out, options));
             const std::string name =
                 "format " + std::to_string(format.code) + ", " + std::to_string(depth) + " bits";
-            made.push_back({name, written ? out.bytes() : std::vector<std::uint8_t> {}});
+            made.push_back({name, written ? out.bytes() : std::vector<std::uint8_t>{}});
         }
     }
     return made;
@@ -172,10 +172,10 @@ std::vector<Fixture> all_fixtures(const Codec& codec, const std::string& folder)
     std::vector<Fixture> found = encoded_fixtures(codec);
     std::ranges::move(handmade_fixtures(codec), std::back_inserter(found));
     std::error_code none;
-    const std::filesystem::path own = std::filesystem::path {folder} / codec_id(codec);
-    for (const auto& entry : std::filesystem::directory_iterator {own, none}) {
-        std::ifstream file {entry.path(), std::ios::binary};
-        found.push_back({entry.path().filename(), {std::istreambuf_iterator<char> {file}, {}}});
+    const std::filesystem::path own = std::filesystem::path{folder} / codec_id(codec);
+    for (const auto& entry : std::filesystem::directory_iterator{own, none}) {
+        std::ifstream file{entry.path(), std::ios::binary};
+        found.push_back({entry.path().filename(), {std::istreambuf_iterator<char>{file}, {}}});
     }
     std::erase_if(found, [](const Fixture& fixture) { return fixture.bytes.empty(); });
     std::ranges::sort(found, {}, &Fixture::name);

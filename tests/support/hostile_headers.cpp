@@ -65,7 +65,7 @@ std::vector<std::uint8_t> png(std::uint32_t side, int depth, int colour) {
     out.u32be(side);
     out.u32be(side);
     for (const int value : {depth, colour, 0, 0, 0}) out.u8(value);
-    out.u32be(crc_of(std::span {out.bytes()}.subspan(12)));
+    out.u32be(crc_of(std::span{out.bytes()}.subspan(12)));
     out.u32be(1000);
     text(out, "IDAT\x78\x9C");
     return padded(out);
@@ -111,15 +111,15 @@ std::vector<std::uint8_t> tiff(std::uint32_t side, std::uint32_t bits, std::uint
     text(out, "II*");
     out.u8(0);
     out.u32le(8);
-    const std::array<std::array<std::uint32_t, 2>, 9> tags {{{256, side},
-                                                             {257, side},
-                                                             {258, bits},
-                                                             {259, compression},
-                                                             {262, 1},
-                                                             {273, 130},
-                                                             {277, 1},
-                                                             {278, side},
-                                                             {279, 70}}};
+    const std::array<std::array<std::uint32_t, 2>, 9> tags{{{256, side},
+                                                            {257, side},
+                                                            {258, bits},
+                                                            {259, compression},
+                                                            {262, 1},
+                                                            {273, 130},
+                                                            {277, 1},
+                                                            {278, side},
+                                                            {279, 70}}};
     out.u16le(tags.size());
     for (const auto& [tag, value] : tags) {
         out.u16le(tag);
@@ -148,7 +148,7 @@ std::vector<std::uint8_t> dcx(std::uint32_t side) {
     out.u32le(12);
     out.u32le(0);
     const auto page = pcx(side, 8, 3);
-    out.write(std::span {page}.first(kBombSize - 12));
+    out.write(std::span{page}.first(kBombSize - 12));
     return padded(out);
 }
 

@@ -40,9 +40,9 @@ void prepare(Reading& reading) {
     png_set_add_alpha(reading.png, 255, PNG_FILLER_AFTER);
     png_set_interlace_handling(reading.png);
     png_read_update_info(reading.png, reading.info);
-    picture.pixels.resize(std::size_t {width} * height * 4);
+    picture.pixels.resize(std::size_t{width} * height * 4);
     for (png_uint_32 y = 0; y < height; ++y)
-        reading.rows.push_back(picture.pixels.data() + std::size_t {y} * width * 4);
+        reading.rows.push_back(picture.pixels.data() + std::size_t{y} * width * 4);
 }
 
 bool read_all(Reading& reading, std::FILE* file) {
@@ -59,7 +59,7 @@ void keep_quiet(png_structp, png_const_charp) {}
 }  // namespace
 
 std::optional<RgbaPicture> read_png(const std::string& path) {
-    const std::unique_ptr<std::FILE, CloseFile> file {std::fopen(path.c_str(), "rb")};
+    const std::unique_ptr<std::FILE, CloseFile> file{std::fopen(path.c_str(), "rb")};
     if (!file) return {};
     Reading reading;
     reading.png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, keep_quiet);
@@ -71,7 +71,7 @@ std::optional<RgbaPicture> read_png(const std::string& path) {
 }
 
 bool write_png(const std::string& path, const RgbaPicture& picture) {
-    png_image image {};
+    png_image image{};
     image.version = PNG_IMAGE_VERSION;
     image.width = static_cast<png_uint_32>(picture.width);
     image.height = static_cast<png_uint_32>(picture.height);

@@ -26,13 +26,13 @@ ScratchFolder::~ScratchFolder() {
 
 std::vector<std::string> ScratchFolder::names() const {
     std::vector<std::string> found;
-    for (const auto& entry : fs::directory_iterator {folder_}) found.push_back(entry.path().filename());
+    for (const auto& entry : fs::directory_iterator{folder_}) found.push_back(entry.path().filename());
     std::ranges::sort(found);
     return found;
 }
 
 Program::Program(const std::string& program, const std::vector<std::string>& arguments) {
-    std::vector<char*> words {const_cast<char*>(program.c_str())};
+    std::vector<char*> words{const_cast<char*>(program.c_str())};
     for (const std::string& argument : arguments) words.push_back(const_cast<char*>(argument.c_str()));
     words.push_back(nullptr);
     const std::string out = output_.path("out"), err = output_.path("err");
@@ -59,17 +59,16 @@ ProgramRun Program::finish() {
 }
 
 ProgramRun run_program(const std::string& program, const std::vector<std::string>& arguments) {
-    return Program {program, arguments}.finish();
+    return Program{program, arguments}.finish();
 }
 
 std::string read_file(const std::string& path) {
-    std::ifstream file {path, std::ios::binary};
-    return {std::istreambuf_iterator<char> {file}, {}};
+    std::ifstream file{path, std::ios::binary};
+    return {std::istreambuf_iterator<char>{file}, {}};
 }
 
 void write_file(const std::string& path, std::string_view content) {
-    std::ofstream {path, std::ios::binary}.write(content.data(),
-                                                 static_cast<std::streamsize>(content.size()));
+    std::ofstream{path, std::ios::binary}.write(content.data(), static_cast<std::streamsize>(content.size()));
 }
 
 }  // namespace quillmark::tests

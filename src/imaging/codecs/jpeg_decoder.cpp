@@ -10,18 +10,45 @@ namespace {
 
 constexpr int kRowsAtOnce = 16;
 constexpr int kRowsPerReport = 32;
-constexpr std::array<JOCTET, 2> kEndOfImage {0xFF, JPEG_EOI};
+constexpr std::array<JOCTET, 2> kEndOfImage{0xFF, JPEG_EOI};
 
 // Honest progressive files have about ten scans. A hostile one repeats scans that cost a few bytes in the
 // file and a walk over the whole image each: the work is bounded as well.
 constexpr int kMaxScans = 500, kMinScanLimit = 64;
 constexpr std::int64_t kMaxScannedPixels = 20'000'000'000;
 
+// What a frame header declares. The library takes over the facts of a second header before it refuses that,
+// and would go on with sides and components that its buffers were not made for.
+class FrameFacts {
+  public:
+    explicit FrameFacts(const jpeg_decompress_struct& info)
+        : width_{info.image_width},
+          height_{info.image_height},
+          components_{info.num_components},
+          precision_{info.data_precision},
+          progressive_{info.progressive_mode},
+          arithmetic_{info.arith_code} {}
+
+    void restore(jpeg_decompress_struct& info) const {
+        info.image_width = width_;
+        info.image_height = height_;
+        info.num_components = components_;
+        info.data_precision = precision_;
+        info.progressive_mode = progressive_;
+        info.arith_code = arithmetic_;
+    }
+
+  private:
+    JDIMENSION width_, height_;
+    int components_, precision_;
+    boolean progressive_, arithmetic_;
+};
+
 bool is_restart(int marker) { return marker >= JPEG_RST0 && marker <= JPEG_RST0 + 7; }
 
 }  // namespace
 
-JpegDecoder::JpegDecoder(ByteReader& in) : in_ {in} {
+JpegDecoder::JpegDecoder(ByteReader& in) : in_{in} {
     errors_.install(message);
     info_.err = &errors_.manager;
     info_.client_data = this;
@@ -143,8 +170,10 @@ bool JpegDecoder::rows(Listener& listener) {
 // Reads all scans. An error between two of them leaves the earlier ones to be shown: the second attempt only
 // brings the library to the end of the image.
 bool JpegDecoder::read_scans() {
+    const FrameFacts frame{info_};
     for (int attempt = 0; attempt < 2; ++attempt) {
         if (scans_step()) return true;
+        frame.restore(info_);
         if (errors_.cancelled || info_.input_scan_number == 0) return false;
         incomplete_ = at_end_ = true;
         info_.unread_marker = 0;
