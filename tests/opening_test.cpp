@@ -1,6 +1,8 @@
 // Opening files into windows: what appears, what is remembered, what bad files say.
+#include <QCloseEvent>
 #include <QLabel>
 #include <QRadioButton>
+#include <QTimer>
 
 #include "engine/file_dialog.h"
 #include "files/filter_table.h"
@@ -115,6 +117,96 @@ TEST_F(Opening, ALoadThatFailsClosesItsWindowWithTheEnginesWords) {
     EXPECT_EQ(prompts_.messages.back().text, u"Error reading file");
     EXPECT_EQ(prompts_.messages.back().title, u"ERROR");
     EXPECT_FALSE(frame_->statusBar()->isVisible());
+}
+
+// A load that takes long enough for events to come in between, on the slowest machine as on the fastest: noise, so
+// that no coder can be quick about it.
+class LongLoad : public Opening {
+  protected:
+    void SetUp() override {
+        Opening::SetUp();
+        QImage noise{3000, 2500, QImage::Format_RGB32};
+        quint32 state = 1;
+        for (int y = 0; y < noise.height(); ++y) {
+            auto* row = reinterpret_cast<quint32*>(noise.scanLine(y));
+            for (int x = 0; x < noise.width(); ++x) row[x] = 0xFF000000U | ((state = state * 1664525U + 1013904223U) >> 8);
+        }
+        file_ = path(QStringLiteral("noise.png"));
+        ASSERT_TRUE(noise.save(file_, "PNG", 80));
+    }
+    /// Does something as soon as the load has begun to let events in.
+    void during_load(std::function<void()> action) {
+        QObject::connect(&timer_, &QTimer::timeout, [this, action] {
+            if (!state().OperationBusy) return;
+            timer_.stop();
+            loading_seen_ = true;
+            action();
+        });
+        timer_.start(1);
+    }
+    QTimer timer_;
+    QString file_;
+    bool loading_seen_ = false;
+};
+
+TEST_F(LongLoad, EscStopsItAndClosesTheHalfMadeWindow) {
+    start();
+    during_load([this] { QTest::keyClick(frame_->windowHandle(), Qt::Key_Escape); });
+    open(file_);
+    EXPECT_TRUE(loading_seen_);
+    EXPECT_EQ(frame_->kids().KidCount, 0);
+    ASSERT_EQ(prompts_.messages.size(), 1U);
+    EXPECT_EQ(prompts_.messages[0].text, u"Escape key pressed");
+    EXPECT_FALSE(state().OperationBusy);
+    EXPECT_EQ(QGuiApplication::overrideCursor(), nullptr);
+}
+
+TEST_F(LongLoad, ClicksMeanwhileAreRefusedAndProgressIsShown) {
+    start();
+    state().ShowProgress = state().ProgressEnabled = true;
+    int highest = 0;
+    QString hint;
+    QObject::connect(frame_->status_bar().StatGauge, &QProgressBar::valueChanged, [&](int value) { highest = std::max(highest, value); });
+    during_load([&] {
+        hint = frame_->status_bar().StatWidthHeight->text();
+        click(u"ID_CloseAll");
+        QTest::mouseClick(frame_->windowHandle(), Qt::LeftButton, {}, QPoint(30, 40));
+    });
+    open(file_);
+    EXPECT_TRUE(loading_seen_);
+    EXPECT_EQ(hint, u"Press 'Esc' To Stop");
+    EXPECT_GT(highest, 0);
+    EXPECT_EQ(frame_->kids().KidCount, 1);
+    EXPECT_EQ(active().LEAD1().BitmapWidth(), 3000);
+}
+
+TEST_F(LongLoad, RowsArePaintedWhileTheyArrive) {
+    start();
+    state().PaintWhileLoad = true;
+    int times = 0;
+    program::ImageWindow* window = nullptr;
+    during_load([&] {
+        window = frame_->active_window();
+        QObject::connect(&window->LEAD1(), &engine::Engine::partly_loaded, [&] { ++times; });
+    });
+    open(file_);
+    EXPECT_TRUE(loading_seen_);
+    EXPECT_GT(times, 0);
+    const QImage shown = active().view().viewport()->grab(QRect(0, 0, 50, 50)).toImage().convertToFormat(QImage::Format_RGB32);
+    EXPECT_EQ(shown, QImage{file_}.copy(0, 0, 50, 50).convertToFormat(QImage::Format_RGB32)) << "in the end all is there";
+}
+
+TEST_F(LongLoad, ClosingTheFrameStopsItAndEndsTheProgram) {
+    start();
+    bool ended = false;
+    QObject::connect(frame_.get(), &frame::ImageProcess::ended, [&] { ended = true; });
+    during_load([this] {
+        QCloseEvent close;
+        QCoreApplication::sendEvent(frame_->windowHandle(), &close);
+    });
+    open(file_);
+    EXPECT_TRUE(loading_seen_);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return ended; }));
 }
 
 TEST_F(Opening, NamesThatMeanNothingOpenNothing) {

@@ -23,7 +23,7 @@ std::string joined(const Values& values, Write write) {
 void print_json(const Codec& codec, const FormatCode& format) {
     const JsonObject object = JsonObject{}
                                   .number("code", format.code)
-                                  .text("name", text::format_name(format.code))
+                                  .text("name", imaging::display_name(format.code))
                                   .text("codec", codec.name)
                                   .text("variant", format.variant)
                                   .texts("extensions", codec.extensions)
@@ -40,7 +40,7 @@ void print_text(const Codec& codec, const FormatCode& format) {
     const std::string extensions =
         joined(codec.extensions, [](std::string_view name) { return std::string{name}; });
     const std::string depths = joined(format.write_depths, [](int depth) { return std::to_string(depth); });
-    const std::string_view name = text::format_name(format.code);
+    const std::string_view name = imaging::display_name(format.code);
     std::printf(kRow, std::to_string(format.code).c_str(),
                 std::string{name.empty() ? format.variant : name}.c_str(), extensions.c_str(),
                 codec.decode ? "yes" : "-", depths.c_str(),

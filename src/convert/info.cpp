@@ -29,7 +29,7 @@ void print_json(const std::string& file, const ImageInfo& info) {
                                   .text("file", file)
                                   .boolean("ok", true)
                                   .number("format_code", info.format_code)
-                                  .text("format", text::format_name(info.format_code))
+                                  .text("format", imaging::display_name(info.format_code))
                                   .number("width", info.width)
                                   .number("height", info.height)
                                   .number("bits", info.bits)
@@ -54,7 +54,7 @@ void print_json(const std::string& file, const imaging::Error& error) {
 
 void print_text(const std::string& file, const ImageInfo& info) {
     std::printf("%s: %s (%d), %d x %d, %d bit%s, %d page%s, %s bytes in memory, %s on disk%s\n", file.c_str(),
-                std::string{text::format_name(info.format_code)}.c_str(), info.format_code, info.width,
+                std::string{imaging::display_name(info.format_code)}.c_str(), info.format_code, info.width,
                 info.height, info.bits, info.bits == 1 ? "" : "s", info.pages, info.pages == 1 ? "" : "s",
                 text::grouped(bytes_in_memory(info)).c_str(), text::grouped(bytes_on_disk(file)).c_str(),
                 info.has_stamp ? ", with stamp" : "");

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "text/messages.h"
 #include "text/paths.h"
 
 namespace quillmark::imaging {
@@ -36,6 +37,13 @@ const FormatCode* find_format(int format_code) {
     const Codec* codec = codec_for_format(format_code);
     if (!codec) return nullptr;
     return &*std::ranges::find(codec->formats, format_code, &FormatCode::code);
+}
+
+std::string_view display_name(int format_code) {
+    const std::string_view given = text::format_name(format_code);
+    if (!given.empty()) return given;
+    const Codec* codec = codec_for_format(format_code);
+    return codec ? codec->name : std::string_view{};
 }
 
 const Codec* codec_for_extension(std::string_view extension) {

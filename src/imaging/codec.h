@@ -105,6 +105,8 @@ std::span<const Codec* const> all_codecs();
 const Codec* codec_for_format(int format_code);
 /// The code's row in its codec, or nullptr.
 const FormatCode* find_format(int format_code);
+/// What people call a format: the program's name for the code, or the codec's own where the program has none.
+std::string_view display_name(int format_code);
 /// The codec that lists the extension (any case, without dot), or nullptr.
 const Codec* codec_for_extension(std::string_view extension);
 

@@ -150,7 +150,7 @@ void Viewer::DisplayStatusBar(const QString&) {
     lead1_.SetBitonalScaling(state.BitonalScalingMode);
     lead1_.SetBitonalDisplay(0);
     const engine::FileInfo& info = lead1_.Info();
-    const std::string_view format = text::format_name(info.format);
+    const std::string_view format = imaging::display_name(info.format);
     bar.StatFileName->setText(QString::fromUtf8(format.data(), static_cast<qsizetype>(format.size())));
     lead1_.SetScaleMode(engine::kPixels);
     bar.StatWidthHeight->setText(QStringLiteral("%1x%2").arg(info.width).arg(info.height));
