@@ -44,7 +44,7 @@ TEST(Child, reports_failures_crashes_and_hangs) {
     EXPECT_TRUE(crash.failures[0].starts_with("two: crashed")) << crash.failures[0];
     const ChildReport hang = run_in_child([](ChildLog& log) {
         log.trying("three");
-        for (volatile int i = 0;;) i = i + 1;
+        for (volatile unsigned i = 0;;) i = i + 1;
     });
     EXPECT_EQ(hang.failures, std::vector<std::string>{"three: took more than a second"});
 }
