@@ -184,13 +184,11 @@ TEST_F(LongLoad, RowsArePaintedWhileTheyArrive) {
     start();
     state().PaintWhileLoad = true;
     int times = 0;
-    program::ImageWindow* window = nullptr;
-    during_load([&] {
-        window = frame_->active_window();
-        QObject::connect(&window->LEAD1(), &engine::Engine::partly_loaded, [&] { ++times; });
+    // The window exists, and lets events in, before its load begins.
+    QTimer::singleShot(0, frame_.get(), [&] {
+        QObject::connect(&frame_->active_window()->LEAD1(), &engine::Engine::partly_loaded, frame_.get(), [&] { ++times; });
     });
     open(file_);
-    EXPECT_TRUE(loading_seen_);
     EXPECT_GT(times, 0);
     const QImage shown = active().view().viewport()->grab(QRect(0, 0, 50, 50)).toImage().convertToFormat(QImage::Format_RGB32);
     EXPECT_EQ(shown, QImage{file_}.copy(0, 0, 50, 50).convertToFormat(QImage::Format_RGB32)) << "in the end all is there";
