@@ -78,6 +78,12 @@ TEST(Targa, ReadsEveryPixelKind) {
     map_and_pixel.insert(map_and_pixel.end(), {255, 0, 0});
     const std::vector<Case> cases {
         {"grey", tga({3, 2, 1, 8}, {0, 255}), 8, {kBlack, kWhite}},
+        {"black and white, rows of whole bytes",
+         tga({3, 9, 1, 1, 0x20}, {0x80, 0xFF}),
+         1,
+         {kWhite, kBlack, kBlack, kBlack, kBlack, kBlack, kBlack, kBlack, kWhite}},
+        {"black and white, right to left", tga({3, 3, 1, 1, 0x30}, {0x9F}), 1, {kBlack, kBlack, kWhite}},
+        {"a map of grey levels", tga({1, 2, 1, 8, 0x20, 0, 2, 8}, {0, 255, 1, 0}), 8, {kWhite, kBlack}},
         {"grey with alpha", tga({3, 2, 1, 16, 0x28}, {0, 128, 255, 255}), 32, {{0, 0, 0, 128}, kWhite}},
         {"15 bits", tga({2, 2, 1, 15}, {0x00, 0xFC, 0x1F, 0x00}), 16, {kRed, kBlue}},
         {"16 bits", tga({2, 2, 1, 16}, {0x00, 0x7C, 0x1F, 0x80}), 16, {kRed, kBlue}},

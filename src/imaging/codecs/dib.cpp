@@ -258,22 +258,6 @@ Result<Outcome> decode_embedded(const ByteReader& in, const DibHeader& header, R
     return outcome;
 }
 
-// Writers that do not know of alpha leave it 0 behind a mask that claims it.
-bool make_opaque_if_invisible(Bitmap& bitmap) {
-    if (bitmap.layout() != Layout::rgba32) return false;
-    for (int y = 0; y < bitmap.height(); ++y) {
-        const auto row = bitmap.row(y);
-        for (std::size_t at = 3; at < row.size(); at += 4) {
-            if (row[at] != 0) return false;
-        }
-    }
-    for (int y = 0; y < bitmap.height(); ++y) {
-        const auto row = bitmap.writable_row(y);
-        for (std::size_t at = 3; at < row.size(); at += 4) row[at] = 255;
-    }
-    return true;
-}
-
 Result<int> read_rows(const ByteReader& in, const DibHeader& header, Bitmap& bitmap, RowSink& sink) {
     switch (header.packing) {
         case DibPacking::none:
@@ -373,7 +357,7 @@ Result<Outcome> decode_dib(const ByteReader& in, const DibHeader& header, const 
     const auto rows = read_rows(in, header, *bitmap, sink);
     if (!rows) return rows.error();
     if (*rows == 0) return Error {Fault::truncated, "pixels"};
-    if (!header.keep_alpha && make_opaque_if_invisible(*bitmap) &&
+    if (!header.keep_alpha && codecs::make_opaque_if_invisible(*bitmap) &&
         !sink.rows(*bitmap, 0, header.height, header.height, header.height)) {
         return Error {Fault::cancelled, "bitmap"};
     }

@@ -131,4 +131,19 @@ Outcome outcome_of(Bitmap bitmap, int format_code, int rows_shown) {
     return outcome;
 }
 
+bool make_opaque_if_invisible(Bitmap& bitmap) {
+    if (bitmap.layout() != Layout::rgba32) return false;
+    for (int y = 0; y < bitmap.height(); ++y) {
+        const auto row = bitmap.row(y);
+        for (std::size_t at = 3; at < row.size(); at += 4) {
+            if (row[at] != 0) return false;
+        }
+    }
+    for (int y = 0; y < bitmap.height(); ++y) {
+        const auto row = bitmap.writable_row(y);
+        for (std::size_t at = 3; at < row.size(); at += 4) row[at] = 255;
+    }
+    return true;
+}
+
 }  // namespace quillmark::imaging::codecs

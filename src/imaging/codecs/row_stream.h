@@ -37,4 +37,8 @@ Result<Bitmap> bitmap_for(int width, int height, int bits, const Limits& limits,
 /// The outcome, with a warning when rows are missing.
 Outcome outcome_of(Bitmap bitmap, int format_code, int rows_shown);
 
+/// Makes a picture opaque whose alpha is 0 everywhere: writers that do not know of alpha leave it so. True
+/// when it did.
+bool make_opaque_if_invisible(Bitmap& bitmap);
+
 }  // namespace quillmark::imaging::codecs

@@ -1,5 +1,6 @@
 // Truevision Targa: "Truevision TGA File Format Specification, version 2.0", 1991. Grey with alpha (type 3 at
-// 16 bits) is not in it, but GIMP, Pillow and others write it.
+// 16 bits) is not in it, but GIMP, Pillow and others write it, as is black and white (type 3 at 1 bit), which
+// GraphicsMagick writes.
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -23,7 +24,7 @@ constexpr std::uint16_t kExtensionSize = 495;
 constexpr char kSignature[] = "TRUEVISION-XFILE.";  // its closing zero belongs to the file
 
 // How a stored pixel is laid out.
-enum class Pixel : std::uint8_t { index8, index16, gray8, gray_alpha, bgr555, bgr24, bgra32 };
+enum class Pixel : std::uint8_t { index8, index16, gray1, gray8, gray_alpha, bgr555, bgr24, bgra32 };
 
 struct Header {
     int id_length = 0, map_type = 0, type = 0, map_first = 0, map_length = 0, map_bits = 0;
@@ -42,26 +43,33 @@ struct Header {
     }
     std::int64_t pixels_at() const { return kHeaderSize + id_length + map_bytes(); }
     int pixel_bytes() const { return (depth + 7) / 8; }
+    /// Bytes of a stored row, or of its pixels unpacked.
+    std::int64_t row_bytes() const {
+        return depth == 1 ? (width + 7) / 8 : std::int64_t {width} * pixel_bytes();
+    }
 
     Pixel pixel() const {
         if (kind() == 1) return depth == 8 ? Pixel::index8 : Pixel::index16;
-        if (kind() == 3) return depth == 8 ? Pixel::gray8 : Pixel::gray_alpha;
+        if (kind() == 3) return depth == 1 ? Pixel::gray1 : depth == 8 ? Pixel::gray8 : Pixel::gray_alpha;
         return depth == 24 ? Pixel::bgr24 : depth == 32 ? Pixel::bgra32 : Pixel::bgr555;
     }
 };
 
 bool is_pixel_depth(int bits) { return bits == 15 || bits == 16 || bits == 24 || bits == 32; }
+bool is_map_depth(int bits) {
+    return bits == 8 || is_pixel_depth(bits);
+}  // netpbm writes maps of grey levels
 
 // There is no signature at the beginning, so every field has to make sense.
 bool plausible(const Header& h) {
     if (h.map_type > 1 || h.width == 0 || h.height == 0) return false;
     if ((h.type & ~8) < 1 || (h.type & ~8) > 3) return false;
     if (h.attribute_bits() > 8 || h.descriptor >> 6 == 3) return false;
-    if (h.map_type == 1 && !is_pixel_depth(h.map_bits)) return false;
+    if (h.map_type == 1 && !is_map_depth(h.map_bits)) return false;
     switch (h.kind()) {
         case 1: return h.map_type == 1 && h.map_length > 0 && (h.depth == 8 || h.depth == 16);
         case 2: return is_pixel_depth(h.depth);
-        default: return h.depth == 8 || h.depth == 16;
+        default: return (h.depth == 1 && !h.packed()) || h.depth == 8 || h.depth == 16;
     }
 }
 
@@ -156,6 +164,7 @@ struct File {
 
     int bits() const {
         switch (header.pixel()) {
+            case Pixel::gray1: return 1;
             case Pixel::index8:
             case Pixel::gray8: return 8;
             case Pixel::index16:
@@ -198,7 +207,9 @@ std::optional<Stamp> find_stamp(const ByteReader& file, const File& facts) {
         stamp.pixels_at = at + 4;
     }
     if (stamp.width == 0 || stamp.height == 0 || stamp.height > 255) return std::nullopt;
-    const std::int64_t bytes = std::int64_t {stamp.width} * stamp.height * facts.header.pixel_bytes();
+    Header sides = facts.header;
+    sides.width = stamp.width;
+    const std::int64_t bytes = sides.row_bytes() * stamp.height;
     if (stamp.pixels_at + bytes > file.size()) return std::nullopt;
     return stamp;
 }
@@ -239,7 +250,9 @@ Palette read_map(const ByteReader& file, const File& facts) {
         facts.alpha_stated() && (h.map_bits == 32 || (h.map_bits == 16 && h.attribute_bits() > 0));
     Palette map(static_cast<std::size_t>(h.map_length));
     for (Rgba& entry : map) {
-        if (h.map_bits <= 16) {
+        if (h.map_bits == 8) {
+            entry.r = entry.g = entry.b = in.u8();
+        } else if (h.map_bits <= 16) {
             entry = from_555(in.u16le());
         } else {
             entry.b = in.u8(), entry.g = in.u8(), entry.r = in.u8();
@@ -280,6 +293,7 @@ class RowConverter {
         const auto out = bitmap.writable_row(y);
         const auto width = static_cast<std::size_t>(bitmap.width());
         switch (pixel_) {
+            case Pixel::gray1: copy_bits(in, out, width); break;
             case Pixel::index8:
             case Pixel::gray8: std::memcpy(out.data(), in, width); break;
             case Pixel::index16: expand_index16(in, out.data(), width); break;
@@ -292,7 +306,7 @@ class RowConverter {
         }
         if (alpha_) note_alpha(out.data(), width);
         if (alpha_ && premultiplied_) divide_by_alpha(out.data(), width);
-        if (mirrored_) mirror(out, width);
+        if (mirrored_) pixel_ == Pixel::gray1 ? mirror_bits(out, width) : mirror(out, width);
     }
 
     // Whether every alpha value seen was 0.
@@ -326,6 +340,19 @@ class RowConverter {
             const unsigned a = rgba[3];
             for (int c = 0; c < 3 && a > 0; ++c)
                 rgba[c] = static_cast<std::uint8_t>(std::min(255U, (rgba[c] * 255U + a / 2) / a));
+        }
+    }
+    static void copy_bits(const std::uint8_t* in, std::span<std::uint8_t> out, std::size_t width) {
+        std::memcpy(out.data(), in, out.size());
+        if (width % 8 != 0) out.back() &= static_cast<std::uint8_t>(0xFF00 >> width % 8);
+    }
+    static void mirror_bits(std::span<std::uint8_t> row, std::size_t width) {
+        const std::vector<std::uint8_t> from(row.begin(), row.end());
+        std::ranges::fill(row, std::uint8_t {0});
+        for (std::size_t x = 0; x < width; ++x) {
+            const std::size_t source = width - 1 - x;
+            if (from[source / 8] >> (7 - source % 8) & 1)
+                row[x / 8] |= static_cast<std::uint8_t>(0x80 >> x % 8);
         }
     }
     static void mirror(std::span<std::uint8_t> row, std::size_t width) {
@@ -427,8 +454,7 @@ Result<int> decode_rows(const ByteReader& in, const Header& header, Bitmap& bitm
             default: return decode_packets<4>(in, header, bitmap, convert, sink);
         }
     }
-    const auto row_bytes =
-        static_cast<std::size_t>(header.width) * static_cast<std::size_t>(header.pixel_bytes());
+    const auto row_bytes = static_cast<std::size_t>(header.row_bytes());
     return read_raw_rows(in, row_bytes, header.order(), bitmap, sink,
                          [&](const std::uint8_t* stored, int y) { convert(stored, bitmap, y); });
 }
@@ -446,15 +472,15 @@ void make_opaque(Bitmap& bitmap, const RowOrder& order, int rows) {
 Result<Outcome> decode_image(const ByteReader& in, const File& facts, const Limits& limits, RowSink& sink) {
     const Header& header = facts.header;
     const std::int64_t unit = header.pixel_bytes();
-    const std::int64_t pixels = std::int64_t {header.width} * header.height;
-    const std::int64_t reach =
-        header.packed() ? in.remaining() / (unit + 1) * 128 + 128 : in.remaining() / unit;
-    if (reach < header.width) return Error {Fault::truncated, "pixels"};
-    const bool data_short = reach < pixels;
+    const std::int64_t reach =  // bytes of pixels that the data can hold at best
+        header.packed() ? (in.remaining() / (unit + 1) * 128 + 128) * unit : in.remaining();
+    if (reach < header.row_bytes()) return Error {Fault::truncated, "pixels"};
+    const bool data_short = reach < header.row_bytes() * header.height;
     auto bitmap = bitmap_for(header.width, header.height, facts.bits(), limits, data_short);
     if (!bitmap) return bitmap.error();
     RowConverter convert {in, facts};
     if (header.pixel() == Pixel::index8) bitmap->set_palette(convert.palette());
+    if (header.pixel() == Pixel::gray1) bitmap->set_palette(gray_palette(2));
     bitmap->metadata().comment = facts.extension.comment;
     sink.begin(*bitmap);
     const auto rows = decode_rows(in, header, *bitmap, convert, sink);

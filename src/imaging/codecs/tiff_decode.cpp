@@ -4,6 +4,7 @@
 #include <cstring>
 #include <optional>
 
+#include "imaging/codecs/row_stream.h"
 #include "imaging/codecs/tiff_pixels.h"
 #include "imaging/swizzle.h"
 
@@ -187,6 +188,7 @@ class RangeConsumer final : public Consumer {
 int planes_needed(const Page& page) {
     switch (page.kind) {
         case Kind::gray_alpha:
+        case Kind::palette_alpha:
         case Kind::rgb_alpha: return page.color_samples + 1;
         case Kind::rgb:
         case Kind::cmyk:
@@ -403,7 +405,7 @@ void describe(TIFF* tiff, const Page& page, Bitmap& bitmap) {
     if (TIFFGetField(tiff, TIFFTAG_IMAGEDESCRIPTION, &text) && text) {
         metadata.comment = text_from_bytes(reinterpret_cast<const std::uint8_t*>(text), std::strlen(text));
     }
-    if (!page.palette.empty() && page.kind != Kind::deep_palette) bitmap.set_palette(page.palette);
+    if (!page.palette.empty() && page.bitmap_bits <= 8) bitmap.set_palette(page.palette);
 }
 
 // A file much smaller than its picture may deliver next to nothing: memory that stays untouched costs nothing
@@ -435,6 +437,10 @@ Result<Outcome> decode_page(Handle& handle, const Page& page, const ReadOptions&
     if (!walked) return walked.error();
     Outcome outcome = filler.take();
     if (outcome.rows_shown == 0) return nothing_decoded(handle);
+    if (page.alpha_guessed && !zeroed && codecs::make_opaque_if_invisible(outcome.bitmap)) {
+        const int height = outcome.bitmap.height();
+        if (!sink.rows(outcome.bitmap, 0, height, height, height)) return kCancelled;
+    }
     return outcome;
 }
 

@@ -87,18 +87,21 @@ void settle_photometric(TIFF* tiff, Page& page) {
     page.color_samples = std::min(page.color_samples, page.samples);
 }
 
-// 0 none, else EXTRASAMPLE_ASSOCALPHA or EXTRASAMPLE_UNASSALPHA for the first sample after the colours.
-int alpha_of(TIFF* tiff, const Page& page) {
+// Whether the first sample after the colours is alpha. Many writers leave a single further sample undeclared;
+// it is taken as alpha, as most programs do.
+void settle_alpha(TIFF* tiff, Page& page) {
+    if (page.samples <= page.color_samples) return;
     std::uint16_t count = 0;
     std::uint16_t* kinds = nullptr;
-    if (page.samples <= page.color_samples ||
-        !TIFFGetFieldDefaulted(tiff, TIFFTAG_EXTRASAMPLES, &count, &kinds))
-        return 0;
-    return count > 0 && kinds ? kinds[0] : 0;
+    const bool declared = TIFFGetFieldDefaulted(tiff, TIFFTAG_EXTRASAMPLES, &count, &kinds) && count > 0;
+    const int kind = declared && kinds ? kinds[0] : EXTRASAMPLE_UNSPECIFIED;
+    page.associated = kind == EXTRASAMPLE_ASSOCALPHA;
+    page.alpha_guessed = kind == EXTRASAMPLE_UNSPECIFIED && page.samples == page.color_samples + 1;
+    page.alpha = page.associated || kind == EXTRASAMPLE_UNASSALPHA || page.alpha_guessed;
 }
 
-void settle_gray(Page& page, bool alpha) {
-    if (alpha) {
+void settle_gray(Page& page) {
+    if (page.alpha) {
         page.kind = Kind::gray_alpha;
         page.bitmap_bits = 32;
     } else if (page.bits > 8) {
@@ -118,7 +121,12 @@ void settle_palette(TIFF* tiff, Page& page) {
     page.palette = read_palette(tiff, page.bits);
     if (page.palette.empty()) {  // no table: the indices are all there is
         page.photometric = PHOTOMETRIC_MINISBLACK;
-        return settle_gray(page, false);
+        return settle_gray(page);
+    }
+    if (page.alpha && page.bits <= 8) {
+        page.kind = Kind::palette_alpha;
+        page.bitmap_bits = 32;
+        return;
     }
     page.kind = page.bits > 8                         ? Kind::deep_palette
                 : page.bits == 1 && page.samples == 1 ? Kind::bilevel
@@ -133,9 +141,7 @@ bool jpeg_gives_rgb(const Page& page) {
 }
 
 Result<void> settle_kind(TIFF* tiff, Page& page) {
-    const int alpha = alpha_of(tiff, page);
-    const bool with_alpha = alpha == EXTRASAMPLE_ASSOCALPHA || alpha == EXTRASAMPLE_UNASSALPHA;
-    page.associated = alpha == EXTRASAMPLE_ASSOCALPHA;
+    settle_alpha(tiff, page);
     page.bitmap_bits = 24;
     if (jpeg_gives_rgb(page)) {
         TIFFSetField(tiff, TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB);
@@ -149,11 +155,11 @@ Result<void> settle_kind(TIFF* tiff, Page& page) {
     switch (page.photometric) {
         case PHOTOMETRIC_MINISWHITE:
         case PHOTOMETRIC_MINISBLACK:
-        case PHOTOMETRIC_MASK: settle_gray(page, with_alpha); break;
+        case PHOTOMETRIC_MASK: settle_gray(page); break;
         case PHOTOMETRIC_PALETTE: settle_palette(tiff, page); break;
         case PHOTOMETRIC_RGB:
-            page.kind = with_alpha ? Kind::rgb_alpha : Kind::rgb;
-            if (with_alpha) page.bitmap_bits = 32;
+            page.kind = page.alpha ? Kind::rgb_alpha : Kind::rgb;
+            if (page.alpha) page.bitmap_bits = 32;
             break;
         case PHOTOMETRIC_SEPARATED:
             if (tag16(tiff, TIFFTAG_INKSET, INKSET_CMYK) != INKSET_CMYK && page.samples != 4) {

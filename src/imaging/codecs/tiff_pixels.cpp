@@ -234,6 +234,27 @@ void RowConverter::put_deep_palette(std::uint8_t* out, std::size_t count, const 
     }
 }
 
+// Indices are taken as they are, alpha is brought to 8 bits.
+void RowConverter::put_palette_alpha(std::uint8_t* out, std::size_t count,
+                                     std::span<const std::uint8_t* const> planes) {
+    const std::size_t step = samples_in(planes);
+    const unsigned top = (1U << page_.bits) - 1;
+    for_each_field(planes[0], count * step, page_.bits, [&](std::size_t i, std::uint32_t v) {
+        std::uint8_t* pixel = out + i / step * 4;
+        const std::size_t sample = i % step;
+        if (sample == 0) {
+            const Rgba& c = page_.palette[v];
+            pixel[0] = c.r, pixel[1] = c.g, pixel[2] = c.b;
+        } else if (sample == 1) {
+            pixel[3] = static_cast<std::uint8_t>((v * 255 + top / 2) / top);
+        }
+    });
+    if (planes.size() < 2) return;
+    plane_.resize(count);
+    narrow(planes[1], count, plane_.data());
+    for (std::size_t i = 0; i < count; ++i) out[i * 4 + 3] = plane_[i];
+}
+
 // Interleaved 8-bit levels of all samples; for planes, of the colour samples and the one after them.
 const std::uint8_t* RowConverter::levels8(std::size_t count, std::span<const std::uint8_t* const> planes) {
     if (planes.size() <= 1) {
@@ -301,6 +322,8 @@ void RowConverter::put(Bitmap& bitmap, int x, int y, std::size_t count,
         case Kind::gray16: return put_gray16(bitmap.writable_row16(y).data() + left, count, planes[0]);
         case Kind::deep_palette:
             return put_deep_palette(bitmap.writable_row(y).data() + left * 3, count, planes[0]);
+        case Kind::palette_alpha:
+            return put_palette_alpha(bitmap.writable_row(y).data() + left * 4, count, planes);
         default: break;
     }
     const std::size_t pixel_bytes = bitmap.layout() == Layout::rgba32 ? 4 : 3;

@@ -45,6 +45,7 @@ class RowConverter {
     void put_bilevel(std::span<std::uint8_t> row, int x, std::size_t count, const std::uint8_t* in) const;
     void put_index(Bitmap& bitmap, int x, int y, std::size_t count, const std::uint8_t* in);
     void put_gray16(std::uint16_t* out, std::size_t count, const std::uint8_t* in);
+    void put_palette_alpha(std::uint8_t* out, std::size_t count, std::span<const std::uint8_t* const> planes);
     void put_deep_palette(std::uint8_t* out, std::size_t count, const std::uint8_t* in);
     void put_color(std::uint8_t* out, std::size_t count, const std::uint8_t* in, std::size_t step) const;
     std::size_t samples_in(std::span<const std::uint8_t* const> planes) const;
