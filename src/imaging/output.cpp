@@ -138,6 +138,11 @@ const std::vector<std::uint8_t>& MemoryWriter::bytes() {
 
 bool MemoryWriter::store(std::int64_t offset, std::span<const std::uint8_t> bytes) {
     const auto end = static_cast<std::size_t>(offset) + bytes.size();
+    if (static_cast<std::size_t>(offset) ==
+        bytes_.size()) {  // the usual case, without filling with zeros first
+        bytes_.insert(bytes_.end(), bytes.begin(), bytes.end());
+        return true;
+    }
     if (end > bytes_.size()) bytes_.resize(end);
     std::memcpy(bytes_.data() + offset, bytes.data(), bytes.size());
     return true;

@@ -7,6 +7,16 @@
 namespace quillmark::imaging {
 namespace {
 
+// What the image would have if the format wrote every depth. 16 bits suit only the kind of picture, grey or
+// colour, that the format means by them: deep grey keeps more in 8 bits than in 5-6-5.
+int wanted_depth(const Bitmap& bitmap, const FormatCode& format) {
+    const bool deep_gray = bitmap.layout() == Layout::gray16;
+    if (bitmap.has_alpha() && bitmap.bits() > 8) return 32;
+    if (deep_gray && !format.gray16) return 8;
+    if (!deep_gray && bitmap.bits() == 16 && format.gray16) return 24;
+    return bitmap.bits();
+}
+
 // The writable depth that keeps most: the smallest that loses nothing, else the largest.
 int nearest_depth(std::span<const int> depths, int wanted) {
     int best = 0;
@@ -27,9 +37,7 @@ int save_depth(const Bitmap& bitmap, int format_code, int bits) {
     if (!format || format->write_depths.empty()) return 0;
     if (bits != 0)
         return std::ranges::find(format->write_depths, bits) != format->write_depths.end() ? bits : 0;
-    // An image that needs its alpha wants 32 bits; one of 12 or 16 grey bits wants 16 before 24.
-    const int wanted = bitmap.has_alpha() && bitmap.bits() > 8 ? 32 : bitmap.bits();
-    return nearest_depth(format->write_depths, wanted);
+    return nearest_depth(format->write_depths, wanted_depth(bitmap, *format));
 }
 
 Result<void> save(const Bitmap& bitmap, ByteWriter& out, const SaveOptions& options) {

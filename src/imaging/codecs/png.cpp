@@ -279,7 +279,7 @@ Result<Outcome> decode(ByteReader in, const ReadOptions& options, RowSink& sink)
 }
 
 constexpr std::array kDepths {1, 2, 4, 8, 16, 24, 32};
-constexpr std::array kFormats {FormatCode {kFormatCode, "", kDepths}};
+constexpr std::array kFormats {FormatCode {kFormatCode, "", kDepths, true}};
 constexpr std::array<std::string_view, 1> kExtensions {"png"};
 
 }  // namespace

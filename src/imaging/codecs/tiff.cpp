@@ -100,7 +100,7 @@ constexpr int kPlainDepths[] = {1, 2, 3, 4, 5, 6, 7, 8, 16, 24, 32};
 constexpr int kCompressedDepths[] = {1, 4, 8, 24, 32};
 constexpr int kFaxDepths[] = {1};
 constexpr FormatCode kFormats[] = {
-    {3, "uncompressed", kPlainDepths},
+    {3, "uncompressed", kPlainDepths, true},
     {11, "compressed", kCompressedDepths},
     {29, "CCITT G4", kFaxDepths},
     {22, "JPEG"},
