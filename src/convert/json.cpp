@@ -45,9 +45,12 @@ std::string escaped(char c) {
 
 template <typename Values, typename Write>
 std::string list_of(const Values& values, Write write) {
-    std::string list;
-    for (const auto& value : values) list += (list.empty() ? "" : ",") + write(value);
-    return "[" + list + "]";
+    std::string list = "[";
+    for (const auto& value : values) {
+        if (list.size() > 1) list += ',';
+        list += write(value);
+    }
+    return list += ']';
 }
 
 }  // namespace
