@@ -13,8 +13,6 @@
 namespace quillmark::imaging::dib {
 namespace {
 
-constexpr std::int64_t kStreamFrom = 8 << 20;
-
 // Bytes from row to row. Some writers leave out the padding; the amount of data gives them away. A single row
 // needs none.
 std::int64_t stored_stride(const ByteReader& in, const DibHeader& header) {
@@ -143,7 +141,7 @@ Convert converter_32(const DibHeader& header) {
 }
 
 // How one stored row becomes one of the bitmap.
-Convert converter(const DibHeader& header) {
+Convert converter(const DibHeader& header, const Bitmap& bitmap) {
     switch (header.bits) {
         case 1: return copy_bilevel;
         case 2: return unpack<2>;
@@ -153,14 +151,9 @@ Convert converter(const DibHeader& header) {
                 [](auto in, auto out, int width) { std::memcpy(out, in, static_cast<std::size_t>(width)); };
         case 16: return unmasker<std::uint16_t>(header);
         case 24:
-            // Streaming saves a third of the memory traffic, but only a picture that leaves the cache anyway
-            // gains.
-            if (header.row_bytes() * header.height > kStreamFrom) {
-                return [](auto in, auto out, int width) {
-                    stream_swap_rgb24(in, out, static_cast<std::size_t>(width));
-                };
-            }
-            return [](auto in, auto out, int width) { swap_rgb24(in, out, static_cast<std::size_t>(width)); };
+            return [swap = codecs::bgr_swap_for(bitmap)](auto in, auto out, int width) {
+                swap(in, out, static_cast<std::size_t>(width));
+            };
         case 32: return converter_32(header);
         default: {
             const auto levels = std::make_shared<const LinearLevels>();
@@ -177,7 +170,7 @@ bool rows_are_short(const ByteReader& in, const DibHeader& header) {
 }
 
 Result<int> read_raw_rows(const ByteReader& in, const DibHeader& header, Bitmap& bitmap, RowSink& sink) {
-    const Convert convert = converter(header);
+    const Convert convert = converter(header, bitmap);
     ByteReader pixels = in;
     pixels.seek(header.bits_at);
     const auto stride = static_cast<std::size_t>(stored_stride(in, header));

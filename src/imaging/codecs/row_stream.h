@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <span>
 
 #include "imaging/codec.h"
 
@@ -30,6 +31,22 @@ using RowBody = std::function<void(const std::uint8_t* stored, int y)>;
 /// Faults: truncated (not one whole row), cancelled.
 Result<int> read_raw_rows(const ByteReader& in, std::size_t row_bytes, const RowOrder& order,
                           const Bitmap& bitmap, RowSink& sink, const RowBody& body);
+
+/// Delivers the next bytes of unpacked rows and says how many: fewer than asked for only at the end of the
+/// data.
+using RowFill = std::function<std::size_t(std::span<std::uint8_t> stored)>;
+
+/// Reads packed rows of row_bytes each (unpacked) one after the other and hands every one to body. Returns
+/// how many rows hold data, the last one perhaps in part (its rest is zero). Faults: truncated (no data),
+/// cancelled.
+Result<int> read_packed_rows(std::size_t row_bytes, const RowOrder& order, const Bitmap& bitmap,
+                             RowSink& sink, const RowFill& fill, const RowBody& body);
+
+/// Turns count pixels B,G,R into R,G,B.
+using BgrSwap = void (*)(const std::uint8_t* in, std::uint8_t* out, std::size_t count);
+
+/// The swap for whole rows of the bitmap: past the cache when the picture is too large for it.
+BgrSwap bgr_swap_for(const Bitmap& bitmap);
 
 /// A bitmap to decode into: zeroed without touching its pages when the data are known to be short.
 Result<Bitmap> bitmap_for(int width, int height, int bits, const Limits& limits, bool data_short);

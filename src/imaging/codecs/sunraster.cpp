@@ -124,7 +124,8 @@ void expand_565(const std::uint8_t* in, std::uint8_t* out, int width) {
     }
 }
 
-void convert_row(const Header& header, const std::uint8_t* in, std::span<std::uint8_t> out) {
+void convert_row(const Header& header, const std::uint8_t* in, std::span<std::uint8_t> out,
+                 BgrSwap swap_bgr) {
     const std::size_t width = header.width;
     switch (header.depth) {
         case 1:
@@ -138,7 +139,7 @@ void convert_row(const Header& header, const std::uint8_t* in, std::span<std::ui
             if (header.type == kRgbOrder)
                 std::memcpy(out.data(), in, width * 3);
             else
-                swap_rgb24(in, out.data(), width);
+                swap_bgr(in, out.data(), width);
             break;
         case 32:  // the first byte of each pixel is padding
             if (header.type == kRgbOrder)
@@ -195,26 +196,6 @@ class RunDecoder {
     std::uint8_t value_ = 0;
 };
 
-Result<int> decode_runs(const ByteReader& in, const Header& header, Bitmap& bitmap, RowSink& sink) {
-    constexpr int kReport = 64;
-    const RowOrder order {header.rows()};
-    RunDecoder runs {in};
-    std::vector<std::uint8_t> stored(static_cast<std::size_t>(header.row_bytes()));
-    int reported = 0, y = 0;
-    for (bool complete = true; complete && y < order.height;) {
-        const std::size_t got = runs.fill(stored);
-        complete = got == stored.size();
-        if (got == 0) break;
-        std::fill(stored.begin() + static_cast<std::ptrdiff_t>(got), stored.end(), std::uint8_t {0});
-        convert_row(header, stored.data(), bitmap.writable_row(y++));
-        if (y - reported < kReport && complete && y < order.height) continue;
-        if (!report_rows(order, bitmap, reported, y, sink)) return Error {Fault::cancelled, "pixels"};
-        reported = y;
-    }
-    if (y == 0) return Error {Fault::truncated, "pixels"};
-    return y;
-}
-
 Result<Outcome> decode(ByteReader in, const ReadOptions& options, RowSink& sink) {
     const auto header = read_header(in, options.limits);
     if (!header) return header.error();
@@ -231,12 +212,15 @@ Result<Outcome> decode(ByteReader in, const ReadOptions& options, RowSink& sink)
     if (!bitmap) return bitmap.error();
     if (header->indexed()) bitmap->set_palette(palette);
     sink.begin(*bitmap);
-    const auto rows =
-        packed ? decode_runs(in, *header, *bitmap, sink)
-               : read_raw_rows(in, static_cast<std::size_t>(header->row_bytes()), RowOrder {header->rows()},
-                               *bitmap, sink, [&](const std::uint8_t* stored, int y) {
-                                   convert_row(*header, stored, bitmap->writable_row(y));
-                               });
+    const RowOrder order {header->rows()};
+    const auto row_bytes = static_cast<std::size_t>(header->row_bytes());
+    const RowBody body = [&, swap = bgr_swap_for(*bitmap)](const std::uint8_t* stored, int y) {
+        convert_row(*header, stored, bitmap->writable_row(y), swap);
+    };
+    RunDecoder runs {in};
+    const RowFill fill = [&](std::span<std::uint8_t> stored) { return runs.fill(stored); };
+    const auto rows = packed ? read_packed_rows(row_bytes, order, *bitmap, sink, fill, body)
+                             : read_raw_rows(in, row_bytes, order, *bitmap, sink, body);
     if (!rows) return rows.error();
     if (!data_short) bitmap->clear_rows(*rows, bitmap->height());
     return outcome_of(std::move(*bitmap), kFormat, *rows);

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstring>
 #include <ctime>
+#include <memory>
 #include <optional>
 #include <utility>
 
@@ -276,11 +277,12 @@ Palette palette_from_map(const Palette& map, int first, std::size_t count) {
 // Turns stored rows into bitmap rows. Rows may be converted by several threads at once.
 class RowConverter {
   public:
-    RowConverter(const ByteReader& file, const File& facts)
+    RowConverter(const ByteReader& file, const File& facts, const Bitmap& bitmap)
         : pixel_ {facts.header.pixel()},
           alpha_ {facts.bits() == 32},
           premultiplied_ {facts.extension.attribute_type == 4},
-          mirrored_ {facts.header.right_to_left()} {
+          mirrored_ {facts.header.right_to_left()},
+          swap_bgr_ {mirrored_ ? swap_rgb24 : bgr_swap_for(bitmap)} {
         if (facts.header.kind() == 1) {
             const std::size_t count = pixel_ == Pixel::index8 ? 256 : 65536;
             palette_ = palette_from_map(read_map(file, facts), facts.header.map_first, count);
@@ -301,7 +303,7 @@ class RowConverter {
             case Pixel::bgr555:
                 alpha_ ? expand_555<4>(in, out.data(), width) : expand_555<3>(in, out.data(), width);
                 break;
-            case Pixel::bgr24: swap_rgb24(in, out.data(), width); break;
+            case Pixel::bgr24: swap_bgr_(in, out.data(), width); break;
             case Pixel::bgra32: swap_rgba32(in, out.data(), width); break;
         }
         if (alpha_) note_alpha(out.data(), width);
@@ -365,6 +367,7 @@ class RowConverter {
 
     Pixel pixel_;
     bool alpha_, premultiplied_, mirrored_;
+    BgrSwap swap_bgr_;  // mirrored rows are read again at once, so they stay in the cache
     Palette palette_;
     std::atomic<std::uint8_t> alpha_seen_ {0};
 };
@@ -422,41 +425,28 @@ class PacketDecoder {
 };
 
 template <std::size_t Size>
-Result<int> decode_packets(const ByteReader& in, const Header& header, Bitmap& bitmap, RowConverter& convert,
-                           RowSink& sink) {
-    constexpr int kReport = 64;
-    const RowOrder order = header.order();
-    const auto width = static_cast<std::size_t>(header.width);
-    PacketDecoder<Size> packets {in};
-    std::vector<std::uint8_t> stored(width * Size);
-    int reported = 0, row = 0;
-    for (bool complete = true; complete && row < order.height;) {
-        const std::size_t got = packets.fill(stored.data(), width);
-        complete = got == width;
-        if (got == 0) break;
-        std::fill(stored.begin() + static_cast<std::ptrdiff_t>(got * Size), stored.end(), std::uint8_t {0});
-        convert(stored.data(), bitmap, order.target(row++));
-        if (row - reported < kReport && complete && row < order.height) continue;
-        if (!report_rows(order, bitmap, reported, row, sink)) return Error {Fault::cancelled, "pixels"};
-        reported = row;
+RowFill packet_fill(const ByteReader& in) {
+    return [packets = std::make_shared<PacketDecoder<Size>>(in)](std::span<std::uint8_t> stored) {
+        return packets->fill(stored.data(), stored.size() / Size) * Size;
+    };
+}
+
+RowFill packet_fill(const ByteReader& in, int pixel_bytes) {
+    switch (pixel_bytes) {
+        case 1: return packet_fill<1>(in);
+        case 2: return packet_fill<2>(in);
+        case 3: return packet_fill<3>(in);
+        default: return packet_fill<4>(in);
     }
-    if (row == 0) return Error {Fault::truncated, "pixels"};
-    return row;
 }
 
 Result<int> decode_rows(const ByteReader& in, const Header& header, Bitmap& bitmap, RowConverter& convert,
                         RowSink& sink) {
-    if (header.packed()) {
-        switch (header.pixel_bytes()) {
-            case 1: return decode_packets<1>(in, header, bitmap, convert, sink);
-            case 2: return decode_packets<2>(in, header, bitmap, convert, sink);
-            case 3: return decode_packets<3>(in, header, bitmap, convert, sink);
-            default: return decode_packets<4>(in, header, bitmap, convert, sink);
-        }
-    }
     const auto row_bytes = static_cast<std::size_t>(header.row_bytes());
-    return read_raw_rows(in, row_bytes, header.order(), bitmap, sink,
-                         [&](const std::uint8_t* stored, int y) { convert(stored, bitmap, y); });
+    const RowBody body = [&](const std::uint8_t* stored, int y) { convert(stored, bitmap, y); };
+    if (!header.packed()) return read_raw_rows(in, row_bytes, header.order(), bitmap, sink, body);
+    const RowFill fill = packet_fill(in, header.pixel_bytes());
+    return read_packed_rows(row_bytes, header.order(), bitmap, sink, fill, body);
 }
 
 // Makes the rows that were decoded opaque; the others stay untouched.
@@ -478,7 +468,7 @@ Result<Outcome> decode_image(const ByteReader& in, const File& facts, const Limi
     const bool data_short = reach < header.row_bytes() * header.height;
     auto bitmap = bitmap_for(header.width, header.height, facts.bits(), limits, data_short);
     if (!bitmap) return bitmap.error();
-    RowConverter convert {in, facts};
+    RowConverter convert {in, facts, *bitmap};
     if (header.pixel() == Pixel::index8) bitmap->set_palette(convert.palette());
     if (header.pixel() == Pixel::gray1) bitmap->set_palette(gray_palette(2));
     bitmap->metadata().comment = facts.extension.comment;
