@@ -3,6 +3,8 @@
 #include <QTimer>
 
 #include "frame/image_process.h"
+#include "frame/picture_icon.h"
+#include "frame/theme.h"
 #include "platform/program_folder.h"
 
 int main(int argc, char** argv) {
@@ -16,8 +18,13 @@ int main(int argc, char** argv) {
                                            QCoreApplication::arguments().mid(1), nullptr}};
     QObject::connect(&frame, &quillmark::frame::ImageProcess::ended, &application, &QCoreApplication::quit,
                      Qt::QueuedConnection);
+    quillmark::frame::apply_theme(quillmark::frame::chosen_theme(frame.settings()));
     frame.MDIForm_Load();
     frame.show();
-    QTimer::singleShot(0, &frame, &quillmark::frame::ImageProcess::open_at_start);
+    // The first paint waits for neither: drawing the icon in all its sizes takes longer than the caption.
+    QTimer::singleShot(0, &frame, [&frame] {
+        QGuiApplication::setWindowIcon(quillmark::frame::picture_icon(QStringLiteral("quillmark")));
+        frame.open_at_start();
+    });
     return QApplication::exec();
 }

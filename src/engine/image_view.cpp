@@ -47,9 +47,11 @@ ImageView::ImageView(Engine& engine, QWidget* parent) : QAbstractScrollArea {par
     viewport()->setAttribute(Qt::WA_OpaquePaintEvent);
     connect(&engine, &Engine::bitmap_changed, this, &ImageView::image_changed);
     connect(&engine, &Engine::display_changed, this, &ImageView::image_changed);
+    // Not repaint(): a view mode re-applied while windows are being arranged would paint before the others
+    // have moved, and what they uncover stays unpainted.
     connect(&engine, &Engine::repaint_requested, this, [this] {
         stale_ = true;
-        viewport()->repaint();
+        viewport()->update();
     });
     connect(&engine, &Engine::partly_loaded, this, [this] {
         update_layout();

@@ -133,17 +133,13 @@ void ImageProcess::build() {
 }
 
 void ImageProcess::add_window_shortcuts() {
-    const auto add = [this](const QKeySequence& keys, auto action) {
-        auto* shortcut = new QAction {this};
-        shortcut->setShortcut(keys);
-        connect(shortcut, &QAction::triggered, this, action);
-        addAction(shortcut);
-    };
-    add(QKeySequence {Qt::CTRL | Qt::Key_F6}, [this] { area_->activateNextSubWindow(); });
-    add(QKeySequence {Qt::CTRL | Qt::SHIFT | Qt::Key_F6}, [this] { area_->activatePreviousSubWindow(); });
-    add(QKeySequence {Qt::ALT | Qt::Key_Minus}, [this] {
+    // Next, previous and close carry their keys as commands of the Window menu.
+    auto* window_menu = new QAction {this};
+    window_menu->setShortcut(QKeySequence {Qt::ALT | Qt::Key_Minus});
+    connect(window_menu, &QAction::triggered, this, [this] {
         if (QMdiSubWindow* window = area_->currentSubWindow()) window->showSystemMenu();
     });
+    addAction(window_menu);
 }
 
 QString ImageProcess::layout_path() const { return state_.ProgramDir + kLayoutName; }
