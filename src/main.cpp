@@ -9,13 +9,13 @@
 
 int main(int argc, char** argv) {
     QGuiApplication::setHighDpiScaleFactorRoundingPolicy(Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
-    QApplication application {argc, argv};
+    QApplication application{argc, argv};
     QCoreApplication::setApplicationName(QStringLiteral("Image Processing"));
     QCoreApplication::setApplicationVersion(QStringLiteral(QUILLMARK_VERSION));
     QGuiApplication::setDesktopFileName(QStringLiteral("quillmark"));
-    quillmark::frame::ImageProcess frame {{quillmark::platform::program_folder(),
-                                           quillmark::platform::settings_folder(),
-                                           QCoreApplication::arguments().mid(1), nullptr}};
+    quillmark::frame::ImageProcess frame{{quillmark::platform::program_folder(),
+                                          quillmark::platform::settings_folder(),
+                                          QCoreApplication::arguments().mid(1), nullptr}};
     QObject::connect(&frame, &quillmark::frame::ImageProcess::ended, &application, &QCoreApplication::quit,
                      Qt::QueuedConnection);
     quillmark::frame::apply_theme(quillmark::frame::chosen_theme(frame.settings()));

@@ -16,10 +16,10 @@ struct Colours {
 };
 
 const Colours& colours_of(Theme theme) {
-    static const Colours light {0xefefef, 0xffffff, 0xf7f7f7, 0x1a1a1a, 0x2f74c0, 0xffffff, 0x1a5fb4,
-                                0xffffff, 0xcacaca, 0xb8b8b8, 0x9f9f9f, 0x767676};
-    static const Colours dark {0x2d2d2f, 0x1e1e20, 0x3a3a3d, 0xe8e8e8, 0x3d7cc9, 0xffffff, 0x6cb0ff,
-                               0x55555a, 0x47474b, 0x3f3f43, 0x161617, 0x0c0c0c};
+    static const Colours light{0xefefef, 0xffffff, 0xf7f7f7, 0x1a1a1a, 0x2f74c0, 0xffffff,
+                               0x1a5fb4, 0xffffff, 0xcacaca, 0xb8b8b8, 0x9f9f9f, 0x767676};
+    static const Colours dark{0x2d2d2f, 0x1e1e20, 0x3a3a3d, 0xe8e8e8, 0x3d7cc9, 0xffffff,
+                              0x6cb0ff, 0x55555a, 0x47474b, 0x3f3f43, 0x161617, 0x0c0c0c};
     return theme == Theme::dark ? dark : light;
 }
 
@@ -38,7 +38,8 @@ Theme theme_named(QStringView name) {
 }
 
 Theme chosen_theme(const settings::Settings& settings) {
-    if (qEnvironmentVariableIsSet("QUILLMARK_THEME")) return theme_named(qEnvironmentVariable("QUILLMARK_THEME"));
+    if (qEnvironmentVariableIsSet("QUILLMARK_THEME"))
+        return theme_named(qEnvironmentVariable("QUILLMARK_THEME"));
     return theme_named(settings.QueryKeyValue(settings::Root::HKEY_LOCAL_MACHINE, settings::keys::kOptions,
                                               QStringLiteral("Theme")));
 }
@@ -46,7 +47,7 @@ Theme chosen_theme(const settings::Settings& settings) {
 QPalette palette_of(Theme theme) {
     if (theme == Theme::system) return QApplication::palette();
     const Colours& c = colours_of(theme);
-    QPalette palette {c.text, c.raised, c.light, c.dark, c.mid, c.text, c.highlighted_text, c.base, c.window};
+    QPalette palette{c.text, c.raised, c.light, c.dark, c.mid, c.text, c.highlighted_text, c.base, c.window};
     palette.setColor(QPalette::Midlight, c.midlight);
     palette.setColor(QPalette::Shadow, c.shadow);
     palette.setColor(QPalette::AlternateBase, halfway(c.base, c.window));
