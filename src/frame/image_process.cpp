@@ -12,6 +12,7 @@
 #include <QMimeData>
 #include <QPainter>
 #include <QScreen>
+#include <QScrollBar>
 #include <QStatusBar>
 #include <QTimer>
 #include <QWindow>
@@ -97,6 +98,12 @@ void ImageProcess::build() {
     area_->viewport()->installEventFilter(this);
     setCentralWidget(area_);
     connect(area_, &QMdiArea::subWindowActivated, this, &ImageProcess::on_window_activated);
+
+    // Titles stand in the part of a window that can be seen, and follow it.
+    for (QScrollBar* bar : {area_->horizontalScrollBar(), area_->verticalScrollBar()})
+        connect(bar, &QScrollBar::valueChanged, this, [this] {
+            for (QMdiSubWindow* window : area_->subWindowList()) window->update();
+        });
 
     status_ = new program::StatusBar{this};
     auto* bottom = new QStatusBar{this};

@@ -72,7 +72,7 @@ program::ImageWindow* ImageProcess::new_image_window() {
     style->setParent(framed);  // a widget does not own its style
     framed->setStyle(style);
     window->set_frame_window(framed);
-    refresh_tools();
+    update_status_panel();  // before its image loads: the gauge is to be seen
     return window;
 }
 

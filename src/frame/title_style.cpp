@@ -23,9 +23,20 @@ void TitleStyle::drawComplexControl(ComplexControl control, const QStyleOptionCo
     QString title = widget->windowTitle();
     title.replace(QStringLiteral("[*][*]"), QStringLiteral("[*]"));
     QStyleOptionTitleBar fitted = *bar;
+    drawing_ = true;
     const int room = subControlRect(CC_TitleBar, bar, SC_TitleBarLabel, widget).width();
     fitted.text = fitting_title(title, bar->fontMetrics, room);
     QProxyStyle::drawComplexControl(control, &fitted, painter, widget);
+    drawing_ = false;
+}
+
+QRect TitleStyle::subControlRect(ComplexControl control, const QStyleOptionComplex* option, SubControl part,
+                                 const QWidget* widget) const {
+    const QRect place = QProxyStyle::subControlRect(control, option, part, widget);
+    if (!drawing_ || control != CC_TitleBar || part != SC_TitleBarLabel || !widget->parentWidget())
+        return place;
+    const QWidget& area = *widget->parentWidget();
+    return place.intersected(QRect{widget->mapFrom(&area, QPoint{}), area.size()});
 }
 
 }  // namespace quillmark::frame

@@ -51,7 +51,11 @@ QString DesktopPrompts::input(const QString& prompt, const QString& title, const
     return accepted ? answer : QString {};
 }
 
-int DesktopPrompts::show_modal(QDialog& dialog) { return dialog.exec(); }
+int DesktopPrompts::show_modal(QDialog& dialog) {
+    // Above the frame and with it, not a window of its own on the desktop.
+    if (!dialog.parentWidget() && owner_) dialog.setParent(owner_, dialog.windowFlags());
+    return dialog.exec();
+}
 
 void DesktopPrompts::beep() { QApplication::beep(); }
 
