@@ -2,11 +2,16 @@
 #include "frame/dispatch.h"
 
 #include <QLabel>
+#include <cmath>
+#include <map>
 #include <set>
 
+#include "engine/image_view.h"
 #include "frame/arrange.h"
 #include "frame/caption_bar.h"
 #include "frame/layout_file.h"
+#include "frame/theme.h"
+#include "frame/title_style.h"
 #include "frame/tool_table.h"
 #include "support/desk.h"
 #include "text/numbers.h"
@@ -426,6 +431,98 @@ TEST_F(Frame, ArrangementsPlaceEveryWindow) {
     windows[1]->move(200, 10);
     click(u"ID_ArrangeIcons");
     for (QMdiSubWindow* window : windows) EXPECT_EQ(window->geometry().bottom() + 1, room.height());
+}
+
+TEST_F(Frame, NoTwoCommandsShareAKey) {
+    start();
+    open_three();
+    std::map<QString, int> keys;
+    const auto actions = frame_->findChildren<QAction*>();
+    for (const QAction* action : actions)
+        if (!action->shortcut().isEmpty()) ++keys[action->shortcut().toString()];
+    EXPECT_GE(keys.size(), 8U);
+    for (const char* key : {"Ctrl+F6", "Ctrl+Shift+F6", "Ctrl+F4", "Ctrl+Z"}) EXPECT_EQ(keys[QLatin1String(key)], 1) << key;
+    for (const auto& [key, count] : keys) {
+        const bool of_image_windows = key == u"Ctrl+W";  // one in each window's own menu
+        EXPECT_TRUE(count == 1 || of_image_windows) << key.toStdString();
+    }
+}
+
+TEST_F(Frame, AMaximisedWindowHandsItsPlaceOnAndTheTitleStays) {
+    start();
+    open_three();
+    const auto windows = frame_->area().subWindowList();
+    const QSize own_size = windows[1]->size();
+    windows[2]->showMaximized();
+    EXPECT_EQ(frame_->windowTitle(), u"Image Processing ");
+    frame_->area().setActiveSubWindow(windows[1]);
+    EXPECT_TRUE(windows[1]->isMaximized());
+    EXPECT_FALSE(windows[2]->isMaximized());
+    open(make_image(QStringLiteral("four.png"), 50, 20));
+    EXPECT_TRUE(frame_->area().activeSubWindow()->isMaximized());
+    windows[1]->showNormal();
+    EXPECT_EQ(windows[1]->size(), own_size);
+    EXPECT_EQ(frame_->windowTitle(), u"Image Processing ");
+}
+
+TEST_F(Frame, TheStatusBarIsThereBeforeTheFirstImageHasLoaded) {
+    start();
+    EXPECT_FALSE(frame_->statusBar()->isVisible());
+    frame_->new_image_window();
+    EXPECT_TRUE(frame_->statusBar()->isVisible());
+}
+
+TEST_F(Frame, ArrangingPaintsOnlyOnceEveryWindowHasItsPlace) {
+    struct PaintCount : QObject {
+        int paints = 0;
+        bool eventFilter(QObject*, QEvent* event) override {
+            paints += event->type() == QEvent::Paint;
+            return false;
+        }
+    } count;
+    start();
+    open_three();
+    QCoreApplication::processEvents();
+    for (auto* view : frame_->area().findChildren<engine::ImageView*>()) view->viewport()->installEventFilter(&count);
+    click(u"ID_TileVertically");
+    EXPECT_EQ(count.paints, 0) << "painted among windows that had not moved yet";
+    EXPECT_TRUE(QTest::qWaitFor([&] { return count.paints >= 3; }));
+}
+
+TEST(Titles, FoldersGiveWayBeforeTheName) {
+    const QFontMetrics metrics{QApplication::font()};
+    const QString title = QStringLiteral("/home/someone/pictures/cat.png (1,234 bytes)");
+    const auto width = [&](const char16_t* text) { return metrics.horizontalAdvance(QString::fromUtf16(text)); };
+    EXPECT_EQ(fitting_title(title, metrics, metrics.horizontalAdvance(title)), title);
+    EXPECT_EQ(fitting_title(title, metrics, metrics.horizontalAdvance(title) - 1), u"\u2026/someone/pictures/cat.png (1,234 bytes)");
+    EXPECT_EQ(fitting_title(title, metrics, width(u"\u2026/cat.png (1,234 bytes)")), u"\u2026/cat.png (1,234 bytes)");
+    EXPECT_TRUE(fitting_title(title, metrics, width(u"cat.png (\u2026")).startsWith(u"cat.png"));
+    EXPECT_EQ(fitting_title(QStringLiteral("Image from clipboard"), metrics, 5000), u"Image from clipboard");
+    EXPECT_LE(metrics.horizontalAdvance(fitting_title(title, metrics, 20)), 20);
+}
+
+TEST(Themes, NamesAreReadAndTextStandsOutInBoth) {
+    EXPECT_EQ(theme_named(u" Dark "), Theme::dark);
+    EXPECT_EQ(theme_named(u"LIGHT"), Theme::light);
+    for (const char16_t* other : {u"", u"system", u"darker"}) EXPECT_EQ(theme_named(other), Theme::system);
+    const auto luminance = [](const QColor& c) {
+        const auto linear = [](double v) { return v <= 0.04045 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4); };
+        return 0.2126 * linear(c.redF()) + 0.7152 * linear(c.greenF()) + 0.0722 * linear(c.blueF());
+    };
+    const auto contrast = [&](const QColor& a, const QColor& b) {
+        const double x = luminance(a), y = luminance(b);
+        return (std::max(x, y) + 0.05) / (std::min(x, y) + 0.05);
+    };
+    using P = QPalette;
+    const std::pair<P::ColorRole, P::ColorRole> pairs[] = {{P::WindowText, P::Window}, {P::Text, P::Base}, {P::ButtonText, P::Button},
+        {P::ToolTipText, P::ToolTipBase}, {P::Link, P::Base}};
+    for (const Theme theme : {Theme::light, Theme::dark}) {
+        const QPalette palette = palette_of(theme);
+        EXPECT_EQ(luminance(palette.color(P::Window)) < 0.5, theme == Theme::dark);
+        for (const auto& [text, ground] : pairs)
+            EXPECT_GE(contrast(palette.color(text), palette.color(ground)), 4.5) << text << " on " << ground;
+        EXPECT_GE(contrast(palette.color(P::HighlightedText), palette.color(P::Highlight)), 4.0);
+    }
 }
 
 TEST_F(Frame, DroppedFilesOpen) {

@@ -65,7 +65,10 @@ QSize ImageView::sizeHint() const {
 }
 
 QSizeF ImageView::size_for_image(int width, int height) const {
-    return QSizeF(width, height) / devicePixelRatioF();
+    // At fractional scale factors the view may begin inside a device pixel, which costs it one.
+    const double ratio = devicePixelRatioF();
+    const int spare = ratio == std::floor(ratio) ? 0 : 1;
+    return QSizeF(width + spare, height + spare) / ratio;
 }
 
 QSize ImageView::image_size() const {

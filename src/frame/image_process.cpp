@@ -385,6 +385,8 @@ void ImageProcess::changeEvent(QEvent* event) {
         place_caption();
     } else if (event->type() == QEvent::ActivationChange) {
         caption_->OnCaptionMessage(kNonClientActivate, isActiveWindow() ? 1 : 0);
+    } else if (event->type() == QEvent::PaletteChange) {
+        area_->setBackground(palette().brush(QPalette::Dark));  // the area keeps that of its first palette
     } else if (event->type() == QEvent::WindowTitleChange && windowTitle() != state_.CaptionText) {
         setWindowTitle(state_.CaptionText);  // a maximised image window has put its own title behind it
     }
