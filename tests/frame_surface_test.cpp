@@ -253,6 +253,7 @@ TEST(CommandSurface, EditBoxesShowOneTextAndCommitOnEnterOrFocusLoss) {
     auto* focused = qobject_cast<QLineEdit*>(frame.surface->menu(u"ID_mnuView")->focusWidget());
     EXPECT_TRUE(focused && focused->text() == QStringLiteral("25"));
     frame.surface->menu(u"ID_mnuView")->close();
+    EXPECT_FALSE(frame.surface->menu(u"ID_mnuView")->focusWidget()) << "opened again, its access keys work";
     frame.surface->set_edit_text(u"ID_ZoomPercentage", QStringLiteral("33"));
     EXPECT_EQ(on_bar->text(), QStringLiteral("33"));
     EXPECT_EQ(commits.size(), 2) << "set by the program is no commit";

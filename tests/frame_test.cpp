@@ -2,11 +2,16 @@
 #include "frame/dispatch.h"
 
 #include <QLabel>
+#include <cmath>
+#include <map>
 #include <set>
 
+#include "engine/image_view.h"
 #include "frame/arrange.h"
 #include "frame/caption_bar.h"
 #include "frame/layout_file.h"
+#include "frame/theme.h"
+#include "frame/title_style.h"
 #include "frame/tool_table.h"
 #include "support/desk.h"
 #include "text/numbers.h"
@@ -19,7 +24,8 @@ using settings::keys::kImageProcessing;
 class Frame : public test::Desk {
   protected:
     void open_three() {
-        for (const char* name : {"one.png", "two.png", "three.png"}) open(make_image(QString::fromLatin1(name), 40, 30));
+        for (const char* name : {"one.png", "two.png", "three.png"})
+            open(make_image(QString::fromLatin1(name), 40, 30));
     }
     QStringList checked_views() {
         QStringList checked;
@@ -33,9 +39,12 @@ class Frame : public test::Desk {
     void start_with_view(const QString& id) {
         Layout layout = designed_layout();
         start();
-        for (const char16_t* view : {u"ID_ViewNormal", u"ID_ViewFit", u"ID_ViewStretch", u"ID_ViewSnap"}) frame_->tools().set_checked(view, false);
+        for (const char16_t* view : {u"ID_ViewNormal", u"ID_ViewFit", u"ID_ViewStretch", u"ID_ViewSnap"})
+            frame_->tools().set_checked(view, false);
         if (!id.isEmpty()) frame_->tools().set_checked(id, true);
-        ASSERT_EQ(save_layout(program_file(QStringLiteral("Image Processing.atb")), frame_->surface().layout()), QString{});
+        ASSERT_EQ(
+            save_layout(program_file(QStringLiteral("Image Processing.atb")), frame_->surface().layout()),
+            QString{});
         start();
     }
 };
@@ -43,7 +52,8 @@ class Frame : public test::Desk {
 TEST(Dispatch, RowsAreUniqueAndEveryToolIsAccountedFor) {
     std::set<QString> ids;
     for (const Command& command : all_commands()) {
-        EXPECT_TRUE(ids.insert(QString::fromUtf16(command.id)).second) << QString::fromUtf16(command.id).toStdString();
+        EXPECT_TRUE(ids.insert(QString::fromUtf16(command.id)).second)
+            << QString::fromUtf16(command.id).toStdString();
     }
     const std::set<QString> without_action{QStringLiteral("ID_PPFixed"), QStringLiteral("ID_UseNetscape")};
     int tools = 0;
@@ -72,7 +82,8 @@ TEST_F(Frame, TheCheckedViewToolDecidesTheDefaultMode) {
         const char16_t* tool;
         int mode;
     };
-    for (const Case& c : {Case{u"ID_ViewFit", 0}, Case{u"ID_ViewStretch", -1}, Case{u"ID_ViewSnap", -2}, Case{u"", 0}}) {
+    for (const Case& c :
+         {Case{u"ID_ViewFit", 0}, Case{u"ID_ViewStretch", -1}, Case{u"ID_ViewSnap", -2}, Case{u"", 0}}) {
         start_with_view(QString::fromUtf16(c.tool));
         EXPECT_EQ(state().DefaultViewMode, c.mode) << QString::fromUtf16(c.tool).toStdString();
     }
@@ -151,7 +162,7 @@ TEST_F(Frame, CommandsThatThisVersionLacksAreGreyed) {
     open(make_image(QStringLiteral("a.png"), 4, 4));
     int missing = 0;
     for (const Command& command : all_commands()) {
-        const QStringView id {command.id};
+        const QStringView id{command.id};
         // Unused recent-file entries are greyed by themselves.
         if (!find_tool(command.id) || id.startsWith(u"ID_ImageFile")) continue;
         if (!command.run) {
@@ -184,8 +195,9 @@ TEST_F(Frame, ZoomStartsFromTheBox) {
         const char* expected_box;
         int factor;
     };
-    const Case cases[] = {{"100", u"ID_ZoomIn", "125", 125}, {"125", u"ID_ZoomOut", "100", 100}, {"10", u"ID_ZoomOut", "0", 100},
-                          {"25", u"ID_ZoomOut", "0", 1},     {"300", u"ID_ZoomIn", "325", 325}, {"abc", u"ID_ZoomIn", "abc", 325},
+    const Case cases[] = {{"100", u"ID_ZoomIn", "125", 125},    {"125", u"ID_ZoomOut", "100", 100},
+                          {"10", u"ID_ZoomOut", "0", 100},      {"25", u"ID_ZoomOut", "0", 1},
+                          {"300", u"ID_ZoomIn", "325", 325},    {"abc", u"ID_ZoomIn", "abc", 325},
                           {"32760", u"ID_ZoomIn", "32760", 325}};
     for (const Case& c : cases) {
         frame_->tools().set_edit_text(u"ID_ZoomPercentage", QString::fromLatin1(c.box));
@@ -206,8 +218,10 @@ TEST_F(Frame, ViewModesSetTheirCodesAndTools) {
         int mode;
         const char* box;
     };
-    const Case cases[] = {{u"ID_ViewFit", 0, engine::kPaintFit, "77"}, {u"ID_ViewStretch", -1, engine::kPaintStretch, "77"},
-                          {u"ID_ViewSnap", -2, engine::kPaintStretch, "77"}, {u"ID_ViewNormal", 100, engine::kPaintNormal, "100"}};
+    const Case cases[] = {{u"ID_ViewFit", 0, engine::kPaintFit, "77"},
+                          {u"ID_ViewStretch", -1, engine::kPaintStretch, "77"},
+                          {u"ID_ViewSnap", -2, engine::kPaintStretch, "77"},
+                          {u"ID_ViewNormal", 100, engine::kPaintNormal, "100"}};
     for (const Case& c : cases) {
         click(c.tool);
         EXPECT_EQ(state().ZoomPercent, c.percent);
@@ -333,21 +347,26 @@ TEST_F(Frame, IncrementsArePromptedFor) {
         std::int16_t program::ProgramState::*value;
         const char* prompt;
     };
-    const Case cases[] = {
-        {u"ID_BrightnessIncrement", "BrightnessInc", &program::ProgramState::BrightnessInc, "Enter brightness increment (1-100)|BRIGHTNESS INCREMENT|5"},
-        {u"ID_ContrastIncrement", "ContrastInc", &program::ProgramState::ContrastInc, "Enter contrast increment (1-100)|CONTRAST INCREMENT|5"},
-        {u"ID_HueIncrement", "HueInc", &program::ProgramState::HueInc, "Enter hue increment (1-100)|HUE INCREMENT|5"},
-        {u"ID_GammaIncrement", "GammaInc", &program::ProgramState::GammaInc, "Enter gamma correction increment (1-100)|GAMMA CORRECTION INCREMENT|5"}};
+    const Case cases[] = {{u"ID_BrightnessIncrement", "BrightnessInc", &program::ProgramState::BrightnessInc,
+                           "Enter brightness increment (1-100)|BRIGHTNESS INCREMENT|5"},
+                          {u"ID_ContrastIncrement", "ContrastInc", &program::ProgramState::ContrastInc,
+                           "Enter contrast increment (1-100)|CONTRAST INCREMENT|5"},
+                          {u"ID_HueIncrement", "HueInc", &program::ProgramState::HueInc,
+                           "Enter hue increment (1-100)|HUE INCREMENT|5"},
+                          {u"ID_GammaIncrement", "GammaInc", &program::ProgramState::GammaInc,
+                           "Enter gamma correction increment (1-100)|GAMMA CORRECTION INCREMENT|5"}};
     struct Answer {
         const char* text;
         int expected;
     };
     for (const Case& c : cases) {
-        for (const Answer& answer : {Answer{"250", 250}, Answer{"", 250}, Answer{"2.5 steps", 2}, Answer{"none", 0}, Answer{"99999", 32767}}) {
+        for (const Answer& answer : {Answer{"250", 250}, Answer{"", 250}, Answer{"2.5 steps", 2},
+                                     Answer{"none", 0}, Answer{"99999", 32767}}) {
             prompts_.answers = {QString::fromLatin1(answer.text)};
             click(c.tool);
             EXPECT_EQ(state().*c.value, answer.expected) << c.name << ' ' << answer.text;
-            EXPECT_EQ(setting(kImageProcessing, QString::fromLatin1(c.name)), QString::number(answer.expected));
+            EXPECT_EQ(setting(kImageProcessing, QString::fromLatin1(c.name)),
+                      QString::number(answer.expected));
         }
         EXPECT_TRUE(prompts_.inputs.contains(QString::fromLatin1(c.prompt))) << c.prompt;
     }
@@ -381,7 +400,8 @@ TEST_F(Frame, DefaultToolbarsBringTheDesignBackAndEmptyTheList) {
     open(make_image(QStringLiteral("a.png"), 4, 4));
     click(u"ID_DefaultToolbars");
     for (int i = 1; i <= 4; ++i) {
-        EXPECT_EQ(setting(settings::keys::kSettings, QStringLiteral("ImageFile%1").arg(i)), QStringLiteral("&%1").arg(i));
+        EXPECT_EQ(setting(settings::keys::kSettings, QStringLiteral("ImageFile%1").arg(i)),
+                  QStringLiteral("&%1").arg(i));
     }
     EXPECT_EQ(frame_->surface().layout().bars.size(), designed_layout().bars.size());
 }
@@ -428,15 +448,122 @@ TEST_F(Frame, ArrangementsPlaceEveryWindow) {
     for (QMdiSubWindow* window : windows) EXPECT_EQ(window->geometry().bottom() + 1, room.height());
 }
 
+TEST_F(Frame, NoTwoCommandsShareAKey) {
+    start();
+    open_three();
+    std::map<QString, int> keys;
+    const auto of_image_window = [](const QObject* action) {
+        for (; action; action = action->parent())
+            if (qobject_cast<const QMdiSubWindow*>(action)) return true;
+        return false;
+    };
+    const auto actions = frame_->findChildren<QAction*>();
+    for (const QAction* action : actions)
+        if (!action->shortcut().isEmpty() && !of_image_window(action)) ++keys[action->shortcut().toString()];
+    EXPECT_GE(keys.size(), 8U);
+    for (const char* key : {"Ctrl+F6", "Ctrl+Shift+F6", "Ctrl+F4", "Ctrl+Z"})
+        EXPECT_EQ(keys[QLatin1String(key)], 1) << key;
+    for (const auto& [key, count] : keys) EXPECT_EQ(count, 1) << key.toStdString();
+}
+
+TEST_F(Frame, AMaximisedWindowHandsItsPlaceOnAndTheTitleStays) {
+    start();
+    for (const char* name : {"one.png", "two.png", "three.png"})
+        open(make_image(QString::fromLatin1(name), 300, 200));
+    const auto windows = frame_->area().subWindowList();
+    const QSize own_size = windows[1]->size();
+    windows[2]->showMaximized();
+    EXPECT_EQ(frame_->windowTitle(), u"Image Processing ");
+    frame_->area().setActiveSubWindow(windows[1]);
+    EXPECT_TRUE(windows[1]->isMaximized());
+    EXPECT_FALSE(windows[2]->isMaximized());
+    open(make_image(QStringLiteral("four.png"), 50, 20));
+    EXPECT_TRUE(frame_->area().activeSubWindow()->isMaximized());
+    windows[1]->showNormal();
+    EXPECT_EQ(windows[1]->size(), own_size);
+    EXPECT_EQ(frame_->windowTitle(), u"Image Processing ");
+}
+
+TEST_F(Frame, TheStatusBarIsThereBeforeTheFirstImageHasLoaded) {
+    start();
+    EXPECT_FALSE(frame_->statusBar()->isVisible());
+    frame_->new_image_window();
+    EXPECT_TRUE(frame_->statusBar()->isVisible());
+}
+
+TEST_F(Frame, ArrangingPaintsOnlyOnceEveryWindowHasItsPlace) {
+    struct PaintCount : QObject {
+        int paints = 0;
+        bool eventFilter(QObject*, QEvent* event) override {
+            paints += event->type() == QEvent::Paint;
+            return false;
+        }
+    } count;
+    start();
+    open_three();
+    QCoreApplication::processEvents();
+    for (auto* view : frame_->area().findChildren<engine::ImageView*>())
+        view->viewport()->installEventFilter(&count);
+    click(u"ID_TileVertically");
+    EXPECT_EQ(count.paints, 0) << "painted among windows that had not moved yet";
+    EXPECT_TRUE(QTest::qWaitFor([&] { return count.paints >= 3; }));
+}
+
+TEST(Titles, FoldersGiveWayBeforeTheName) {
+    const QFontMetrics metrics{QApplication::font()};
+    const QString title = QStringLiteral("/home/someone/pictures/cat.png (1,234 bytes)");
+    const auto width = [&](const char16_t* text) {
+        return metrics.horizontalAdvance(QString::fromUtf16(text));
+    };
+    EXPECT_EQ(fitting_title(title, metrics, metrics.horizontalAdvance(title)), title);
+    EXPECT_EQ(fitting_title(title, metrics, metrics.horizontalAdvance(title) - 1),
+              u"\u2026/someone/pictures/cat.png (1,234 bytes)");
+    EXPECT_EQ(fitting_title(title, metrics, width(u"\u2026/cat.png (1,234 bytes)")),
+              u"\u2026/cat.png (1,234 bytes)");
+    EXPECT_TRUE(fitting_title(title, metrics, width(u"cat.png (\u2026")).startsWith(u"cat.png"));
+    EXPECT_EQ(fitting_title(QStringLiteral("Image from clipboard"), metrics, 5000), u"Image from clipboard");
+    EXPECT_LE(metrics.horizontalAdvance(fitting_title(title, metrics, 20)), 20);
+}
+
+TEST(Themes, NamesAreReadAndTextStandsOutInBoth) {
+    EXPECT_EQ(theme_named(u" Dark "), Theme::dark);
+    EXPECT_EQ(theme_named(u"LIGHT"), Theme::light);
+    for (const char16_t* other : {u"", u"system", u"darker"}) EXPECT_EQ(theme_named(other), Theme::system);
+    const auto luminance = [](const QColor& c) {
+        const auto linear = [](double v) {
+            return v <= 0.04045 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4);
+        };
+        return 0.2126 * linear(c.redF()) + 0.7152 * linear(c.greenF()) + 0.0722 * linear(c.blueF());
+    };
+    const auto contrast = [&](const QColor& a, const QColor& b) {
+        const double x = luminance(a), y = luminance(b);
+        return (std::max(x, y) + 0.05) / (std::min(x, y) + 0.05);
+    };
+    using P = QPalette;
+    const std::pair<P::ColorRole, P::ColorRole> pairs[] = {{P::WindowText, P::Window},
+                                                           {P::Text, P::Base},
+                                                           {P::ButtonText, P::Button},
+                                                           {P::ToolTipText, P::ToolTipBase},
+                                                           {P::Link, P::Base}};
+    for (const Theme theme : {Theme::light, Theme::dark}) {
+        const QPalette palette = palette_of(theme);
+        EXPECT_EQ(luminance(palette.color(P::Window)) < 0.5, theme == Theme::dark);
+        for (const auto& [text, ground] : pairs)
+            EXPECT_GE(contrast(palette.color(text), palette.color(ground)), 4.5) << text << " on " << ground;
+        EXPECT_GE(contrast(palette.color(P::HighlightedText), palette.color(P::Highlight)), 4.0);
+    }
+}
+
 TEST_F(Frame, DroppedFilesOpen) {
-    const QString first = make_image(QStringLiteral("1.png"), 11, 5), second = make_image(QStringLiteral("2.png"), 12, 5);
+    const QString first = make_image(QStringLiteral("1.png"), 11, 5),
+                  second = make_image(QStringLiteral("2.png"), 12, 5);
     start();
     QMimeData data;
     data.setUrls({QUrl::fromLocalFile(first), QUrl::fromLocalFile(second)});
-    QDragEnterEvent enter {QPoint(50, 50), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier};
+    QDragEnterEvent enter{QPoint(50, 50), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier};
     QCoreApplication::sendEvent(frame_.get(), &enter);
     EXPECT_TRUE(enter.isAccepted());
-    QDropEvent drop {QPointF(50, 50), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier};
+    QDropEvent drop{QPointF(50, 50), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier};
     QCoreApplication::sendEvent(frame_.get(), &drop);
     EXPECT_TRUE(QTest::qWaitFor([&] { return frame_->kids().KidCount == 2; }));
 }
@@ -457,7 +584,8 @@ TEST(CaptionBar, TheGradientRunsFromTheColourToBlackInBands) {
     QImage image{512, 20, QImage::Format_RGB32};
     image.fill(Qt::magenta);
     QPainter painter{&image};
-    CaptionBar::PaintGradientCaption(painter, image.rect(), QStringLiteral(" "), QColor(200, 100, 50), Qt::white);
+    CaptionBar::PaintGradientCaption(painter, image.rect(), QStringLiteral(" "), QColor(200, 100, 50),
+                                     Qt::white);
     painter.end();
     for (const int band : {0, 1, 64, 127}) {
         const double f = (128 - band) / 128.0;

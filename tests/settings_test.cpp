@@ -78,7 +78,7 @@ TEST(SettingsTable, EveryRowIsUniqueAndBelowTheProductKey) {
         EXPECT_TRUE(seen.insert((row.key + "|" + row.name).toCaseFolded()).second) << row.name;
         EXPECT_TRUE(kOwners.contains(row.owner)) << row.owner;
     }
-    EXPECT_EQ(seen.size(), 36U);
+    EXPECT_EQ(seen.size(), 38U);
 }
 
 TEST_F(SettingsTest, AFreshStoreIsSeededOnce) {

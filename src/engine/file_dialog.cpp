@@ -275,4 +275,14 @@ void OpenDialog::accept() {
     QDialog::accept();
 }
 
+// A list of completions that comes up late, over the closed dialog, would keep the next window from becoming
+// the active one.
+void OpenDialog::done(int result) {
+    if (QCompleter* completer = d_->name_edit()->completer()) {
+        completer->popup()->hide();
+        d_->name_edit()->setCompleter(nullptr);
+    }
+    QFileDialog::done(result);
+}
+
 }  // namespace quillmark::engine

@@ -36,6 +36,9 @@ class OpenDialog : public QFileDialog {
 
     void accept() override;
 
+  protected:
+    void done(int result) override;
+
   private:
     struct Private;
     std::unique_ptr<Private> d_;

@@ -39,7 +39,7 @@ BitonalScale bitonal_scale(int method) {
 
 }  // namespace
 
-ImageView::ImageView(Engine& engine, QWidget* parent) : QAbstractScrollArea {parent}, engine_ {engine} {
+ImageView::ImageView(Engine& engine, QWidget* parent) : QAbstractScrollArea{parent}, engine_{engine} {
     setFrameShape(QFrame::NoFrame);
     setFocusPolicy(Qt::StrongFocus);
     setAccessibleName(tr("Image"));
@@ -47,9 +47,11 @@ ImageView::ImageView(Engine& engine, QWidget* parent) : QAbstractScrollArea {par
     viewport()->setAttribute(Qt::WA_OpaquePaintEvent);
     connect(&engine, &Engine::bitmap_changed, this, &ImageView::image_changed);
     connect(&engine, &Engine::display_changed, this, &ImageView::image_changed);
+    // Not repaint(): a view mode re-applied while windows are being arranged would paint before the others
+    // have moved, and what they uncover stays unpainted.
     connect(&engine, &Engine::repaint_requested, this, [this] {
         stale_ = true;
-        viewport()->repaint();
+        viewport()->update();
     });
     connect(&engine, &Engine::partly_loaded, this, [this] {
         update_layout();
@@ -59,11 +61,14 @@ ImageView::ImageView(Engine& engine, QWidget* parent) : QAbstractScrollArea {par
 
 QSize ImageView::sizeHint() const {
     const QSize image = image_size();
-    return image.isEmpty() ? QSize {320, 240} : size_for_image(image.width(), image.height()).toSize();
+    return image.isEmpty() ? QSize{320, 240} : size_for_image(image.width(), image.height()).toSize();
 }
 
 QSizeF ImageView::size_for_image(int width, int height) const {
-    return QSizeF(width, height) / devicePixelRatioF();
+    // At fractional scale factors the view may begin inside a device pixel, which costs it one.
+    const double ratio = devicePixelRatioF();
+    const int spare = ratio == std::floor(ratio) ? 0 : 1;
+    return QSizeF(width + spare, height + spare) / ratio;
 }
 
 QSize ImageView::image_size() const {
@@ -101,14 +106,14 @@ void ImageView::update_layout() {
     };
     const DisplayRequest now = request();
     const bool scrolls = engine_.AutoScroll() && now.paint_size_mode == kPaintNormal;
-    const QSize shown = scrolls ? displayed_size(now) : QSize {};
+    const QSize shown = scrolls ? displayed_size(now) : QSize{};
     const QSizeF most = QSizeF(maximumViewportSize()) * devicePixelRatioF();
     // A pixel of rounding at fractional scale factors must not bring up the bars.
     const bool fits = shown.width() <= std::ceil(most.width()) && shown.height() <= std::ceil(most.height());
     range(horizontalScrollBar(), fits ? 0 : shown.width(), now.view.width());
     range(verticalScrollBar(), fits ? 0 : shown.height(), now.view.height());
     dst_ = display_rectangle(request());
-    engine_.SetDisplayRectangles(dst_, dst_.intersected(QRectF {QPointF {}, QSizeF(view_size())}));
+    engine_.SetDisplayRectangles(dst_, dst_.intersected(QRectF{QPointF{}, QSizeF(view_size())}));
     if (const QScreen* on = screen()) {
         const double ratio = devicePixelRatioF();
         engine_.SetTwipsPerPixel(platform::twips_per_pixel_x(on) / ratio,
@@ -124,7 +129,7 @@ QRect ImageView::visible_part() const {
                       static_cast<int>(std::floor(part.top() * ratio)));
     const QPoint to(static_cast<int>(std::ceil((part.left() + part.width()) * ratio)),
                     static_cast<int>(std::ceil((part.top() + part.height()) * ratio)));
-    return QRect {from, QSize(to.x() - from.x(), to.y() - from.y())}.intersected(dst_.toAlignedRect());
+    return QRect{from, QSize(to.x() - from.x(), to.y() - from.y())}.intersected(dst_.toAlignedRect());
 }
 
 RenderRequest ImageView::render_request() const {
@@ -135,7 +140,7 @@ RenderRequest ImageView::render_request() const {
 // would blur everything; the picture then starts at the next whole one.
 void ImageView::draw(QPainter& painter, const QImage& image, QPoint at) {
     const double ratio = devicePixelRatioF();
-    const QPointF origin = QPointF(viewport()->mapTo(window(), QPoint {})) * ratio;
+    const QPointF origin = QPointF(viewport()->mapTo(window(), QPoint{})) * ratio;
     const QPointF offset(std::ceil(origin.x()) - origin.x(), std::ceil(origin.y()) - origin.y());
     QImage picture = image;
     picture.setDevicePixelRatio(ratio);
@@ -143,7 +148,7 @@ void ImageView::draw(QPainter& painter, const QImage& image, QPoint at) {
 }
 
 void ImageView::paintEvent(QPaintEvent*) {
-    QPainter painter {viewport()};
+    QPainter painter{viewport()};
     painter.fillRect(viewport()->rect(), palette().color(QPalette::Window).darker(120));
     const RenderRequest wanted = render_request();
     if (wanted.exposed.isEmpty()) return;

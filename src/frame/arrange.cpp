@@ -18,7 +18,7 @@ QList<QMdiSubWindow*> windows(const QMdiArea& area, bool minimised) {
 
 // Room for tiles: the viewport without the row that icons take, and as if no scroll bars were shown.
 QRect free_room(const QMdiArea& area) {
-    QRect room {QPoint {}, area.maximumViewportSize()};
+    QRect room{QPoint{}, area.maximumViewportSize()};
     const auto icons = windows(area, true);
     if (!icons.isEmpty())
         room.setHeight(std::max(room.height() / 2, room.height() - icons.first()->height()));
@@ -56,6 +56,7 @@ void line_up_icons(QMdiArea& area) {
             bottom -= icon->height();
         }
         icon->move(x, bottom - icon->height());
+        icon->raise();  // not hidden below a window that reaches this far down
         x += icon->width();
     }
 }

@@ -1,5 +1,6 @@
 #include "frame/command_surface.h"
 
+#include <QActionGroup>
 #include <QCursor>
 #include <QGuiApplication>
 #include <QMenuBar>
@@ -483,15 +484,17 @@ void CommandSurface::show_window_list() {
     if (window_titles_.isEmpty()) return;
     window_entries_ << list->addSeparator();
     list->addActions(window_commands_);
-    window_entries_ << list->addSeparator();
+    auto* separator = list->addSeparator();
+    window_entries_ << separator;
+    auto* one_of_them = new QActionGroup(separator);
     for (int i = 0; i < window_titles_.size(); ++i) {
         const QString number = i < 9 ? QStringLiteral("&%1 ").arg(i + 1) : QStringLiteral("%1 ").arg(i + 1);
         QString title = window_titles_[i];
         auto* entry = new QAction(number + title.replace(u'&', QStringLiteral("&&")), list);
         entry->setCheckable(true);
+        entry->setActionGroup(one_of_them);
         entry->setChecked(i == active_window_);
-        connect(entry, &QAction::triggered, this, [this, i, entry] {
-            entry->setChecked(i == active_window_);
+        connect(entry, &QAction::triggered, this, [this, i] {
             if (!customizing_) emit window_chosen(i);
         });
         list->addAction(entry);

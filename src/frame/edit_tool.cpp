@@ -57,6 +57,7 @@ class EditBox final : public QLineEdit {
     void hideEvent(QHideEvent* event) override {  // a menu closes: no focus event is certain then
         QLineEdit::hideEvent(event);
         if (text() != tool_.edit_text()) commit();
+        clearFocus();  // or the menu, opened again, would type its access keys into this box
     }
 
   private:

@@ -12,6 +12,7 @@
 #include <QMimeData>
 #include <QPainter>
 #include <QScreen>
+#include <QScrollBar>
 #include <QStatusBar>
 #include <QTimer>
 #include <QWindow>
@@ -59,23 +60,23 @@ QStringList local_files(const QMimeData* data) {
 }  // namespace
 
 ImageProcess::ImageProcess(const Start& start)
-    : store_ {start.settings_dir},
-      own_prompts_ {start.prompts ? nullptr : new program::DesktopPrompts {this}},
-      prompts_ {start.prompts ? start.prompts : own_prompts_.get()},
-      settings_ {store_,
-                 [this](const QString& message) {
-                     prompts_->message(message, QStringLiteral("ERROR"), program::Icon::stop);
-                 }},
-      kids_ {{[this](std::int32_t handle) {
-                  const viewer::Viewer* viewer = viewer_with(*area_, handle);
-                  return viewer ? viewer->windowTitle() : QString {};
-              },
-              [this] {
-                  program::ImageWindow* window = active_window();
-                  return window ? window->handle() : 0;
-              },
-              [this] { send_active_to_back(); }}},
-      arguments_ {start.arguments} {
+    : store_{start.settings_dir},
+      own_prompts_{start.prompts ? nullptr : new program::DesktopPrompts{this}},
+      prompts_{start.prompts ? start.prompts : own_prompts_.get()},
+      settings_{store_,
+                [this](const QString& message) {
+                    prompts_->message(message, QStringLiteral("ERROR"), program::Icon::stop);
+                }},
+      kids_{{[this](std::int32_t handle) {
+                 const viewer::Viewer* viewer = viewer_with(*area_, handle);
+                 return viewer ? viewer->windowTitle() : QString{};
+             },
+             [this] {
+                 program::ImageWindow* window = active_window();
+                 return window ? window->handle() : 0;
+             },
+             [this] { send_active_to_back(); }}},
+      arguments_{start.arguments} {
     state_.ProgramDir = start.program_dir;
     state_.CommandLine = start.arguments.join(u' ');
     setObjectName(QStringLiteral("ImageProcess"));
@@ -89,25 +90,30 @@ ImageProcess::~ImageProcess() {
 }
 
 void ImageProcess::build() {
-    area_ = new QMdiArea {this};
+    area_ = new QMdiArea{this};
     area_->setObjectName(QStringLiteral("DocumentArea"));
     area_->setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
     area_->setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
-    area_->setOption(QMdiArea::DontMaximizeSubWindowOnActivation);
     area_->setAccessibleName(tr("Image windows"));
     area_->viewport()->installEventFilter(this);
     setCentralWidget(area_);
     connect(area_, &QMdiArea::subWindowActivated, this, &ImageProcess::on_window_activated);
 
-    status_ = new program::StatusBar {this};
-    auto* bottom = new QStatusBar {this};
+    // Titles stand in the part of a window that can be seen, and follow it.
+    for (QScrollBar* bar : {area_->horizontalScrollBar(), area_->verticalScrollBar()})
+        connect(bar, &QScrollBar::valueChanged, this, [this] {
+            for (QMdiSubWindow* window : area_->subWindowList()) window->update();
+        });
+
+    status_ = new program::StatusBar{this};
+    auto* bottom = new QStatusBar{this};
     bottom->setContentsMargins(0, 0, 0, 0);
     bottom->addWidget(status_, 1);
     setStatusBar(bottom);
 
-    caption_ = new CaptionBar {this};
+    caption_ = new CaptionBar{this};
     connect(caption_, &CaptionBar::menu_requested, this, [this](QPoint global) {
-        const std::unique_ptr<QMenu> menu {createPopupMenu()};
+        const std::unique_ptr<QMenu> menu{createPopupMenu()};
         menu->exec(global);
     });
 
@@ -133,17 +139,13 @@ void ImageProcess::build() {
 }
 
 void ImageProcess::add_window_shortcuts() {
-    const auto add = [this](const QKeySequence& keys, auto action) {
-        auto* shortcut = new QAction {this};
-        shortcut->setShortcut(keys);
-        connect(shortcut, &QAction::triggered, this, action);
-        addAction(shortcut);
-    };
-    add(QKeySequence {Qt::CTRL | Qt::Key_F6}, [this] { area_->activateNextSubWindow(); });
-    add(QKeySequence {Qt::CTRL | Qt::SHIFT | Qt::Key_F6}, [this] { area_->activatePreviousSubWindow(); });
-    add(QKeySequence {Qt::ALT | Qt::Key_Minus}, [this] {
+    // Next, previous and close carry their keys as commands of the Window menu.
+    auto* window_menu = new QAction{this};
+    window_menu->setShortcut(QKeySequence{Qt::ALT | Qt::Key_Minus});
+    connect(window_menu, &QAction::triggered, this, [this] {
         if (QMdiSubWindow* window = area_->currentSubWindow()) window->showSystemMenu();
     });
+    addAction(window_menu);
 }
 
 QString ImageProcess::layout_path() const { return state_.ProgramDir + kLayoutName; }
@@ -226,7 +228,7 @@ void ImageProcess::read_preferences() {
 // A new user's frame stands in the middle of the screen, at four fifths of its size.
 void ImageProcess::first_placement() {
     const QRect room = screen()->availableGeometry();
-    QRect place {QPoint {}, room.size() * 4 / 5};
+    QRect place{QPoint{}, room.size() * 4 / 5};
     place.moveCenter(room.center());
     setGeometry(place);
     const double tx = platform::twips_per_pixel_x(screen()), ty = platform::twips_per_pixel_y(screen());
@@ -249,11 +251,11 @@ void ImageProcess::restore_placement() {
     const auto pixels = [](double twips, double per_pixel) {
         return static_cast<int>(std::clamp(twips / per_pixel, -32768.0, 32767.0));
     };
-    QRect place {pixels(number("Left"), tx), pixels(number("Top"), ty), pixels(number("Width"), tx),
-                 pixels(number("Height"), ty)};
+    QRect place{pixels(number("Left"), tx), pixels(number("Top"), ty), pixels(number("Width"), tx),
+                pixels(number("Height"), ty)};
     place.setSize(place.size().expandedTo(minimumSize()));
     // A screen that is gone must not take the frame with it.
-    const QRect caption {place.topLeft(), QSize(place.width(), 24)};
+    const QRect caption{place.topLeft(), QSize(place.width(), 24)};
     const auto screens = QGuiApplication::screens();
     const bool reachable = std::any_of(screens.begin(), screens.end(), [&](const QScreen* s) {
         return s->availableGeometry().intersects(caption);
@@ -284,7 +286,7 @@ void ImageProcess::open_command_line() {
     const bool several = arguments_.size() > 1 && !QFileInfo::exists(state_.CommandLine) &&
                          std::any_of(arguments_.begin(), arguments_.end(),
                                      [](const QString& a) { return QFileInfo::exists(a); });
-    files::open_files(*this, several ? arguments_ : QStringList {state_.CommandLine});
+    files::open_files(*this, several ? arguments_ : QStringList{state_.CommandLine});
     files::UpdateOpenFiles(*this);
 }
 
@@ -364,7 +366,7 @@ void ImageProcess::resizeEvent(QResizeEvent* event) {
 void ImageProcess::paintEvent(QPaintEvent* event) {
     QMainWindow::paintEvent(event);
     if (system_title_bar_ || isMaximized()) return;
-    QPainter painter {this};
+    QPainter painter{this};
     painter.setPen(palette().color(QPalette::Mid));
     painter.drawRect(rect().adjusted(0, 0, -1, -1));
 }
@@ -383,6 +385,10 @@ void ImageProcess::changeEvent(QEvent* event) {
         place_caption();
     } else if (event->type() == QEvent::ActivationChange) {
         caption_->OnCaptionMessage(kNonClientActivate, isActiveWindow() ? 1 : 0);
+    } else if (event->type() == QEvent::PaletteChange) {
+        area_->setBackground(palette().brush(QPalette::Dark));  // the area keeps that of its first palette
+    } else if (event->type() == QEvent::WindowTitleChange && windowTitle() != state_.CaptionText) {
+        setWindowTitle(state_.CaptionText);  // a maximised image window has put its own title behind it
     }
 }
 

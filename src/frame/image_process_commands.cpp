@@ -12,6 +12,7 @@
 #include "frame/dispatch.h"
 #include "frame/image_process.h"
 #include "frame/layout_file.h"
+#include "frame/title_style.h"
 #include "frame/tool_table.h"
 #include "platform/screen.h"
 #include "platform/shell.h"
@@ -64,11 +65,14 @@ void ImageProcess::SSActiveToolBars1_ToolDropDown(const QString& id, int x, int 
 program::ToolFace& ImageProcess::tools() { return *surface_; }
 
 program::ImageWindow* ImageProcess::new_image_window() {
-    auto* window = new viewer::Viewer {*this};
+    auto* window = new viewer::Viewer{*this};
     QMdiSubWindow* framed = area_->addSubWindow(window);
     framed->setAttribute(Qt::WA_DeleteOnClose);
+    auto* style = new TitleStyle;
+    style->setParent(framed);  // a widget does not own its style
+    framed->setStyle(style);
     window->set_frame_window(framed);
-    refresh_tools();
+    update_status_panel();  // before its image loads: the gauge is to be seen
     return window;
 }
 
@@ -192,7 +196,7 @@ void ImageProcess::customize_toolbars() { open_customize_dialog(*surface_, this)
 
 void ImageProcess::default_toolbars() {
     const QString path = state_.ProgramDir + kDefaultLayoutName;
-    const ParsedLayout factory = QFileInfo::exists(path) ? frame::load_layout(path) : ParsedLayout {};
+    const ParsedLayout factory = QFileInfo::exists(path) ? frame::load_layout(path) : ParsedLayout{};
     Layout layout = factory.layout ? *factory.layout : designed_layout();
     surface_->apply(layout);
     files::empty_recent_files(*this);
@@ -202,13 +206,13 @@ void ImageProcess::default_toolbars() {
 void ImageProcess::ShowHelpFile() {
     const QString file = state_.ProgramDir + kHelpFile;
     if (platform::open_document(file)) return;
-    prompts_->message(tr("The help file could not be opened:\n%1").arg(file), QCoreApplication::applicationName(),
-                      program::Icon::information);
+    prompts_->message(tr("The help file could not be opened:\n%1").arg(file),
+                      QCoreApplication::applicationName(), program::Icon::information);
 }
 
 QMenu* ImageProcess::createPopupMenu() {
     QMenu* menu = QMainWindow::createPopupMenu();
-    if (!menu) menu = new QMenu {this};
+    if (!menu) menu = new QMenu{this};
     menu->addSeparator();
     QAction* system = menu->addAction(tr("System &Title Bar"));
     system->setCheckable(true);

@@ -2,12 +2,16 @@
 
 #include <QApplication>
 #include <QInputDialog>
+#include <QLabel>
 #include <QMessageBox>
+#include <algorithm>
 
 #include "program/frame_face.h"
 
 namespace quillmark::program {
 namespace {
+
+constexpr int kWidestDetail = 520;
 
 QMessageBox::Icon box_icon(Icon icon) {
     switch (icon) {
@@ -33,12 +37,19 @@ Answer DesktopPrompts::message_with_detail(const QString& text, const QString& d
 
 Answer DesktopPrompts::show(const QString& text, const QString& detail, const QString& title, Icon icon,
                             Buttons buttons) {
-    QMessageBox box {box_icon(icon), title, text,
-                     buttons == Buttons::ok ? QMessageBox::Ok : QMessageBox::Yes | QMessageBox::No, owner_};
+    QMessageBox box{box_icon(icon), title, text,
+                    buttons == Buttons::ok ? QMessageBox::Ok : QMessageBox::Yes | QMessageBox::No, owner_};
     box.setTextFormat(Qt::PlainText);  // file names are shown as they are, never as markup
     box.setInformativeText(
         detail.toHtmlEscaped());  // this line is rich text whatever the format of the first
     if (buttons == Buttons::yes_no) box.setEscapeButton(QMessageBox::No);
+    // By itself a box takes its width from the first line: it cuts its title and breaks the names of files.
+    if (auto* label = box.findChild<QLabel*>(QStringLiteral("qt_msgbox_informativelabel"))) {
+        const QFontMetrics metrics = label->fontMetrics();
+        label->setMinimumWidth(
+            std::min(std::max(metrics.horizontalAdvance(detail), metrics.horizontalAdvance(title)) + 8,
+                     kWidestDetail));
+    }
     const int answer = box.exec();
     if (buttons == Buttons::ok) return Answer::ok;
     return answer == QMessageBox::Yes ? Answer::yes : Answer::no;
@@ -48,10 +59,14 @@ QString DesktopPrompts::input(const QString& prompt, const QString& title, const
     bool accepted = false;
     const QString answer =
         QInputDialog::getText(owner_, title, prompt, QLineEdit::Normal, initial, &accepted);
-    return accepted ? answer : QString {};
+    return accepted ? answer : QString{};
 }
 
-int DesktopPrompts::show_modal(QDialog& dialog) { return dialog.exec(); }
+int DesktopPrompts::show_modal(QDialog& dialog) {
+    // Above the frame and with it, not a window of its own on the desktop.
+    if (!dialog.parentWidget() && owner_) dialog.setParent(owner_, dialog.windowFlags());
+    return dialog.exec();
+}
 
 void DesktopPrompts::beep() { QApplication::beep(); }
 

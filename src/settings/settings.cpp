@@ -66,6 +66,8 @@ std::span<const Setting> all_settings() {
         {keys::kPrintFrm, "Left", "printing"},
         {keys::kPrintFrm, "Top", "printing"},
         {keys::kOptions, "DitherPaint", "printing"},
+        {keys::kOptions, "SystemTitleBar", "frame"},
+        {keys::kOptions, "Theme", "frame"},
         {keys::kFilesAssociation, "UseVellumIcon", "files"},
         {keys::kFilesAssociation, "Left", "files"},
         {keys::kFilesAssociation, "Top", "files"},

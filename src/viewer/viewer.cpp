@@ -29,9 +29,8 @@ std::int32_t next_handle() {
 
 // Sources that are captions themselves, recognised by their first characters.
 bool is_own_caption(const QString& source) {
-    static const std::array kPrefixes {QStringLiteral("Twain"), QStringLiteral("The DeskTop"),
-                                       QStringLiteral("Blue"), QStringLiteral("Green"),
-                                       QStringLiteral("Red")};
+    static const std::array kPrefixes{QStringLiteral("Twain"), QStringLiteral("The DeskTop"),
+                                      QStringLiteral("Blue"), QStringLiteral("Green"), QStringLiteral("Red")};
     return std::any_of(kPrefixes.begin(), kPrefixes.end(),
                        [&](const QString& p) { return source.startsWith(p); });
 }
@@ -41,10 +40,10 @@ QString grouped(std::int64_t value) { return QString::fromStdString(text::groupe
 }  // namespace
 
 Viewer::Viewer(program::FrameFace& frame)
-    : frame_ {frame}, view_ {new engine::ImageView {lead1_, this}}, handle_ {next_handle()} {
+    : frame_{frame}, view_{new engine::ImageView{lead1_, this}}, handle_{next_handle()} {
     setObjectName(QStringLiteral("Viewer"));
     setAttribute(Qt::WA_DeleteOnClose, false);  // the framing sub-window deletes it
-    auto* layout = new QVBoxLayout {this};
+    auto* layout = new QVBoxLayout{this};
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(view_);
     setFocusProxy(view_);
@@ -83,7 +82,7 @@ std::int16_t Viewer::InitTheForm(const QString& source, const program::FileArgum
     if (file) lead1_.SetPCDResolution(file->pcd_resolution);
     lead1_.SetDisplaySwitch(0, false);
     if (file) {
-        const std::int16_t page = file->page < 2 ? std::int16_t {1} : file->page;
+        const std::int16_t page = file->page < 2 ? std::int16_t{1} : file->page;
         if (const engine::Code code = lead1_.GetFileInfo(file->name, page); code != 0) {
             frame_.prompts().message_with_detail(
                 QStringLiteral("Error Code = %1").arg(code),
@@ -110,9 +109,9 @@ void Viewer::set_title(const QString& source) {
         setWindowTitle(source);
     } else if (source.left(9).toLower() == u"clipboard") {
         setWindowTitle(QStringLiteral("Image from clipboard"));
-    } else if (const QFileInfo file {source}; file.exists()) {
+    } else if (const QFileInfo file{source}; file.exists()) {
         // A placeholder mark in a file name must not be taken for the window-modified mark.
-        const QString name = QString {source}.replace(QStringLiteral("[*]"), QStringLiteral("[*][*]"));
+        const QString name = QString{source}.replace(QStringLiteral("[*]"), QStringLiteral("[*][*]"));
         setWindowTitle(QStringLiteral("%1 (%2 bytes)").arg(name, grouped(file.size())));
     }
 }
@@ -133,6 +132,7 @@ void Viewer::unload() {
 // Gives the client area width x height device pixels, borders and caption added around.
 bool Viewer::size_client_to(int width, int height) {
     if (!window_) return false;
+    if (window_->isMaximized()) return true;  // it keeps filling the frame, and its own size for later
     const QSizeF client = view_->size_for_image(width, height);
     const QSize border = window_->size() - size();
     window_->resize(
