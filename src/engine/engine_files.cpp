@@ -84,7 +84,7 @@ Code Engine::Save(const QString& name, int format, int bits, int quality, int) {
         options.progress = report;
         result = imaging::save(snapshot, native(name), options);
     });
-    return result ? Code {0} : static_cast<Code>(imaging::result_code(result.error()));
+    return result ? Code {0} : static_cast<Code>(imaging::result_code(result.error(), imaging::Transfer::writing));
 }
 
 bool Engine::HasPCDResolution(const QString&, int) const { return false; }

@@ -43,7 +43,7 @@ std::string real_target(std::string path) {
         const ssize_t length = readlink(path.c_str(), text.data(), text.size());
         if (length <= 0) break;
         const std::string next {text.data(), static_cast<std::size_t>(length)};
-        path = next.front() == '/' ? next : folder_of(path) + next;
+        path = next.front() == '/' ? next : folder_of(path).append(next);
     }
     return path;
 }

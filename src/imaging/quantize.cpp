@@ -193,7 +193,7 @@ Palette optimised_palette(const Bitmap& bitmap, int count) {
     return palette;
 }
 
-Result<Bitmap> map_to_palette(const Bitmap& bitmap, Palette palette, int bits, bool diffuse,
+Result<Bitmap> map_to_palette(const Bitmap& bitmap, const Palette& palette, int bits, bool diffuse,
                               const Limits& limits) {
     auto result = Bitmap::create_unfilled(bitmap.width(), bitmap.height(), bits, limits);
     if (!result) return result;

@@ -16,7 +16,7 @@ Palette optimised_palette(const Bitmap& bitmap, int count);
 /// The image on palette at bits per pixel (1 to 8, palette.size() <= 2^bits). diffuse: errors are spread to
 /// the neighbours (Floyd and Steinberg, 1976), else each pixel takes the nearest colour. Deterministic.
 /// Faults: too_large, out_of_memory.
-Result<Bitmap> map_to_palette(const Bitmap& bitmap, Palette palette, int bits, bool diffuse,
+Result<Bitmap> map_to_palette(const Bitmap& bitmap, const Palette& palette, int bits, bool diffuse,
                               const Limits& limits);
 
 }  // namespace quillmark::imaging

@@ -23,7 +23,7 @@ int result_code(const Error& error, Transfer transfer) {
     switch (error.fault) {
         case Fault::truncated: return kReading;
         // Data that contradict their format and data of no format at all are the same to the user.
-        case Fault::malformed: return kInvalidFormat;
+        case Fault::malformed:
         case Fault::unknown_format: return kInvalidFormat;
         // Read: a variant that we do not know. Written: a depth or option that the format does not have.
         case Fault::unsupported: return writing ? kNotAvailableForFormat : kSubTypeNotSupported;

@@ -42,6 +42,9 @@ class ByteReader {
     explicit ByteReader(std::shared_ptr<const Source> source);
     ByteReader(const ByteReader& other);
     ByteReader& operator=(const ByteReader& other);
+    /// Moving keeps the window at hand.
+    ByteReader(ByteReader&& other) noexcept = default;
+    ByteReader& operator=(ByteReader&& other) noexcept = default;
 
     /// A reader over [offset, offset + size) of this reader's range, clipped to it; positions count from
     /// there.

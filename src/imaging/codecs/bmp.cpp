@@ -81,7 +81,7 @@ Result<Outcome> decode_small(const ByteReader& in, const DibHeader& header, cons
 // colour.
 Result<Bitmap> compose(const Bitmap& halves, const std::optional<Bitmap>& colours, const Limits& limits) {
     const int height = halves.height() / 2;
-    const auto mask = copy_rows(halves, 0, height, limits);
+    auto mask = copy_rows(halves, 0, height, limits);
     if (!mask) return mask;
     if (colours) {
         const bool same_size = colours->width() == mask->width() && colours->height() == height;

@@ -15,7 +15,6 @@ namespace {
 
 constexpr int kCoreHeader = 12;
 constexpr int kSmallestHeader = 16;
-constexpr int kInfoHeader = 40;
 constexpr int kV5Header = 124;
 constexpr std::int64_t kMostProfileBytes = 64 << 20;
 

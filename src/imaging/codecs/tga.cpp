@@ -20,7 +20,6 @@ namespace {
 
 constexpr int kFormat = 4;
 constexpr std::int64_t kHeaderSize = 18;
-constexpr std::int64_t kFooterSize = 26;
 constexpr std::uint16_t kExtensionSize = 495;
 constexpr char kSignature[] = "TRUEVISION-XFILE.";  // its closing zero belongs to the file
 
