@@ -356,8 +356,8 @@ Result<Outcome> decode_dib(const ByteReader& in, const DibHeader& header, const 
     const auto rows = read_rows(in, header, *bitmap, sink);
     if (!rows) return rows.error();
     if (*rows == 0) return Error {Fault::truncated, "pixels"};
-    if (!header.keep_alpha && codecs::make_opaque_if_invisible(*bitmap) &&
-        !sink.rows(*bitmap, 0, header.height, header.height, header.height)) {
+    if (!header.keep_alpha && codecs::make_opaque_if_invisible(*bitmap, dib::row_order(header), *rows) &&
+        !sink.rows(*bitmap, 0, header.height, *rows, header.height)) {
         return Error {Fault::cancelled, "bitmap"};
     }
     return codecs::outcome_of(std::move(*bitmap), dib_format_code(header), *rows);

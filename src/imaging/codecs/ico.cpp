@@ -132,23 +132,6 @@ Result<Bitmap> read_mask(const ByteReader& data, const Entry& entry, const Limit
     return mask;
 }
 
-bool has_visible_alpha(const Bitmap& bitmap) {
-    for (int y = 0; y < bitmap.height(); ++y) {
-        const auto row = bitmap.row(y);
-        for (std::size_t at = 3; at < row.size(); at += 4) {
-            if (row[at] != 0) return true;
-        }
-    }
-    return false;
-}
-
-void make_opaque(Bitmap& bitmap) {
-    for (int y = 0; y < bitmap.height(); ++y) {
-        const auto row = bitmap.writable_row(y);
-        for (std::size_t at = 3; at < row.size(); at += 4) row[at] = 255;
-    }
-}
-
 // The colours with the mask applied. 32-bit images have alpha of their own; old writers leave it 0
 // everywhere.
 Result<Outcome> decode_dib_entry(const ByteReader& in, const Entry& entry, const ReadOptions& options) {
@@ -161,8 +144,7 @@ Result<Outcome> decode_dib_entry(const ByteReader& in, const Entry& entry, const
     if (!outcome) return outcome;
     Bitmap& picture = outcome->bitmap;
     const bool alpha = picture.layout() == Layout::rgba32;
-    if (alpha && has_visible_alpha(picture)) return outcome;
-    if (alpha) make_opaque(picture);
+    if (alpha && !make_opaque_if_invisible(picture, {picture.height()}, picture.height())) return outcome;
     const auto mask = read_mask(data, entry, options.limits);
     if (!mask) return mask.error();
     auto masked = with_mask(picture, *mask, options.limits);

@@ -158,18 +158,22 @@ Outcome outcome_of(Bitmap bitmap, int format_code, int rows_shown) {
     return outcome;
 }
 
-bool make_opaque_if_invisible(Bitmap& bitmap) {
+void make_opaque(Bitmap& bitmap, const RowOrder& order, int rows) {
+    for (int i = 0; i < rows; ++i) {
+        const auto row = bitmap.writable_row(order.target(i));
+        for (std::size_t at = 3; at < row.size(); at += 4) row[at] = 255;
+    }
+}
+
+bool make_opaque_if_invisible(Bitmap& bitmap, const RowOrder& order, int rows) {
     if (bitmap.layout() != Layout::rgba32) return false;
-    for (int y = 0; y < bitmap.height(); ++y) {
-        const auto row = bitmap.row(y);
+    for (int i = 0; i < rows; ++i) {
+        const auto row = std::as_const(bitmap).row(order.target(i));
         for (std::size_t at = 3; at < row.size(); at += 4) {
             if (row[at] != 0) return false;
         }
     }
-    for (int y = 0; y < bitmap.height(); ++y) {
-        const auto row = bitmap.writable_row(y);
-        for (std::size_t at = 3; at < row.size(); at += 4) row[at] = 255;
-    }
+    make_opaque(bitmap, order, rows);
     return true;
 }
 

@@ -54,8 +54,10 @@ Result<Bitmap> bitmap_for(int width, int height, int bits, const Limits& limits,
 /// The outcome, with a warning when rows are missing.
 Outcome outcome_of(Bitmap bitmap, int format_code, int rows_shown);
 
-/// Makes a picture opaque whose alpha is 0 everywhere: writers that do not know of alpha leave it so. True
-/// when it did.
-bool make_opaque_if_invisible(Bitmap& bitmap);
+/// Makes the first rows stored of an rgba32 bitmap opaque; the others stay untouched.
+void make_opaque(Bitmap& bitmap, const RowOrder& order, int rows);
+/// The same when their alpha is 0 everywhere: writers that do not know of alpha leave it so. True when it
+/// did.
+bool make_opaque_if_invisible(Bitmap& bitmap, const RowOrder& order, int rows);
 
 }  // namespace quillmark::imaging::codecs

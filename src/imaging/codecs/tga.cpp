@@ -448,14 +448,6 @@ Result<int> decode_rows(const ByteReader& in, const Header& header, Bitmap& bitm
     return read_packed_rows(row_bytes, header.order(), bitmap, sink, fill, body);
 }
 
-// Makes the rows that were decoded opaque; the others stay untouched.
-void make_opaque(Bitmap& bitmap, const RowOrder& order, int rows) {
-    for (int i = 0; i < rows; ++i) {
-        const auto row = bitmap.writable_row(order.target(i));
-        for (std::size_t at = 3; at < row.size(); at += 4) row[at] = 255;
-    }
-}
-
 // Decodes the rows at the reader's position; facts describe them (the image's, or the stamp's with its
 // sides).
 Result<Outcome> decode_image(const ByteReader& in, const File& facts, const Limits& limits, RowSink& sink) {

@@ -437,10 +437,11 @@ Result<Outcome> decode_page(Handle& handle, const Page& page, const ReadOptions&
     if (!walked) return walked.error();
     Outcome outcome = filler.take();
     if (outcome.rows_shown == 0) return nothing_decoded(handle);
-    if (page.alpha_guessed && !zeroed && codecs::make_opaque_if_invisible(outcome.bitmap)) {
-        const int height = outcome.bitmap.height();
-        if (!sink.rows(outcome.bitmap, 0, height, height, height)) return kCancelled;
-    }
+    const int height = outcome.bitmap.height();
+    if (page.alpha_guessed && !zeroed &&
+        codecs::make_opaque_if_invisible(outcome.bitmap, codecs::RowOrder {height}, height) &&
+        !sink.rows(outcome.bitmap, 0, height, height, height))
+        return kCancelled;
     return outcome;
 }
 
