@@ -534,6 +534,18 @@ struct Customizing : Frame {
 
 }  // namespace
 
+TEST(CustomizeDialog, WhatIsFoundCanBeAddedAtOnce) {
+    Customizing frame;
+    frame.tools->setCurrentItem(frame.tools->topLevelItem(0)->child(0));
+    frame.part<QLineEdit>("filter")->setText(QStringLiteral("zoom perc"));
+    EXPECT_EQ(frame.tools->current_id(), QStringLiteral("ID_ZoomPercentage"));
+    EXPECT_TRUE(frame.part<QPushButton>("add")->isEnabled());
+    frame.part<QLineEdit>("filter")->setText(QStringLiteral("no such tool"));
+    EXPECT_FALSE(frame.part<QPushButton>("add")->isEnabled());
+    frame.part<QLineEdit>("filter")->clear();
+    EXPECT_FALSE(frame.tools->current_id().isEmpty());
+}
+
 TEST(CustomizeDialog, AddsMovesRemovesAndResetsByKeyboard) {
     Customizing frame;
     const QStringList before = frame.tools_of(kStandard);

@@ -71,6 +71,10 @@ QSizeF ImageView::size_for_image(int width, int height) const {
     return QSizeF(width + spare, height + spare) / ratio;
 }
 
+QPoint ImageView::middle_seen() const {
+    return viewport()->mapToGlobal(viewport()->visibleRegion().boundingRect().center());
+}
+
 QSize ImageView::image_size() const {
     if (Loading* loading = engine_.loading(); loading && engine_.PaintWhileLoad())
         return loading->image_size();
@@ -211,6 +215,12 @@ void ImageView::mouseReleaseEvent(QMouseEvent* event) {
     const QPointF at = in_scale(engine_, *event, devicePixelRatioF(), platform::twips_per_pixel_x(screen()),
                                 platform::twips_per_pixel_y(screen()));
     emit MouseUp(button_code(event->button()), shift_code(event->modifiers()), at.x(), at.y());
+}
+
+// The mouse's right button arrives as MouseDown; here the keyboard gets the same menu.
+void ImageView::contextMenuEvent(QContextMenuEvent* event) {
+    if (event->reason() == QContextMenuEvent::Keyboard) emit menu_key();
+    event->accept();
 }
 
 void ImageView::wheelEvent(QWheelEvent* event) {

@@ -19,6 +19,8 @@ class ImageView final : public QAbstractScrollArea {
     QSize sizeHint() const override;
     /// Device-independent size whose viewport holds width x height device pixels exactly.
     QSizeF size_for_image(int width, int height) const;
+    /// On the screen: the middle of the part that can be seen.
+    QPoint middle_seen() const;
 
   signals:
     /// button: 1 left, 2 right, 4 middle. shift: 1 Shift, 2 Ctrl, 4 Alt. Positions in the engine's ScaleMode.
@@ -27,6 +29,7 @@ class ImageView final : public QAbstractScrollArea {
     void MouseUp(int button, int shift, double x, double y);
     /// Ctrl and the wheel: steps up (in) or down (out).
     void zoom_wheel(int steps);
+    void menu_key();  ///< the keyboard's key for the context menu
 
   protected:
     void paintEvent(QPaintEvent* event) override;
@@ -36,6 +39,7 @@ class ImageView final : public QAbstractScrollArea {
     void mouseMoveEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
     void wheelEvent(QWheelEvent* event) override;
+    void contextMenuEvent(QContextMenuEvent* event) override;
     bool viewportEvent(QEvent* event) override;
 
   private:

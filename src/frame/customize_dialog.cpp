@@ -22,7 +22,7 @@
 namespace quillmark::frame {
 namespace {
 
-const StripRef kMenuBarRef {true, QString::fromUtf16(kMenuBar)};
+const StripRef kMenuBarRef{true, QString::fromUtf16(kMenuBar)};
 
 QString strip_text(const StripRef& ref, const CommandSurface& surface) {
     if (ref == kMenuBarRef) return CustomizeDialog::tr("Menu bar");
@@ -174,7 +174,10 @@ QWidget* CustomizeDialog::build_strip_side() {
 void CustomizeDialog::wire() {
     connect(filter_, &QLineEdit::textChanged, tools_, &ToolTree::filter);
     connect(tools_, &QTreeWidget::currentItemChanged, this, &CustomizeDialog::update_buttons);
-    connect(tools_, &QTreeWidget::itemActivated, this, [this] { add_current(tools_->current_id()); });
+    const auto add_chosen = [this] {
+        if (const QString id = tools_->current_id(); !id.isEmpty()) add_current(id);  // else: a separator
+    };
+    connect(tools_, &QTreeWidget::itemActivated, this, add_chosen);
     connect(tools_, &ToolTree::tool_dropped, this,
             [this](const DraggedTool& dragged) { take_off(*dragged.from, dragged.index); });
     connect(contents_, &QListWidget::currentRowChanged, this, &CustomizeDialog::update_buttons);
@@ -189,7 +192,7 @@ void CustomizeDialog::wire() {
     });
     connect(strips_, &QComboBox::currentIndexChanged, this, &CustomizeDialog::refresh);
 
-    connect(add_, &QPushButton::clicked, this, [this] { add_current(tools_->current_id()); });
+    connect(add_, &QPushButton::clicked, this, add_chosen);
     connect(separator_, &QPushButton::clicked, this, [this] { add_current({}); });
     connect(remove_, &QPushButton::clicked, this,
             [this] { take_off(current_strip(), contents_->currentRow()); });
@@ -204,7 +207,7 @@ void CustomizeDialog::wire() {
     connect(shown_, &QCheckBox::clicked, this, [this](bool on) {
         Layout layout = surface_.layout();
         for (BarLayout& bar : layout.bars)
-            if (StripRef {true, bar.name} == current_strip()) bar.visible = on;
+            if (StripRef{true, bar.name} == current_strip()) bar.visible = on;
         change(layout, contents_->currentRow());
     });
     connect(reset_, &QPushButton::clicked, this,
@@ -227,7 +230,7 @@ void CustomizeDialog::fill_strips(const Layout& layout) {
         strips_->addItem(strip_text(ref, surface_), to_data(ref));
     };
     for (const Strip& designed : designed_bars())  // in this order wherever the user dragged them
-        if (const StripRef ref {true, QString::fromUtf16(designed.name)}; strip(layout, ref)) add(ref);
+        if (const StripRef ref{true, QString::fromUtf16(designed.name)}; strip(layout, ref)) add(ref);
     for (const BarLayout& bar : layout.bars)
         if (!is_designed_bar(bar.name)) add({true, bar.name});
     strips_->insertSeparator(strips_->count());

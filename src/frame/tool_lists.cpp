@@ -84,6 +84,7 @@ void ToolTree::show_tools(const CommandSurface& surface) {
 }
 
 void ToolTree::filter(const QString& text) {
+    QTreeWidgetItem* first_shown = nullptr;
     for (int i = 0; i < topLevelItemCount(); ++i) {
         QTreeWidgetItem* category = topLevelItem(i);
         const bool whole = category->text(0).contains(text, Qt::CaseInsensitive);
@@ -92,9 +93,12 @@ void ToolTree::filter(const QString& text) {
             const bool match = whole || category->child(k)->text(0).contains(text, Qt::CaseInsensitive);
             category->child(k)->setHidden(!match);
             any = any || match;
+            if (match && !first_shown) first_shown = category->child(k);
         }
         category->setHidden(!any);
     }
+    // What can be added is always a tool that can be seen.
+    if (current_id().isEmpty()) setCurrentItem(first_shown);
 }
 
 QString ToolTree::current_id() const {

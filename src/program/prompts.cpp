@@ -12,6 +12,7 @@ namespace quillmark::program {
 namespace {
 
 constexpr int kWidestDetail = 520;
+constexpr int kTitleButtons = 160;  // room for a window manager's own things beside a title
 
 QMessageBox::Icon box_icon(Icon icon) {
     switch (icon) {
@@ -56,10 +57,12 @@ Answer DesktopPrompts::show(const QString& text, const QString& detail, const QS
 }
 
 QString DesktopPrompts::input(const QString& prompt, const QString& title, const QString& initial) {
-    bool accepted = false;
-    const QString answer =
-        QInputDialog::getText(owner_, title, prompt, QLineEdit::Normal, initial, &accepted);
-    return accepted ? answer : QString{};
+    QInputDialog dialog{owner_};
+    dialog.setWindowTitle(title);
+    dialog.setLabelText(prompt);
+    dialog.setTextValue(initial);
+    dialog.setMinimumWidth(dialog.fontMetrics().horizontalAdvance(title) + kTitleButtons);
+    return dialog.exec() == QDialog::Accepted ? dialog.textValue() : QString{};
 }
 
 int DesktopPrompts::show_modal(QDialog& dialog) {

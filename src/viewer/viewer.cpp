@@ -52,6 +52,8 @@ Viewer::Viewer(program::FrameFace& frame)
     connect(view_, &engine::ImageView::MouseDown, this, &Viewer::LEAD1_MouseDown);
     connect(view_, &engine::ImageView::zoom_wheel, this,
             [this](int steps) { steps > 0 ? ZoomIn() : ZoomOut(); });
+    connect(view_, &engine::ImageView::menu_key, this,
+            [this] { frame_.tools().show_popup(u"ID_RightClick", view_->middle_seen()); });
     Form_Load();
 }
 
@@ -196,6 +198,8 @@ void Viewer::closeEvent(QCloseEvent* event) {
 void Viewer::keyPressEvent(QKeyEvent* event) {
     if (event->key() == Qt::Key_Escape)
         Form_KeyPress(27);
+    else if (event->key() == Qt::Key_F10 && event->modifiers() == Qt::ShiftModifier)
+        frame_.tools().show_popup(u"ID_RightClick", view_->middle_seen());
     else
         QWidget::keyPressEvent(event);
 }
