@@ -55,6 +55,8 @@ launch() {
   pids+=("$pid")
   until_true 10 has_window "$pid" || fail "no window"
   window=$(window_of "$pid")
+  # A window manager may hold back the focus of a second program that starts meanwhile: a user would click it.
+  until_true 2 is_active "$window" || xdotool windowactivate "$window"
   until_true 5 is_active "$window" || fail "the window was not activated"
 }
 is_active() { [ "$(xdotool getactivewindow)" = "$1" ]; }
