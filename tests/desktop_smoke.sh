@@ -44,10 +44,10 @@ mkdir "$work/program"
 openbox >"$work/openbox.log" 2>&1 &
 pids+=($!)
 has_manager() { xprop -root _NET_SUPPORTING_WM_CHECK | grep -q 'window id'; }
-until_true 10 has_manager || fail "no window manager"
+until_true 20 has_manager || { cat "$work"/*.log; fail "no window manager"; }
 
 # ---- the program: sets `pid` and `window`
-window_of() { xdotool search --onlyvisible --pid "$1" --name '^Image Processing $' 2>/dev/null | tail -1; }
+window_of() { xdotool search --all --onlyvisible --pid "$1" --name '^Image Processing $' 2>/dev/null | tail -1; }
 has_window() { [ -n "$(window_of "$1")" ]; }
 launch() {
   "$program" "$@" 2>>"$work/program.log" &
@@ -55,11 +55,12 @@ launch() {
   pids+=("$pid")
   until_true 10 has_window "$pid" || fail "no window"
   window=$(window_of "$pid")
-  # A window manager may hold back the focus of a second program that starts meanwhile: a user would click it.
-  until_true 2 is_active "$window" || xdotool windowactivate "$window"
-  until_true 5 is_active "$window" || fail "the window was not activated"
+  until_true 5 activate "$window" || fail "the window was not activated"
 }
-is_active() { [ "$(xdotool getactivewindow)" = "$1" ]; }
+# A window manager may leave the focus where it is when another window comes up.
+activate() {
+  xdotool windowactivate "$1" && sleep 0.05 && [ "$(xdotool getactivewindow)" = "$1" ]
+}
 geometry() { xwininfo -id "$1" | awk '/Absolute|Width|Height/ {printf "%s ", $NF}'; }
 geometry_is() { [ "$(geometry "$1")" = "$2" ]; }
 geometry_is_not() { [ "$(geometry "$1")" != "$2" ]; }
@@ -69,7 +70,7 @@ key() {
   sleep 0.2
 }
 close_by_manager() {
-  xdotool windowactivate --sync "$1"
+  until_true 5 activate "$1" || fail "the window was not activated"
   key alt+F4
   until_true 5 gone "$2" || fail "the program did not end"
 }

@@ -12,8 +12,8 @@ namespace quillmark::frame {
 /// else the name without folders, cut at its end.
 QString fitting_title(const QString& title, const QFontMetrics& metrics, int width);
 
-/// Draws the title bar of a sub-window with its title fitted into the part that can be seen (the window may be
-/// far larger than the area that shows it); all else as the application's style does.
+/// Draws the title bar of a sub-window with its title fitted into the part that can be seen (the window may
+/// be far larger than the area that shows it); all else as the application's style does.
 class TitleStyle final : public QProxyStyle {
   public:
     void drawComplexControl(ComplexControl control, const QStyleOptionComplex* option, QPainter* painter,
