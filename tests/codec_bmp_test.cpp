@@ -11,13 +11,13 @@ namespace {
 using namespace imaging;
 using Bytes = std::vector<std::uint8_t>;
 
-constexpr Rgba kRed {255, 0, 0}, kGreen {0, 255, 0}, kBlue {0, 0, 255}, kWhite {255, 255, 255}, kBlack {};
+constexpr Rgba kRed{255, 0, 0}, kGreen{0, 255, 0}, kBlue{0, 0, 255}, kWhite{255, 255, 255}, kBlack{};
 
 Result<Outcome> open(const Bytes& bytes, int page = 1, std::string_view name = "a.bmp") {
     RowSink sink;
     LoadOptions options;
     options.page = page;
-    const auto source = memory_source(std::span {bytes});
+    const auto source = memory_source(std::span{bytes});
     auto outcome = load(source, name, options, sink);
     const auto info = read_info(source, name, options);
     if (outcome && info) {
@@ -35,11 +35,11 @@ struct Spec {
     std::uint32_t header = 40;
     int width = 2, height = 2;
     std::uint32_t bits = 8, compression = 0, colours = 0;
-    Bytes extra {};  // masks, palette
-    Bytes pixels {};
+    Bytes extra{};  // masks, palette
+    Bytes pixels{};
     int bits_at = -1;  // -1: where the pixels are
     std::uint32_t file_size = 0;
-    Bytes tail_of_header {};  // from byte 40 on
+    Bytes tail_of_header{};  // from byte 40 on
 };
 
 Bytes build(const Spec& spec) {
@@ -278,7 +278,7 @@ TEST(Bmp, sixty_four_bits_are_linear_light) {
         open(build({.width = 1, .height = 1, .bits = 64, .pixels = {0, 0x20, 0, 0x10, 0xFF, 0xFF, 0, 0x10}}));
     ASSERT_TRUE(outcome);
     EXPECT_EQ(outcome->bitmap.pixel(0, 0),
-              (Rgba {0, 188, 255, 128}));  // below 0, a half, one; alpha stays linear
+              (Rgba{0, 188, 255, 128}));  // below 0, a half, one; alpha stays linear
 }
 
 // Rows from the top, one digit a pixel.
@@ -386,7 +386,7 @@ TEST(Bmp, colour_profile) {
                                      .tail_of_header = tail}));
     ASSERT_TRUE(outcome);
     ASSERT_TRUE(outcome->bitmap.metadata().icc);
-    EXPECT_EQ(*outcome->bitmap.metadata().icc, (Bytes {'i', 'c', 'c'}));
+    EXPECT_EQ(*outcome->bitmap.metadata().icc, (Bytes{'i', 'c', 'c'}));
 }
 
 TEST(Bmp, without_file_header) {
@@ -442,7 +442,7 @@ TEST(Bmp, os2_array_entries_are_pages) {
     EXPECT_EQ(bitmap.pixel(0, 1), kWhite);
     EXPECT_EQ(bitmap.pixel(1, 1), kBlack);
     EXPECT_EQ(bitmap.metadata().hot_spot_y, 7);
-    const auto info = read_info(memory_source(std::span {file}), "a.bmp", {});
+    const auto info = read_info(memory_source(std::span{file}), "a.bmp", {});
     ASSERT_TRUE(info);
     EXPECT_EQ(info->pages, 2);
 }
@@ -497,7 +497,7 @@ TEST(Bmp, stopping) {
     const Bytes runs =
         build({.compression = 1, .colours = 4, .extra = palette(4, 4), .pixels = {2, 1, 0, 0, 2, 1}});
     for (const Bytes& bytes : {plain, runs}) {
-        const auto outcome = load(memory_source(std::span {bytes}), "a.bmp", {}, stop);
+        const auto outcome = load(memory_source(std::span{bytes}), "a.bmp", {}, stop);
         ASSERT_FALSE(outcome);
         EXPECT_EQ(outcome.error().fault, Fault::cancelled);
     }

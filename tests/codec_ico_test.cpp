@@ -54,7 +54,7 @@ Result<Outcome> open(const Bytes& bytes, int page = 1) {
     RowSink sink;
     LoadOptions options;
     options.page = page;
-    const auto source = memory_source(std::span {bytes});
+    const auto source = memory_source(std::span{bytes});
     auto outcome = load(source, "a", options, sink);
     const auto info = read_info(source, "a", options);
     if (outcome && info) {
@@ -78,7 +78,7 @@ Bytes solid(int side, std::uint32_t bits) {
     const auto row = (static_cast<std::size_t>(side) * bits + 31) / 32 * 4;
     Bytes rows(row * static_cast<std::size_t>(side), 0xFF);
     rows.resize(rows.size() + 4 * static_cast<std::size_t>(side));
-    return dib(side, 2 * side, bits, bits <= 8 ? kColours : Bytes {}, rows);
+    return dib(side, 2 * side, bits, bits <= 8 ? kColours : Bytes{}, rows);
 }
 
 TEST(Ico, largest_and_deepest_comes_first) {
@@ -93,7 +93,7 @@ TEST(Ico, largest_and_deepest_comes_first) {
     }
     ReadOptions last;
     last.page = 32'000;
-    const auto info = read_info(memory_source(std::span {file}), "a", last);
+    const auto info = read_info(memory_source(std::span{file}), "a", last);
     ASSERT_TRUE(info);
     EXPECT_EQ(info->pages, 4);
     EXPECT_EQ(info->page, 4);
@@ -120,7 +120,7 @@ TEST(Ico, masks) {
         int clear = 0;
         for (int i = 0; i < 4; ++i) clear += outcome->bitmap.pixel(i % 2, i / 2).a == 0;
         EXPECT_EQ(clear, c.clear_pixels);
-        EXPECT_EQ(outcome->bitmap.pixel(0, 0), (Rgba {255, 0, 0}));
+        EXPECT_EQ(outcome->bitmap.pixel(0, 0), (Rgba{255, 0, 0}));
     }
     // Black is both masked and visible: the palette cannot tell.
     const Bytes shared = dib(2, 2, 1, {0, 0, 0, 0, 255, 255, 255, 0}, {0, 0, 0, 0, 0x40, 0, 0, 0});
@@ -128,19 +128,19 @@ TEST(Ico, masks) {
     ASSERT_TRUE(outcome);
     EXPECT_EQ(outcome->format_code, 92);
     EXPECT_EQ(outcome->bitmap.bits(), 32);
-    EXPECT_EQ(outcome->bitmap.pixel(0, 0), (Rgba {0, 0, 0, 255}));
+    EXPECT_EQ(outcome->bitmap.pixel(0, 0), (Rgba{0, 0, 0, 255}));
     EXPECT_EQ(outcome->bitmap.pixel(1, 0).a, 0);
     EXPECT_EQ(outcome->bitmap.metadata().hot_spot_x, 3);
     EXPECT_EQ(outcome->bitmap.metadata().hot_spot_y, 4);
 }
 
 TEST(Ico, alpha_wins_over_the_mask_unless_it_is_empty) {
-    for (const std::uint8_t alpha : {std::uint8_t {128}, std::uint8_t {0}}) {
+    for (const std::uint8_t alpha : {std::uint8_t{128}, std::uint8_t{0}}) {
         const Bytes image = dib(1, 2, 32, {}, {1, 2, 3, alpha, 0x80, 0, 0, 0});
         const Bytes open_image = dib(1, 2, 32, {}, {1, 2, 3, alpha, 0, 0, 0, 0});
         const auto masked = open(icon(1, {{1, 1, image}})), opaque = open(icon(1, {{1, 1, open_image}}));
         ASSERT_TRUE(masked && opaque);
-        EXPECT_EQ(opaque->bitmap.pixel(0, 0), (Rgba {3, 2, 1, alpha == 0 ? std::uint8_t {255} : alpha}));
+        EXPECT_EQ(opaque->bitmap.pixel(0, 0), (Rgba{3, 2, 1, alpha == 0 ? std::uint8_t{255} : alpha}));
         EXPECT_EQ(masked->bitmap.pixel(0, 0).a, 128)
             << "a picture that only inverts the screen shows at half strength";
     }

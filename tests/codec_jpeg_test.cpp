@@ -14,7 +14,7 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 
 Bitmap gradient(int width, int height, bool gray = false) {
-    auto bitmap = Bitmap::create(width, height, gray ? 8 : 24, Limits {});
+    auto bitmap = Bitmap::create(width, height, gray ? 8 : 24, Limits{});
     const int step = gray ? 1 : 3;
     for (int y = 0; y < height; ++y) {
         const auto row = bitmap->writable_row(y);
@@ -41,14 +41,14 @@ Result<Outcome> decode(const Bytes& file, int reduce = 1) {
     LoadOptions options;
     options.reduce = reduce;
     options.apply_orientation = false;
-    return load(memory_source(std::span {file}), "x.jpg", options, sink);
+    return load(memory_source(std::span{file}), "x.jpg", options, sink);
 }
 
 Result<ImageInfo> info(const Bytes& file) {
-    return read_info(memory_source(std::span {file}), "x.jpg", ReadOptions {});
+    return read_info(memory_source(std::span{file}), "x.jpg", ReadOptions{});
 }
 Result<Outcome> stamp(const Bytes& file) {
-    return load_stamp(memory_source(std::span {file}), "x.jpg", LoadOptions {});
+    return load_stamp(memory_source(std::span{file}), "x.jpg", LoadOptions{});
 }
 
 Bytes text(std::string_view name) { return {name.begin(), name.end()}; }
@@ -57,8 +57,8 @@ void append(Bytes& to, const Bytes& more) { to.insert(to.end(), more.begin(), mo
 // The file with one more segment at its beginning.
 Bytes with_segment(Bytes file, int marker, const Bytes& payload) {
     const std::size_t size = payload.size() + 2;
-    Bytes segment {0xFF, static_cast<std::uint8_t>(marker), static_cast<std::uint8_t>(size >> 8),
-                   static_cast<std::uint8_t>(size)};
+    Bytes segment{0xFF, static_cast<std::uint8_t>(marker), static_cast<std::uint8_t>(size >> 8),
+                  static_cast<std::uint8_t>(size)};
     append(segment, payload);
     file.insert(file.begin() + 2, segment.begin(), segment.end());
     return file;
@@ -67,7 +67,7 @@ Bytes with_segment(Bytes file, int marker, const Bytes& payload) {
 // An EXIF block: orientation, 72 dpi, and a JPEG stamp in the second directory.
 class ExifBuilder {
   public:
-    explicit ExifBuilder(bool big_endian) : big_ {big_endian} {}
+    explicit ExifBuilder(bool big_endian) : big_{big_endian} {}
 
     Bytes build(int orientation, const Bytes& jpeg) {
         block_ = text(big_ ? "MM" : "II");
@@ -87,7 +87,7 @@ class ExifBuilder {
   private:
     void u16(unsigned v) {
         const auto high = static_cast<std::uint8_t>(v >> 8), low = static_cast<std::uint8_t>(v);
-        append(block_, big_ ? Bytes {high, low} : Bytes {low, high});
+        append(block_, big_ ? Bytes{high, low} : Bytes{low, high});
     }
     void u32(std::uint32_t v) { big_ ? (u16(v >> 16), u16(v & 0xFFFF)) : (u16(v & 0xFFFF), u16(v >> 16)); }
     void entry(unsigned tag, unsigned type, std::uint32_t value) {
@@ -112,23 +112,23 @@ TEST(ExifTest, BothByteOrdersGiveOrientationResolutionAndStamp) {
     const Bytes jpeg = encode(gradient(40, 20));
     for (const bool big : {false, true}) {
         SCOPED_TRACE(big);
-        const Bytes block = ExifBuilder {big}.build(6, jpeg);
+        const Bytes block = ExifBuilder{big}.build(6, jpeg);
         const ExifFacts facts = read_exif(block);
         EXPECT_EQ(facts.orientation, Orientation::rotated_right);
-        EXPECT_EQ(facts.resolution, (Resolution {72, 72}));
+        EXPECT_EQ(facts.resolution, (Resolution{72, 72}));
         ASSERT_TRUE(facts.stamp);
         EXPECT_EQ(facts.stamp->size, jpeg.size());
 
         const Bytes saved = exif_for_saving(block, Orientation::normal);
         EXPECT_EQ(read_exif(saved).orientation, Orientation::normal);
-        EXPECT_EQ(read_exif(saved).resolution, (Resolution {72, 72}));
+        EXPECT_EQ(read_exif(saved).resolution, (Resolution{72, 72}));
         EXPECT_FALSE(read_exif(saved).stamp);
         EXPECT_LT(saved.size(), block.size());
     }
 }
 
 TEST(ExifTest, DamagedBlocksAreHarmless) {
-    const Bytes block = ExifBuilder {false}.build(6, encode(gradient(8, 8)));
+    const Bytes block = ExifBuilder{false}.build(6, encode(gradient(8, 8)));
     for (std::size_t size = 0; size < 120; ++size) {
         const Bytes part(block.begin(), block.begin() + static_cast<std::ptrdiff_t>(size));
         EXPECT_FALSE(size < 112 && read_exif(part).stamp);
@@ -150,7 +150,7 @@ TEST(JpegTest, ColoursAndGreysComeBack) {
         bool gray;
         int quality, tolerance;
     };
-    for (const Case& c : {Case {true, 95, 6}, Case {false, 95, 8}, Case {false, 75, 40}}) {
+    for (const Case& c : {Case{true, 95, 6}, Case{false, 95, 8}, Case{false, 75, 40}}) {
         const Bitmap bitmap = gradient(83, 61, c.gray);
         const auto back = decode(encode(bitmap, c.quality));
         ASSERT_TRUE(back);
@@ -168,7 +168,7 @@ TEST(JpegTest, ColoursAndGreysComeBack) {
 TEST(JpegTest, ColourResolutionFollowsQuality) {
     const Bytes full = encode(gradient(16, 16), 90), half = encode(gradient(16, 16), 89);
     const auto luma_factors = [](const Bytes& file) {
-        const Bytes frame {0xFF, 0xC0};
+        const Bytes frame{0xFF, 0xC0};
         const auto at = std::ranges::search(file, frame).begin();
         return at == file.end() ? 0 : static_cast<int>(at[11]);
     };
@@ -184,7 +184,7 @@ TEST(JpegTest, MetadataSurvivesSaving) {
     Bytes profile(150'000);
     for (std::size_t i = 0; i < profile.size(); ++i) profile[i] = static_cast<std::uint8_t>(i * 7 + i / 251);
     metadata.icc = std::make_shared<const Bytes>(profile);
-    metadata.exif = std::make_shared<const Bytes>(ExifBuilder {true}.build(6, encode(gradient(10, 5))));
+    metadata.exif = std::make_shared<const Bytes>(ExifBuilder{true}.build(6, encode(gradient(10, 5))));
     const Bytes file = encode(bitmap);
     const auto back = decode(file);
     ASSERT_TRUE(back);
@@ -200,13 +200,13 @@ TEST(JpegTest, MetadataSurvivesSaving) {
 TEST(JpegTest, OrientationIsAppliedOnLoadAndToTheStamp) {
     const Bytes thumb = encode(gradient(40, 20));
     const Bytes file =
-        with_segment(encode(gradient(80, 40)), 0xE1, exif_segment(ExifBuilder {false}.build(6, thumb)));
+        with_segment(encode(gradient(80, 40)), 0xE1, exif_segment(ExifBuilder{false}.build(6, thumb)));
     const auto facts = info(file);
     ASSERT_TRUE(facts);
     EXPECT_EQ(facts->width, 40);
     EXPECT_EQ(facts->height, 80);
     RowSink sink;
-    const auto upright = load(memory_source(std::span {file}), "x.jpg", LoadOptions {}, sink);
+    const auto upright = load(memory_source(std::span{file}), "x.jpg", LoadOptions{}, sink);
     ASSERT_TRUE(upright);
     EXPECT_EQ(upright->bitmap.width(), 40);
     const auto small = stamp(file);
@@ -219,7 +219,7 @@ TEST(JpegTest, OrientationIsAppliedOnLoadAndToTheStamp) {
 TEST(JpegTest, StampsInEveryCoding) {
     const Bytes image = encode(gradient(64, 64));
     const Bytes thumb = encode(gradient(16, 16));
-    Bytes rgb {2, 2, 255, 0, 0, 0, 255, 0, 0, 0, 255, 9, 9, 9};
+    Bytes rgb{2, 2, 255, 0, 0, 0, 255, 0, 0, 0, 255, 9, 9, 9};
     Bytes palette = text({"JFXX\0\x11\2\2", 8});
     Bytes entries(768);
     entries[3] = 255, entries[7] = 255, entries[11] = 255;  // 1 red, 2 green, 3 blue
@@ -247,9 +247,9 @@ TEST(JpegTest, StampsInEveryCoding) {
         const Bytes& payload;
         int side;
     };
-    for (const Case& c : {Case {"JFXX palette", 0xE0, palette, 2}, Case {"JFXX RGB", 0xE0, jfxx_rgb, 2},
-                          Case {"JFXX JPEG", 0xE0, jfxx_jpeg, 16}, Case {"Photoshop", 0xED, photoshop, 16},
-                          Case {"JFIF", 0xE0, jfif, 2}}) {
+    for (const Case& c : {Case{"JFXX palette", 0xE0, palette, 2}, Case{"JFXX RGB", 0xE0, jfxx_rgb, 2},
+                          Case{"JFXX JPEG", 0xE0, jfxx_jpeg, 16}, Case{"Photoshop", 0xED, photoshop, 16},
+                          Case{"JFIF", 0xE0, jfif, 2}}) {
         SCOPED_TRACE(c.name);
         const Bytes file = with_segment(image, c.marker, c.payload);
         EXPECT_TRUE(info(file)->has_stamp);
@@ -258,8 +258,8 @@ TEST(JpegTest, StampsInEveryCoding) {
         EXPECT_EQ(small->bitmap.width(), c.side);
         EXPECT_EQ(small->bitmap.height(), c.side);
         if (c.side == 2) {
-            EXPECT_EQ(small->bitmap.pixel(0, 0), (Rgba {255, 0, 0, 255}));
-            EXPECT_EQ(small->bitmap.pixel(0, 1), (Rgba {0, 0, 255, 255}));
+            EXPECT_EQ(small->bitmap.pixel(0, 0), (Rgba{255, 0, 0, 255}));
+            EXPECT_EQ(small->bitmap.pixel(0, 1), (Rgba{0, 0, 255, 255}));
         }
     }
     EXPECT_FALSE(info(image)->has_stamp);
@@ -268,7 +268,7 @@ TEST(JpegTest, StampsInEveryCoding) {
 
 TEST(JpegTest, StampOfAnotherShapeIsPassedOver) {
     const Bytes file = with_segment(encode(gradient(80, 40)), 0xE1,
-                                    exif_segment(ExifBuilder {false}.build(1, encode(gradient(40, 40)))));
+                                    exif_segment(ExifBuilder{false}.build(1, encode(gradient(40, 40)))));
     EXPECT_FALSE(info(file)->has_stamp);
 }
 
@@ -340,7 +340,7 @@ TEST(JpegTest, SecondFrameHeaderChangesNothing) {
 
 TEST(JpegTest, VariantsBeyondUsAreRefusedByName) {
     const Bytes file = encode(gradient(16, 16));
-    const Bytes marker {0xFF, 0xC0};
+    const Bytes marker{0xFF, 0xC0};
     const auto at = static_cast<std::size_t>(std::ranges::search(file, marker).begin() - file.begin());
     ASSERT_LT(at + 9, file.size());
     const auto refused = [&](std::size_t offset, int value) {

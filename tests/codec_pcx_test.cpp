@@ -15,7 +15,7 @@ using Bytes = std::vector<std::uint8_t>;
 struct Head {
     int width, height, bits, planes, line;
     int encoding = 0, version = 5, dpi_x = 0, dpi_y = 0;
-    Bytes colours {};
+    Bytes colours{};
 };
 
 Bytes pcx(const Head& h, const Bytes& body) {
@@ -60,8 +60,8 @@ std::vector<Rgba> pixels_of(const Bitmap& bitmap) {
     return pixels;
 }
 
-constexpr Rgba kBlack {0, 0, 0, 255}, kWhite {255, 255, 255, 255}, kRed {255, 0, 0, 255},
-    kBlue {0, 0, 255, 255}, kGreen {0, 255, 0, 255};
+constexpr Rgba kBlack{0, 0, 0, 255}, kWhite{255, 255, 255, 255}, kRed{255, 0, 0, 255}, kBlue{0, 0, 255, 255},
+    kGreen{0, 255, 0, 255};
 
 TEST(Pcx, ReadsEveryVariant) {
     struct Case {
@@ -70,9 +70,9 @@ TEST(Pcx, ReadsEveryVariant) {
         int bits;
         std::vector<Rgba> want;
     };
-    const Bytes four {0, 0, 0, 255, 0, 0, 0, 255, 0, 0, 0, 255};  // black, red, green, blue
-    const Bytes data {0, 1, 0, 0};
-    const std::vector<Case> cases {
+    const Bytes four{0, 0, 0, 255, 0, 0, 0, 255, 0, 0, 0, 255};  // black, red, green, blue
+    const Bytes data{0, 1, 0, 0};
+    const std::vector<Case> cases{
         {"1 bit ignores its palette",
          pcx({3, 1, 1, 1, 2, 0, 5, 0, 0, four}, {0x40, 0}),
          1,
@@ -96,7 +96,7 @@ TEST(Pcx, ReadsEveryVariant) {
          8,
          {kRed, kBlue, kRed, kRed}},
         {"8 bits, palette behind a gap",
-         pcx({2, 2, 8, 1, 2}, data) + Bytes {9, 9} + palette(255),
+         pcx({2, 2, 8, 1, 2}, data) + Bytes{9, 9} + palette(255),
          8,
          {kRed, kBlue, kRed, kRed}},
         {"8 bits, bytes after the palette",
@@ -130,13 +130,13 @@ TEST(Pcx, ScreensOfTheColourAdapter) {
     const auto first = [&](std::uint8_t background, std::uint8_t mode) {
         const auto outcome =
             open(pcx({320, 200, 2, 1, 80, 0, 5, 320, 200, {background, 0, 0, mode}}, pixels));
-        return std::vector<Rgba> {outcome->bitmap.pixel(0, 0), outcome->bitmap.pixel(1, 0),
-                                  outcome->bitmap.pixel(2, 0), outcome->bitmap.pixel(3, 0)};
+        return std::vector<Rgba>{outcome->bitmap.pixel(0, 0), outcome->bitmap.pixel(1, 0),
+                                 outcome->bitmap.pixel(2, 0), outcome->bitmap.pixel(3, 0)};
     };
     EXPECT_EQ(first(0x10, 0x00),
-              (std::vector<Rgba> {{0, 0, 170, 255}, {0, 170, 0, 255}, {170, 0, 0, 255}, {170, 85, 0, 255}}));
+              (std::vector<Rgba>{{0, 0, 170, 255}, {0, 170, 0, 255}, {170, 0, 0, 255}, {170, 85, 0, 255}}));
     EXPECT_EQ(first(0x00, 0xE0),
-              (std::vector<Rgba> {kBlack, {85, 255, 255, 255}, {255, 85, 255, 255}, kWhite}));
+              (std::vector<Rgba>{kBlack, {85, 255, 255, 255}, {255, 85, 255, 255}, kWhite}));
 }
 
 TEST(Pcx, BelievesOnlySaneResolutions) {
@@ -144,14 +144,14 @@ TEST(Pcx, BelievesOnlySaneResolutions) {
         return read_info(memory_source(pcx({50, 60, 1, 1, 8, 0, 5, x, y}, Bytes(480))), "x.pcx", {})
             ->resolution;
     };
-    EXPECT_EQ(resolution(300, 150), (Resolution {300, 150}));
-    EXPECT_EQ(resolution(50, 60), Resolution {});
-    EXPECT_EQ(resolution(640, 480), Resolution {});
-    EXPECT_EQ(resolution(5, 5), Resolution {});
+    EXPECT_EQ(resolution(300, 150), (Resolution{300, 150}));
+    EXPECT_EQ(resolution(50, 60), Resolution{});
+    EXPECT_EQ(resolution(640, 480), Resolution{});
+    EXPECT_EQ(resolution(5, 5), Resolution{});
 }
 
 TEST(Pcx, RunsOfNoiseSurviveBothWays) {
-    std::mt19937 random {7};
+    std::mt19937 random{7};
     for (const int spread : {2, 16, 256}) {
         for (const int width : {1, 2, 63, 64, 65, 71, 72, 73, 300, 4001}) {
             Bitmap bitmap = *Bitmap::create(width, 9, 24, {});
@@ -192,7 +192,7 @@ TEST(Pcx, WrittenFilesReadBackTheSame) {
             const auto back = open(out.bytes());
             ASSERT_TRUE(back);
             EXPECT_EQ(back->bitmap.bits(), bits);
-            EXPECT_EQ(back->bitmap.metadata().resolution, (Resolution {300, 200}));
+            EXPECT_EQ(back->bitmap.metadata().resolution, (Resolution{300, 200}));
             EXPECT_EQ(pixels_of(back->bitmap), pixels_of(bitmap)) << bits << " bits, width " << width;
         }
     }
@@ -213,10 +213,10 @@ TEST(Dcx, PagesEndWhereTheNextOneBegins) {
     const Bytes one = pcx({2, 2, 8, 1, 2}, {0, 1, 0, 0}) + palette(255),
                 two = pcx({3, 1, 1, 1, 2}, {0x40, 0});
     // The table names the pages in the opposite order of the file, one of them twice, and one outside of it.
-    Bytes file {0xB1, 0x68, 0xDE, 0x3A};
+    Bytes file{0xB1, 0x68, 0xDE, 0x3A};
     const std::size_t start = 24;
     for (const std::size_t offset :
-         {start + one.size(), start, std::size_t {0xFFFFFF}, start, std::size_t {0}}) {
+         {start + one.size(), start, std::size_t{0xFFFFFF}, start, std::size_t{0}}) {
         for (int shift = 0; shift < 32; shift += 8)
             file.push_back(static_cast<std::uint8_t>(offset >> shift));
     }

@@ -58,11 +58,11 @@ Result<Outcome> decode(const Bytes& file) {
     RowSink sink;
     LoadOptions options;
     options.apply_orientation = false;
-    return load(memory_source(std::span {file}), "x.png", options, sink);
+    return load(memory_source(std::span{file}), "x.png", options, sink);
 }
 
 int info_bits(const Bytes& file) {
-    const auto info = read_info(memory_source(std::span {file}), "x.png", ReadOptions {});
+    const auto info = read_info(memory_source(std::span{file}), "x.png", ReadOptions{});
     return info ? info->bits : 0;
 }
 
@@ -85,15 +85,15 @@ struct Variant {
     int depth, colour, bits;
     Layout layout;
 };
-constexpr std::array kVariants {Variant {1, PNG_COLOR_TYPE_GRAY, 1, Layout::bit1},
-                                Variant {2, PNG_COLOR_TYPE_GRAY, 2, Layout::index8},
-                                Variant {4, PNG_COLOR_TYPE_GRAY, 4, Layout::index8},
-                                Variant {8, PNG_COLOR_TYPE_GRAY, 8, Layout::index8},
-                                Variant {16, PNG_COLOR_TYPE_GRAY, 16, Layout::gray16},
-                                Variant {8, PNG_COLOR_TYPE_RGB, 24, Layout::rgb24},
-                                Variant {16, PNG_COLOR_TYPE_RGB, 24, Layout::rgb24},
-                                Variant {8, PNG_COLOR_TYPE_GRAY_ALPHA, 32, Layout::rgba32},
-                                Variant {16, PNG_COLOR_TYPE_RGB_ALPHA, 32, Layout::rgba32}};
+constexpr std::array kVariants{Variant{1, PNG_COLOR_TYPE_GRAY, 1, Layout::bit1},
+                               Variant{2, PNG_COLOR_TYPE_GRAY, 2, Layout::index8},
+                               Variant{4, PNG_COLOR_TYPE_GRAY, 4, Layout::index8},
+                               Variant{8, PNG_COLOR_TYPE_GRAY, 8, Layout::index8},
+                               Variant{16, PNG_COLOR_TYPE_GRAY, 16, Layout::gray16},
+                               Variant{8, PNG_COLOR_TYPE_RGB, 24, Layout::rgb24},
+                               Variant{16, PNG_COLOR_TYPE_RGB, 24, Layout::rgb24},
+                               Variant{8, PNG_COLOR_TYPE_GRAY_ALPHA, 32, Layout::rgba32},
+                               Variant{16, PNG_COLOR_TYPE_RGB_ALPHA, 32, Layout::rgba32}};
 
 TEST(PngTest, EveryVariantHasItsDepthAndInterlacingChangesNothing) {
     for (const Variant& v : kVariants) {
@@ -140,15 +140,15 @@ TEST(PngTest, PaletteKeepsItsEntriesAndTransparency) {
     const auto outcome = decode(file);
     ASSERT_TRUE(outcome);
     EXPECT_EQ(outcome->bitmap.bits(), 4);
-    EXPECT_EQ(outcome->bitmap.palette(), (Palette {{1, 2, 3, 0}, {4, 5, 6, 128}, {7, 8, 9, 255}}));
-    EXPECT_EQ(outcome->bitmap.pixel(0, 0), (Rgba {4, 5, 6, 128}));
-    EXPECT_EQ(outcome->bitmap.pixel(1, 1), (Rgba {7, 8, 9, 255}));
+    EXPECT_EQ(outcome->bitmap.palette(), (Palette{{1, 2, 3, 0}, {4, 5, 6, 128}, {7, 8, 9, 255}}));
+    EXPECT_EQ(outcome->bitmap.pixel(0, 0), (Rgba{4, 5, 6, 128}));
+    EXPECT_EQ(outcome->bitmap.pixel(1, 1), (Rgba{7, 8, 9, 255}));
 }
 
 TEST(PngTest, TransparentColourIsComparedAtFullDepth) {
     const auto with_key = [](png_uint_16 value) {
         return [value](png_structp png, png_infop info) {
-            png_color_16 key {0, value, value, value, value};
+            png_color_16 key{0, value, value, value, value};
             png_set_tRNS(png, info, nullptr, 0, &key);
         };
     };
@@ -158,8 +158,8 @@ TEST(PngTest, TransparentColourIsComparedAtFullDepth) {
         int near;  // differs from the key in its lowest bit only
     };
     for (const Case& c :
-         {Case {16, PNG_COLOR_TYPE_RGB, 0x4241, 0x4240}, Case {16, PNG_COLOR_TYPE_GRAY, 0x4241, 0x4240},
-          Case {8, PNG_COLOR_TYPE_RGB, 0x41, 0x40}, Case {8, PNG_COLOR_TYPE_GRAY, 0x41, 0x40}}) {
+         {Case{16, PNG_COLOR_TYPE_RGB, 0x4241, 0x4240}, Case{16, PNG_COLOR_TYPE_GRAY, 0x4241, 0x4240},
+          Case{8, PNG_COLOR_TYPE_RGB, 0x41, 0x40}, Case{8, PNG_COLOR_TYPE_GRAY, 0x41, 0x40}}) {
         SCOPED_TRACE(testing::Message() << c.depth << " bits, type " << c.colour);
         const int samples = c.colour == PNG_COLOR_TYPE_RGB ? 3 : 1, bytes = c.depth / 8;
         const Bytes file = make_png({2, 1, c.depth, c.colour, false, {}, with_key(c.key)}, [&](int i) {
@@ -245,7 +245,7 @@ TEST(PngTest, StoppingCancels) {
         bool rows(const Bitmap&, int, int, std::int64_t, std::int64_t) override { return false; }
     } stop;
     const Bytes file = make_png({8, 200, 8, PNG_COLOR_TYPE_GRAY});
-    const auto outcome = load(memory_source(std::span {file}), "x.png", LoadOptions {}, stop);
+    const auto outcome = load(memory_source(std::span{file}), "x.png", LoadOptions{}, stop);
     ASSERT_FALSE(outcome);
     EXPECT_EQ(outcome.error().fault, Fault::cancelled);
 }

@@ -40,8 +40,7 @@ std::vector<Rgba> pixels_of(const Result<Outcome>& outcome) {
     return pixels;
 }
 
-constexpr Rgba kBlack {0, 0, 0, 255}, kWhite {255, 255, 255, 255}, kRed {255, 0, 0, 255},
-    kBlue {0, 0, 255, 255};
+constexpr Rgba kBlack{0, 0, 0, 255}, kWhite{255, 255, 255, 255}, kRed{255, 0, 0, 255}, kBlue{0, 0, 255, 255};
 
 TEST(SunRaster, ReadsEveryVariant) {
     struct Case {
@@ -50,7 +49,7 @@ TEST(SunRaster, ReadsEveryVariant) {
         int bits;
         std::vector<Rgba> want;
     };
-    const std::vector<Case> cases {
+    const std::vector<Case> cases{
         {"1 bit: ink is 1", sun(3, 1, 1, 1, {}, {0x40, 0}), 1, {kWhite, kBlack, kWhite}},
         {"1 bit with map", sun(2, 1, 1, 1, {255, 0, 0, 0, 0, 255}, {0x40, 0}), 1, {kRed, kBlue}},
         {"4 bits with map", sun(3, 1, 4, 1, {0, 255, 0, 0, 0, 0}, {0x10, 0x10}), 4, {kRed, kBlack, kRed}},
@@ -99,7 +98,7 @@ TEST(SunRaster, WrittenFilesReadBackTheSame) {
             }
             for (const bool coloured : {false, true}) {
                 if (coloured && bits <= 8) {
-                    Palette palette(std::size_t {1} << bits, kRed);
+                    Palette palette(std::size_t{1} << bits, kRed);
                     palette.back() = kBlue;
                     bitmap.set_palette(palette);
                 }

@@ -21,7 +21,7 @@ void u16(Bytes& file, int value) {
 }
 
 Bytes tga(const Head& h, const Bytes& body) {
-    Bytes file {0, static_cast<std::uint8_t>(h.map_bits > 0), static_cast<std::uint8_t>(h.type)};
+    Bytes file{0, static_cast<std::uint8_t>(h.map_bits > 0), static_cast<std::uint8_t>(h.type)};
     u16(file, h.map_first), u16(file, h.map_length), file.push_back(static_cast<std::uint8_t>(h.map_bits));
     u16(file, 0), u16(file, 0), u16(file, h.width), u16(file, h.height);
     file.push_back(static_cast<std::uint8_t>(h.depth)),
@@ -63,8 +63,7 @@ std::vector<Rgba> pixels_of(const Bitmap& bitmap) {
     return pixels;
 }
 
-constexpr Rgba kBlack {0, 0, 0, 255}, kWhite {255, 255, 255, 255}, kRed {255, 0, 0, 255},
-    kBlue {0, 0, 255, 255};
+constexpr Rgba kBlack{0, 0, 0, 255}, kWhite{255, 255, 255, 255}, kRed{255, 0, 0, 255}, kBlue{0, 0, 255, 255};
 
 TEST(Targa, ReadsEveryPixelKind) {
     struct Case {
@@ -73,10 +72,10 @@ TEST(Targa, ReadsEveryPixelKind) {
         int bits;
         std::vector<Rgba> want;
     };
-    const Bytes map24 {0, 0, 255, 255, 0, 0};  // red, blue
+    const Bytes map24{0, 0, 255, 255, 0, 0};  // red, blue
     Bytes map_and_pixel = map24;
     map_and_pixel.insert(map_and_pixel.end(), {255, 0, 0});
-    const std::vector<Case> cases {
+    const std::vector<Case> cases{
         {"grey", tga({3, 2, 1, 8}, {0, 255}), 8, {kBlack, kWhite}},
         {"black and white, rows of whole bytes",
          tga({3, 9, 1, 1, 0x20}, {0x80, 0xFF}),
@@ -141,11 +140,11 @@ TEST(Targa, PutsRowsAndColumnsInTheirPlace) {
         Bytes want;
     };
     // Stored 0 to 9: two columns, five rows.
-    const Case cases[] {{0x20, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}}, {0x00, {8, 9, 6, 7, 4, 5, 2, 3, 0, 1}},
-                        {0x30, {1, 0, 3, 2, 5, 4, 7, 6, 9, 8}}, {0x60, {0, 1, 6, 7, 2, 3, 8, 9, 4, 5}},
-                        {0xA0, {0, 1, 4, 5, 6, 7, 8, 9, 2, 3}}, {0x40, {4, 5, 8, 9, 2, 3, 6, 7, 0, 1}}};
-    Bytes stored(10), packed {9};
-    std::iota(stored.begin(), stored.end(), std::uint8_t {0});
+    const Case cases[]{{0x20, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}}, {0x00, {8, 9, 6, 7, 4, 5, 2, 3, 0, 1}},
+                       {0x30, {1, 0, 3, 2, 5, 4, 7, 6, 9, 8}}, {0x60, {0, 1, 6, 7, 2, 3, 8, 9, 4, 5}},
+                       {0xA0, {0, 1, 4, 5, 6, 7, 8, 9, 2, 3}}, {0x40, {4, 5, 8, 9, 2, 3, 6, 7, 0, 1}}};
+    Bytes stored(10), packed{9};
+    std::iota(stored.begin(), stored.end(), std::uint8_t{0});
     packed.insert(packed.end(), stored.begin(), stored.end());
     for (const Case& c : cases) {
         for (const bool runs : {false, true}) {
@@ -162,8 +161,8 @@ TEST(Targa, PutsRowsAndColumnsInTheirPlace) {
 TEST(Targa, StampAndComment) {
     const Bytes image = tga({2, 2, 2, 24}, Bytes(12, 9));
     const auto file = [&](const Bytes& stamp) { return memory_source(with_extension(image, 0, stamp)); };
-    const std::vector<Rgba> want {kRed, kBlue};
-    for (const Bytes& sides : {Bytes {2, 1}, Bytes {2, 0, 1, 0}}) {
+    const std::vector<Rgba> want{kRed, kBlue};
+    for (const Bytes& sides : {Bytes{2, 1}, Bytes{2, 0, 1, 0}}) {
         Bytes stamp = sides;
         stamp.insert(stamp.end(), {0, 0, 255, 255, 0, 0});
         EXPECT_TRUE(read_info(file(stamp), "x.tga", {})->has_stamp);
@@ -180,14 +179,14 @@ TEST(Targa, RefusesAndSurvives) {
     EXPECT_EQ(open(tga({2, 20000, 20000, 24}, Bytes(200))).error().fault, Fault::truncated);
     EXPECT_EQ(open(tga({10, 20000, 20000, 24}, Bytes(200, 0xFF))).error().fault, Fault::truncated);
     EXPECT_EQ(open(tga({2, 65535, 65535, 24}, Bytes(200))).error().fault, Fault::too_large);
-    for (const Head& h : {Head {.type = 0}, Head {.type = 33}, Head {.width = 0}, Head {.depth = 17},
-                          Head {.descriptor = 0xE0}, Head {.type = 1, .depth = 8}}) {
+    for (const Head& h : {Head{.type = 0}, Head{.type = 33}, Head{.width = 0}, Head{.depth = 17},
+                          Head{.descriptor = 0xE0}, Head{.type = 1, .depth = 8}}) {
         EXPECT_EQ(open(tga(h, Bytes(50))).error().fault, Fault::unknown_format);
     }
     const auto cut = open(tga({2, 1, 3, 24, 0}, {0, 0, 255, 0, 0, 255}));
     ASSERT_TRUE(cut);
     EXPECT_EQ(cut->rows_shown, 2);
-    EXPECT_EQ(pixels_of(cut->bitmap), (std::vector<Rgba> {kBlack, kRed, kRed}))
+    EXPECT_EQ(pixels_of(cut->bitmap), (std::vector<Rgba>{kBlack, kRed, kRed}))
         << "the last stored row is the top one";
 }
 

@@ -18,8 +18,8 @@ class TiffBuilder {
   public:
     using Tags = std::map<int, std::vector<std::uint32_t>>;
 
-    explicit TiffBuilder(bool big_endian = false) : big_endian_ {big_endian} {
-        bytes = big_endian ? Bytes {'M', 'M', 0, 42} : Bytes {'I', 'I', 42, 0};
+    explicit TiffBuilder(bool big_endian = false) : big_endian_{big_endian} {
+        bytes = big_endian ? Bytes{'M', 'M', 0, 42} : Bytes{'I', 'I', 42, 0};
         put32(0);
     }
     std::uint32_t data(const Bytes& block) {
@@ -110,7 +110,7 @@ TiffBuilder::Tags tags_for(std::uint32_t width, std::uint32_t height, std::uint3
 
 Bytes single(std::uint32_t width, std::uint32_t bits, std::uint32_t samples, std::uint32_t photometric,
              const Bytes& row, const TiffBuilder::Tags& more = {}, bool big_endian = false) {
-    TiffBuilder tiff {big_endian};
+    TiffBuilder tiff{big_endian};
     const std::uint32_t strip = tiff.data(row);
     auto tags =
         tags_for(width, 1, bits, samples, photometric, {strip}, static_cast<std::uint32_t>(row.size()));
@@ -124,14 +124,14 @@ Result<Outcome> decode(const Bytes& bytes, int page = 1) {
     LoadOptions options;
     options.page = page;
     options.apply_orientation = false;
-    return load(memory_source(std::span {bytes}), "a.tif", options, sink);
+    return load(memory_source(std::span{bytes}), "a.tif", options, sink);
 }
 
 Result<ImageInfo> info_of(const Bytes& bytes, int page = 1) {
     ReadOptions options;
     options.page = page;
     options.apply_orientation = false;
-    return read_info(memory_source(std::span {bytes}), "a.tif", options);
+    return read_info(memory_source(std::span{bytes}), "a.tif", options);
 }
 
 // --- samples
@@ -265,8 +265,8 @@ TEST(Tiff, SeparatePlanesAreJoined) {
     tiff.directory(tags);
     const auto outcome = decode(tiff.bytes);
     ASSERT_TRUE(outcome);
-    EXPECT_EQ(outcome->bitmap.pixel(0, 0), (Rgba {1, 3, 5, 255}));
-    EXPECT_EQ(outcome->bitmap.pixel(0, 1), (Rgba {2, 4, 6, 255}));
+    EXPECT_EQ(outcome->bitmap.pixel(0, 0), (Rgba{1, 3, 5, 255}));
+    EXPECT_EQ(outcome->bitmap.pixel(0, 1), (Rgba{2, 4, 6, 255}));
 }
 
 TEST(Tiff, TilesAreClippedToTheImage) {
@@ -313,7 +313,7 @@ TEST(Tiff, ReducedPagesAreTheStampAndMasksAreNoPages) {
     const auto second = decode(tiff.bytes, 2);
     ASSERT_TRUE(second);
     EXPECT_EQ(second->bitmap.width(), 12);
-    const auto stamp = load_stamp(memory_source(std::span {tiff.bytes}), "a.tif", LoadOptions {});
+    const auto stamp = load_stamp(memory_source(std::span{tiff.bytes}), "a.tif", LoadOptions{});
     ASSERT_TRUE(stamp);
     EXPECT_EQ(stamp->bitmap.width(), 4);
     EXPECT_EQ(stamp->bitmap.row(0)[0], 4);
@@ -332,7 +332,7 @@ TEST(Tiff, StampInASubDirectory) {
     ASSERT_TRUE(info);
     EXPECT_EQ(info->pages, 1);
     EXPECT_TRUE(info->has_stamp);
-    const auto stamp = load_stamp(memory_source(std::span {tiff.bytes}), "a.tif", LoadOptions {});
+    const auto stamp = load_stamp(memory_source(std::span{tiff.bytes}), "a.tif", LoadOptions{});
     ASSERT_TRUE(stamp);
     EXPECT_EQ(stamp->bitmap.width(), 2);
 }
@@ -388,8 +388,8 @@ TEST(Tiff, NothingToDecodeIsAnError) {
 // ---------------------------------------------------------------------------------------------------
 
 Bitmap noise(int width, int height, int bits, bool is_gray) {
-    Bitmap bitmap = *Bitmap::create(width, height, bits, Limits {}, is_gray);
-    std::mt19937 random {static_cast<unsigned>(width * 7 + bits)};
+    Bitmap bitmap = *Bitmap::create(width, height, bits, Limits{}, is_gray);
+    std::mt19937 random{static_cast<unsigned>(width * 7 + bits)};
     for (int y = 0; y < height; ++y) {
         if (bitmap.layout() == Layout::gray16) {
             for (auto& v : bitmap.writable_row16(y))
@@ -435,7 +435,7 @@ TEST(Tiff, RoundTripsOfEveryCodeDepthAndSize) {
     int trips = 0;
     for (const FormatCode& format : codec->formats) {
         for (const int bits : format.write_depths) {
-            for (const auto& [width, height] : {std::pair {1, 1}, {7, 3}, {47, 33}, {1030, 90}}) {
+            for (const auto& [width, height] : {std::pair{1, 1}, {7, 3}, {47, 33}, {1030, 90}}) {
                 Bitmap bitmap = noise(width, height, bits, bits == 16);
                 round_trip(bitmap, format.code);
                 ++trips;
@@ -463,7 +463,7 @@ TEST(Tiff, MetadataIsWritten) {
     const auto outcome = decode(out.bytes());
     ASSERT_TRUE(outcome);
     const Metadata& metadata = outcome->bitmap.metadata();
-    EXPECT_EQ(metadata.resolution, (Resolution {300, 150}));
+    EXPECT_EQ(metadata.resolution, (Resolution{300, 150}));
     EXPECT_EQ(metadata.comment, "a note");
     ASSERT_TRUE(metadata.icc);
     EXPECT_EQ(*metadata.icc, Bytes(200, 5));
@@ -487,7 +487,7 @@ TEST(Tiff, ReadingStopsWhenAsked) {
     SaveOptions options;
     options.format_code = 11;
     ASSERT_TRUE(save(noise(100, 300, 24, false), out, options));
-    const auto outcome = load(memory_source(std::span {out.bytes()}), "a.tif", LoadOptions {}, sink);
+    const auto outcome = load(memory_source(std::span{out.bytes()}), "a.tif", LoadOptions{}, sink);
     ASSERT_FALSE(outcome);
     EXPECT_EQ(outcome.error().fault, Fault::cancelled);
 }

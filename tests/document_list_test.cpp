@@ -10,11 +10,11 @@ namespace {
 struct Desk {
     std::map<std::int32_t, QString> titles;
     std::vector<std::int32_t> order;  // active first
-    DocumentList list {{[this](std::int32_t h) { return titles[h]; },
-                        [this] { return order.empty() ? 0 : order.front(); },
-                        [this] {
-                            if (!order.empty()) std::rotate(order.begin(), order.begin() + 1, order.end());
-                        }}};
+    DocumentList list{{[this](std::int32_t h) { return titles[h]; },
+                       [this] { return order.empty() ? 0 : order.front(); },
+                       [this] {
+                           if (!order.empty()) std::rotate(order.begin(), order.begin() + 1, order.end());
+                       }}};
 
     void open(std::int32_t handle, const QString& title) {
         titles[handle] = title;
@@ -32,11 +32,11 @@ struct Desk {
 
 TEST(DocumentList, KeepsHandlesAscendingWithOneSpareSlot) {
     Desk desk;
-    EXPECT_EQ(desk.list.KidList(), std::vector<std::int32_t> {0});
+    EXPECT_EQ(desk.list.KidList(), std::vector<std::int32_t>{0});
     for (const std::int32_t handle : {30, -5, 20}) desk.open(handle, {});
-    EXPECT_EQ(desk.list.KidList(), (std::vector<std::int32_t> {-5, 20, 30, 0}));
+    EXPECT_EQ(desk.list.KidList(), (std::vector<std::int32_t>{-5, 20, 30, 0}));
     desk.close(20);
-    EXPECT_EQ(desk.list.KidList(), (std::vector<std::int32_t> {-5, 30, 0}));
+    EXPECT_EQ(desk.list.KidList(), (std::vector<std::int32_t>{-5, 30, 0}));
     desk.close(99);  // unknown: the caller's count still goes down, as its protocol says
     EXPECT_EQ(desk.list.KidList().size(), 2U);
 }
@@ -61,7 +61,7 @@ TEST(DocumentList, MakesAWindowActiveBySendingOthersBack) {
 
 TEST(DocumentList, JoinsTitlesCutAt160) {
     Desk desk;
-    EXPECT_EQ(desk.list.BuildKidList(), QString {});
+    EXPECT_EQ(desk.list.BuildKidList(), QString{});
     desk.open(2, QString(200, u'b'));
     desk.open(1, QStringLiteral("a"));
     EXPECT_EQ(desk.list.BuildKidList(), QStringLiteral("a;") + QString(160, u'b'));

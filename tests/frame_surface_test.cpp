@@ -35,8 +35,8 @@ QT_END_NAMESPACE
 
 namespace {
 
-const StripRef kStandard {true, QStringLiteral("Standard")};
-const StripRef kHelpMenu {false, QStringLiteral("ID_mnuHelp")};
+const StripRef kStandard{true, QStringLiteral("Standard")};
+const StripRef kHelpMenu{false, QStringLiteral("ID_mnuHelp")};
 
 /// A frame with a surface on it, shown offscreen.
 struct Frame {
@@ -69,7 +69,7 @@ TEST(ToolTable, EveryNameResolvesOnce) {
     EXPECT_EQ(shortcuts.size(), 5u);
     EXPECT_EQ(find_tool(u"ID_ShowProgress"), nullptr) << "layouts name it ID_ShowProgess";
 
-    std::set<QString> placed {QStringLiteral("ID_RightClick")}, menus;
+    std::set<QString> placed{QStringLiteral("ID_RightClick")}, menus;
     const auto walk = [&](const Strip& strip) {
         std::set<QString> in_strip;
         for (const char16_t* id : strip.tools) {
@@ -133,7 +133,7 @@ TEST(CaptionText, OnlyTheFirstMarkIsAnAccessKey) {
 
 TEST(CommandSurface, StateToolsOfAGroupExcludeEachOther) {
     Frame frame;
-    const QList<QStringList> groups {
+    const QList<QStringList> groups{
         {"ID_ViewNormal", "ID_ViewFit", "ID_ViewStretch", "ID_ViewSnap"},
         {"ID_DitheringOrdered", "ID_DitheringErrorDiffusion"},
         {"ID_BSNormal", "ID_BSFavoredBlack", "ID_BSScaleToGray"},
@@ -171,7 +171,7 @@ TEST(CommandSurface, ARefusedClickGetsItsStateBack) {
     });
     frame.surface->action(u"ID_ViewStretch")->trigger();
     frame.surface->action(u"ID_ShowOpenOptions")->trigger();
-    EXPECT_EQ(clicks, (QStringList {"ID_ViewStretch", "ID_ShowOpenOptions"}));
+    EXPECT_EQ(clicks, (QStringList{"ID_ViewStretch", "ID_ShowOpenOptions"}));
     EXPECT_TRUE(frame.surface->checked(u"ID_ViewNormal"));
     EXPECT_TRUE(frame.surface->action(u"ID_ViewNormal")->isChecked());
     EXPECT_FALSE(frame.surface->action(u"ID_ViewStretch")->isChecked());
@@ -236,7 +236,7 @@ TEST(CommandSurface, EditBoxesShowOneTextAndCommitOnEnterOrFocusLoss) {
     EXPECT_EQ(frame.surface->edit_text(u"ID_ZoomPercentage"), QStringLiteral("100")) << "not confirmed yet";
     QTest::keyClick(on_bar, Qt::Key_Return);
     ASSERT_EQ(commits.size(), 1);
-    EXPECT_EQ(commits[0], (QVariantList {"ID_ZoomPercentage", "250"}));
+    EXPECT_EQ(commits[0], (QVariantList{"ID_ZoomPercentage", "250"}));
     EXPECT_EQ(in_menu->text(), QStringLiteral("250"));
     on_bar->setText(QStringLiteral("9"));
     QTest::keyClick(on_bar, Qt::Key_Escape);
@@ -321,7 +321,7 @@ TEST(LayoutFile, RoundTripsThroughTextAndSurface) {
 
     const QString bar = add_bar(layout);
     ASSERT_TRUE(rename_bar(layout, bar, QStringLiteral("My \"own\" \\ bar")));
-    const StripRef own {true, QStringLiteral("My \"own\" \\ bar")};
+    const StripRef own{true, QStringLiteral("My \"own\" \\ bar")};
     insert_tool(layout, own, 0, QStringLiteral("ID_ZoomIncrement"));
     insert_tool(layout, own, 1, {});
     insert_tool(layout, own, 2, QStringLiteral("ID_mnuEffects"));
@@ -472,9 +472,9 @@ TEST(LayoutFile, KeepsABrokenFileAsideAndWritesWhole) {
 // ---- edits
 
 TEST(LayoutEdit, TidiesSeparatorsAndKeepsMenusSound) {
-    QStringList tools {"", "", "a", "", "", "b", ""};
+    QStringList tools{"", "", "a", "", "", "b", ""};
     tidy_separators(tools);
-    EXPECT_EQ(tools, (QStringList {"a", "", "b"}));
+    EXPECT_EQ(tools, (QStringList{"a", "", "b"}));
 
     Layout layout = designed_layout();
     EXPECT_EQ(insert_tool(layout, {false, QStringLiteral("ID_mnuEffects")}, 0, QStringLiteral("ID_mnuImage")),
@@ -488,7 +488,7 @@ TEST(LayoutEdit, TidiesSeparatorsAndKeepsMenusSound) {
         << "there already: it moves";
     EXPECT_EQ(strip(layout, kStandard)->size(), size);
     EXPECT_FALSE(delete_bar(layout, QStringLiteral("Standard")));
-    const StripRef menu_bar {true, QString::fromUtf16(kMenuBar)};
+    const StripRef menu_bar{true, QString::fromUtf16(kMenuBar)};
     while (strip(layout, menu_bar)->size() > 1) ASSERT_TRUE(remove_tool(layout, menu_bar, 0));
     EXPECT_FALSE(remove_tool(layout, menu_bar, 0)) << "the last way into the menus";
 }
@@ -562,7 +562,7 @@ TEST(CustomizeDialog, AddsMovesRemovesAndResetsByKeyboard) {
     frame.press("down");
     EXPECT_EQ(frame.tools_of(kStandard).at(2), QStringLiteral("ID_Saturation"));
     frame.press("separator");
-    EXPECT_EQ(frame.tools_of(kStandard).mid(2, 3), (QStringList {"ID_Saturation", "", ""}));
+    EXPECT_EQ(frame.tools_of(kStandard).mid(2, 3), (QStringList{"ID_Saturation", "", ""}));
     frame.contents->setCurrentRow(2);
     QTest::keyClick(frame.contents, Qt::Key_Delete);
     EXPECT_EQ(frame.tools_of(kStandard), before) << "the stray separator went too";
@@ -597,7 +597,7 @@ TEST(CustomizeDialog, MakesRenamesHidesAndDeletesBars) {
     EXPECT_TRUE(frame.dialog->isVisible()) << "Enter in the name does not end the dialog";
     frame.choose_tool(QStringLiteral("Invert"));
     frame.press("add");
-    EXPECT_EQ(frame.tools_of({true, QStringLiteral("Mine")}), QStringList {"ID_Invert"});
+    EXPECT_EQ(frame.tools_of({true, QStringLiteral("Mine")}), QStringList{"ID_Invert"});
     QTest::keyClick(frame.part<QCheckBox>("shown"), Qt::Key_Space);
     EXPECT_TRUE(frame.surface->bar(u"Mine")->isHidden());
     frame.press("delete_bar");
@@ -621,7 +621,7 @@ TEST(CustomizeDialog, TakesDropsOnBarsAndLists) {
     EXPECT_EQ(frame.tools_of(kStandard).first(), QStringLiteral("ID_Invert")) << "within a bar";
     frame.drop(processing, left_of(processing, 0), {QStringLiteral("ID_Invert"), kStandard, 0});
     EXPECT_EQ(frame.tools_of(kStandard).first(), QStringLiteral("ID_Open")) << "bar to bar";
-    const StripRef second {true, QStringLiteral("Image Processing")};
+    const StripRef second{true, QStringLiteral("Image Processing")};
     EXPECT_EQ(frame.tools_of(second).first(), QStringLiteral("ID_Invert"));
     frame.drop(frame.tools->viewport(), {5, 5}, {QStringLiteral("ID_Invert"), second, 0});
     EXPECT_EQ(frame.surface->layout(), designed_layout()) << "bar to list of tools";
@@ -667,6 +667,6 @@ TEST(CustomizeDialog, OkKeepsAndTidies) {
     frame.press("separator");
     frame.dialog->accept();
     EXPECT_EQ(frame.tools_of(kHelpMenu),
-              (QStringList {"ID_Contents", "ID_About", "", "ID_CustomizeToolbars"}));
+              (QStringList{"ID_Contents", "ID_About", "", "ID_CustomizeToolbars"}));
     EXPECT_FALSE(frame.surface->customizing());
 }

@@ -26,7 +26,7 @@ namespace fs = std::filesystem;
 using Bytes = std::vector<std::uint8_t>;
 
 Bytes noise(std::size_t size, unsigned seed = 1) {
-    std::mt19937 random {seed};
+    std::mt19937 random{seed};
     Bytes bytes(size);
     for (auto& b : bytes) b = static_cast<std::uint8_t>(random());
     return bytes;
@@ -42,15 +42,15 @@ class Folder : public testing::Test {
     void TearDown() override { fs::remove_all(path); }
 
     std::string put(const std::string& name, const Bytes& bytes) const {
-        std::ofstream {path / name, std::ios::binary}.write(reinterpret_cast<const char*>(bytes.data()),
-                                                            static_cast<std::streamsize>(bytes.size()));
+        std::ofstream{path / name, std::ios::binary}.write(reinterpret_cast<const char*>(bytes.data()),
+                                                           static_cast<std::streamsize>(bytes.size()));
         return (path / name).string();
     }
     Bytes get(const std::string& name) const {
-        std::ifstream in {path / name, std::ios::binary};
-        return {std::istreambuf_iterator<char> {in}, {}};
+        std::ifstream in{path / name, std::ios::binary};
+        return {std::istreambuf_iterator<char>{in}, {}};
     }
-    std::ptrdiff_t entries() const { return std::distance(fs::directory_iterator {path}, {}); }
+    std::ptrdiff_t entries() const { return std::distance(fs::directory_iterator{path}, {}); }
 
     fs::path path;
 };
@@ -63,7 +63,7 @@ class Reader : public Folder {
     std::array<ByteReader, 2> readers(const Bytes& bytes) {
         auto file = open_file(put("bytes", bytes));
         EXPECT_TRUE(file);
-        return {ByteReader {*file}, ByteReader {memory_source(bytes)}};
+        return {ByteReader{*file}, ByteReader{memory_source(bytes)}};
     }
 };
 
@@ -72,7 +72,7 @@ TEST_F(Reader, ReadsEveryWidthAcrossWindowBorders) {
     for (ByteReader in : readers(bytes)) {
         for (const std::int64_t border : {65'536, 131'072, 199'992}) {
             for (std::int64_t at = border - 8; at <= std::min<std::int64_t>(border, 199'992); ++at) {
-                const auto b = [&](int i) { return std::uint64_t {bytes[static_cast<std::size_t>(at + i)]}; };
+                const auto b = [&](int i) { return std::uint64_t{bytes[static_cast<std::size_t>(at + i)]}; };
                 in.seek(border - 8);  // so that the window ends where it ends for a sequential reader
                 in.skip(at - (border - 8));
                 const std::uint64_t little = b(0) | b(1) << 8 | b(2) << 16 | b(3) << 24 | b(4) << 32 |
@@ -101,7 +101,7 @@ TEST_F(Reader, StaysFailedAndYieldsZerosPastTheEnd) {
         EXPECT_TRUE(in.at_end());
         EXPECT_TRUE(in.window().empty());
         EXPECT_FALSE(in.failed()) << "looking is not reading";
-        for (const std::int64_t outside : {std::int64_t {-1}, std::int64_t {4}, INT64_MAX, INT64_MIN}) {
+        for (const std::int64_t outside : {std::int64_t{-1}, std::int64_t{4}, INT64_MAX, INT64_MIN}) {
             in.seek(outside);
             EXPECT_TRUE(in.failed());
             EXPECT_GE(in.position(), 0);
@@ -110,7 +110,7 @@ TEST_F(Reader, StaysFailedAndYieldsZerosPastTheEnd) {
         in.seek(1);
         Bytes out(5, 0xEE);
         EXPECT_EQ(in.read(out), 2U);
-        EXPECT_EQ(out, (Bytes {2, 3, 0, 0, 0}));
+        EXPECT_EQ(out, (Bytes{2, 3, 0, 0, 0}));
         EXPECT_TRUE(in.failed());
     }
 }
@@ -152,7 +152,7 @@ TEST_F(Reader, SubReadersNeverLeaveTheirRange) {
 
 TEST_F(Reader, FileThatShrinksEndsInsteadOfLooping) {
     const std::string name = put("shrinking", noise(300'000));
-    ByteReader in {*open_file(name)};
+    ByteReader in{*open_file(name)};
     in.u8();
     fs::resize_file(name, 100);
     std::int64_t passes = 0;
@@ -165,7 +165,7 @@ TEST_F(Reader, OpensOnlyRegularFiles) {
     EXPECT_EQ(open_file(path.string()).error().fault, Fault::cannot_open);
     ASSERT_EQ(mkfifo((path / "pipe").c_str(), 0600), 0);
     EXPECT_EQ(open_file((path / "pipe").string()).error().fault, Fault::cannot_open);
-    EXPECT_EQ(ByteReader {*open_file(put("empty", {}))}.u8(), 0);
+    EXPECT_EQ(ByteReader{*open_file(put("empty", {}))}.u8(), 0);
 }
 
 // --- writer ---
@@ -187,7 +187,7 @@ TEST_F(Folder, WritersPatchReadBackAndAgree) {
         EXPECT_EQ(out->size(), end);
         Bytes back(6);
         EXPECT_EQ(out->read_at(2, back), 6U);
-        EXPECT_EQ(back, (Bytes {3, 4, big[0], big[1], big[2], big[3]}));
+        EXPECT_EQ(back, (Bytes{3, 4, big[0], big[1], big[2], big[3]}));
         EXPECT_EQ(out->read_at(end - 1, back), 1U);
         out->seek(end);
         out->u8(7);
@@ -208,7 +208,7 @@ TEST_F(Folder, ReplacingKeepsPermissionsAndFollowsLinks) {
     ASSERT_TRUE(out);
     (*out)->u8(9);
     ASSERT_TRUE((*out)->commit());
-    EXPECT_EQ(get("target"), Bytes {9});
+    EXPECT_EQ(get("target"), Bytes{9});
     EXPECT_TRUE(fs::is_symlink(path / "chain") && fs::is_symlink(path / "link"));
     struct stat facts {};
     ASSERT_EQ(stat(target.c_str(), &facts), 0);
@@ -219,7 +219,7 @@ TEST_F(Folder, ReplacingKeepsPermissionsAndFollowsLinks) {
     ASSERT_TRUE(fresh);
     (*fresh)->u8(5);
     ASSERT_TRUE((*fresh)->commit());
-    EXPECT_EQ(get("later"), Bytes {5});
+    EXPECT_EQ(get("later"), Bytes{5});
     EXPECT_TRUE(fs::is_symlink(path / "dangling"));
 }
 
@@ -231,7 +231,7 @@ TEST_F(Folder, WithoutCommitNothingChanges) {
         (*out)->write(noise(300'000));
         EXPECT_EQ(entries(), 2);
     }
-    EXPECT_EQ(get("old"), (Bytes {1, 2, 3}));
+    EXPECT_EQ(get("old"), (Bytes{1, 2, 3}));
     EXPECT_EQ(entries(), 1) << "the temporary file is gone";
     EXPECT_EQ(AtomicFileWriter::create((path / "no" / "file").string()).error().fault, Fault::not_found);
     EXPECT_EQ(AtomicFileWriter::create(path.string()).error().fault, Fault::cannot_open);
@@ -268,7 +268,7 @@ TEST(Swizzle, EqualsThePlainTwinAtAnyLengthAndOffset) {
                  [&](auto* o) { plain::drop_fourth(p, o, count, 3, 1, 2); }, count * 3);
             same([&](auto* o) { interleave_rgb(p, p + 150, p + 300, o, count); },
                  [&](auto* o) { plain::interleave_rgb(p, p + 150, p + 300, o, count); }, count * 3);
-            Bytes place {in.begin(), in.end()}, twin = place;
+            Bytes place{in.begin(), in.end()}, twin = place;
             swap_rgb24(place.data(), place.data(), count), plain::swap_rgb24(twin.data(), twin.data(), count);
             swap_rgba32(place.data() + 320, place.data() + 320, 90),
                 plain::swap_rgba32(twin.data() + 320, twin.data() + 320, 90);
@@ -294,7 +294,7 @@ TEST(BitmapCore, CopiesAreIndependentOnceDetached) {
 }
 
 TEST(BitmapCore, LimitsAllowExactlyWhatTheySay) {
-    Limits limits {.max_side = 100, .max_bilevel_side = 1000, .max_pixels = 5000, .max_bytes = 15'360};
+    Limits limits{.max_side = 100, .max_bilevel_side = 1000, .max_pixels = 5000, .max_bytes = 15'360};
     const auto fault = [&](int w, int h, int bits) {
         const auto checked = Bitmap::check_size(w, h, bits, limits);
         const auto made = Bitmap::create(w, h, bits, limits);
@@ -314,7 +314,7 @@ TEST(BitmapCore, LimitsAllowExactlyWhatTheySay) {
     EXPECT_EQ(fault(0, 5, 8), kWrong);
     EXPECT_EQ(fault(5, -1, 8), kWrong);
     EXPECT_EQ(fault(5, 5, 9), kWrong);
-    EXPECT_FALSE(Bitmap::check_size(INT64_C(1) << 40, INT64_C(1) << 40, 1, Limits {}));
+    EXPECT_FALSE(Bitmap::check_size(INT64_C(1) << 40, INT64_C(1) << 40, 1, Limits{}));
 }
 
 TEST(BitmapCore, RecycledMemoryIsClearedWhenAskedFor) {
@@ -324,7 +324,7 @@ TEST(BitmapCore, RecycledMemoryIsClearedWhenAskedFor) {
         for (int y = 0; y < bitmap.height(); ++y) {
             const auto row = bitmap.writable_row(y);
             ASSERT_TRUE(std::ranges::all_of(row, [](auto v) { return v == 0; })) << round;
-            std::ranges::fill(row, std::uint8_t {0xA5});
+            std::ranges::fill(row, std::uint8_t{0xA5});
         }
     }
     release_pooled_buffers();
@@ -350,7 +350,7 @@ TEST(Threads, BandsCoverEveryItemOnce) {
         }
     }
     set_thread_count(3);
-    std::atomic<std::int64_t> covered {0};
+    std::atomic<std::int64_t> covered{0};
     parallel_bands(INT_MAX, 1, [&](int first, int last) { covered += last - first; });
     EXPECT_EQ(covered, INT_MAX);
     set_thread_count(0);
@@ -368,7 +368,7 @@ constexpr Kind kKinds[] = {{1, false}, {2, false},  {4, false},  {8, false}, {12
 // A bitmap whose pixels all count: noise within the depth, alpha included.
 Bitmap sample(Kind kind, int width, int height) {
     Bitmap bitmap = *Bitmap::create(width, height, kind.bits, {}, kind.gray);
-    std::mt19937 random {static_cast<unsigned>(width * 31 + height + kind.bits)};
+    std::mt19937 random{static_cast<unsigned>(width * 31 + height + kind.bits)};
     for (int y = 0; y < height; ++y) {
         if (bitmap.layout() == Layout::gray16) {
             for (auto& v : bitmap.writable_row16(y))
@@ -391,8 +391,7 @@ TEST(Depth, WideningLosesNothingInAnyLayout) {
                 for (int x = 0; x < width; ++x) {
                     const Rgba want = from.pixel(x, y);
                     ASSERT_EQ(rgba->pixel(x, y), want) << kind.bits << ' ' << x;
-                    ASSERT_EQ(rgb->pixel(x, y), (Rgba {want.r, want.g, want.b, 255}))
-                        << kind.bits << ' ' << x;
+                    ASSERT_EQ(rgb->pixel(x, y), (Rgba{want.r, want.g, want.b, 255})) << kind.bits << ' ' << x;
                 }
             }
             const int part = width / 2;
@@ -419,7 +418,7 @@ TEST(Depth, EveryPairOfDepthsKeepsWhatFits) {
         }
     }
     EXPECT_EQ(convert_depth(sample({8, false}, 3, 3), 9, {}).error().fault, Fault::unsupported);
-    EXPECT_FALSE(convert_depth(Bitmap {}, 8, {}));
+    EXPECT_FALSE(convert_depth(Bitmap{}, 8, {}));
 }
 
 TEST(Depth, ExtremesStayExtremes) {
@@ -430,7 +429,7 @@ TEST(Depth, ExtremesStayExtremes) {
         ASSERT_TRUE(other);
         EXPECT_EQ(other->row16(0)[0], 0);
         EXPECT_EQ(other->row16(0)[1], bits == 12 ? 65535 : 4095);
-        EXPECT_EQ(convert_depth(gray, 8, {})->pixel(1, 0), (Rgba {255, 255, 255, 255}));
+        EXPECT_EQ(convert_depth(gray, 8, {})->pixel(1, 0), (Rgba{255, 255, 255, 255}));
     }
 }
 
@@ -448,7 +447,7 @@ void expect_equal(const Bitmap& a, const Bitmap& b, int bits) {
 TEST(Geometry, FourTurnsAndTwoMirrorsAreNothing) {
     for (const Kind kind : kKinds) {
         for (const auto& [width, height] :
-             {std::pair {1, 1}, {3, 2}, {7, 13}, {8, 8}, {9, 70}, {33, 31}, {65, 64}, {67, 129}}) {
+             {std::pair{1, 1}, {3, 2}, {7, 13}, {8, 8}, {9, 70}, {33, 31}, {65, 64}, {67, 129}}) {
             const Bitmap from = sample(kind, width, height);
             Bitmap turned = from;
             for (int i = 0; i < 4; ++i) {
@@ -464,14 +463,14 @@ TEST(Geometry, FourTurnsAndTwoMirrorsAreNothing) {
 
 TEST(Geometry, EightOrientationsOfAKnownPicture) {
     // Six pixels a to f, stored as "abc" over "def".
-    constexpr std::array<std::array<const char*, 3>, 8> kUpright {{{"abc", "def"},
-                                                                   {"cba", "fed"},
-                                                                   {"fed", "cba"},
-                                                                   {"def", "abc"},
-                                                                   {"ad", "be", "cf"},
-                                                                   {"da", "eb", "fc"},
-                                                                   {"fc", "eb", "da"},
-                                                                   {"cf", "be", "ad"}}};
+    constexpr std::array<std::array<const char*, 3>, 8> kUpright{{{"abc", "def"},
+                                                                  {"cba", "fed"},
+                                                                  {"fed", "cba"},
+                                                                  {"def", "abc"},
+                                                                  {"ad", "be", "cf"},
+                                                                  {"da", "eb", "fc"},
+                                                                  {"fc", "eb", "da"},
+                                                                  {"cf", "be", "ad"}}};
     for (const Kind kind : kKinds) {
         const Bitmap stored = sample(kind, 3, 2);
         for (int tag = 1; tag <= 8; ++tag) {

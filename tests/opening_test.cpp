@@ -38,14 +38,16 @@ TEST_F(Opening, AFileGetsAWindowOfItsSizeAndFillsTheStatusBar) {
     EXPECT_TRUE(frame_->statusBar()->isVisible());
     EXPECT_EQ(active().LEAD1().BitmapWidth(), 320);
     EXPECT_EQ(active().view().viewport()->size(), QSize(320, 200));
-    EXPECT_EQ(active().windowTitle(), QStringLiteral("%1 (%2 bytes)").arg(file, QLocale::c().toString(QFileInfo{file}.size())));
+    EXPECT_EQ(active().windowTitle(),
+              QStringLiteral("%1 (%2 bytes)").arg(file, QLocale::c().toString(QFileInfo{file}.size())));
     const program::StatusBar& bar = frame_->status_bar();
     EXPECT_EQ(bar.StatFileName->text(), u"Portable Network Graphics");
     EXPECT_EQ(bar.StatWidthHeight->text(), u"320x200");
     EXPECT_EQ(bar.StatBPP->text(), u"24 BPP");
     EXPECT_EQ(bar.StatSize->text(), u"192,000 bytes");
     EXPECT_EQ(setting(kDirectories, QStringLiteral("ImageOpenDir")), (QDir::currentPath() + u'/').toLower());
-    EXPECT_EQ(recent(), (QStringList{QStringLiteral("&1 ") + file.toLower(), QStringLiteral("&2 "), QStringLiteral("&3 "), QStringLiteral("&4 ")}));
+    EXPECT_EQ(recent(), (QStringList{QStringLiteral("&1 ") + file.toLower(), QStringLiteral("&2 "),
+                                     QStringLiteral("&3 "), QStringLiteral("&4 ")}));
     EXPECT_TRUE(prompts_.messages.empty());
     EXPECT_FALSE(state().ImageChanged);
 }
@@ -60,8 +62,9 @@ TEST_F(Opening, ShownPixelsAreTheFilesPixels) {
 
 TEST_F(Opening, BadFilesSayWhyAndLeaveNothingBehind) {
     // A bitmap header that declares 65535 x 65535 pixels of 24 bits, and nothing behind it.
-    const QByteArray bomb = QByteArray::fromHex("424d3600000000000000360000002800000"
-                                                "0ffff0000ffff00000100180000000000000000000000000000000000")
+    const QByteArray bomb = QByteArray::fromHex(
+                                "424d3600000000000000360000002800000"
+                                "0ffff0000ffff00000100180000000000000000000000000000000000")
                                 .leftJustified(200, '\0');
     ASSERT_TRUE(QDir{folder_.path()}.mkpath(QStringLiteral("folder.png")));
     struct Case {
@@ -71,7 +74,8 @@ TEST_F(Opening, BadFilesSayWhyAndLeaveNothingBehind) {
     const Case cases[] = {
         {path(QStringLiteral("missing.png")), QStringLiteral("Error Code = 20010")},
         {make_file(QStringLiteral("empty.png"), {}), QStringLiteral("Error Code = 20007")},
-        {make_file(QStringLiteral("text.bmp"), "Dear diary, this is no picture at all."), QStringLiteral("Error Code = 20009")},
+        {make_file(QStringLiteral("text.bmp"), "Dear diary, this is no picture at all."),
+         QStringLiteral("Error Code = 20009")},
         {path(QStringLiteral("folder.png")), QStringLiteral("Error Code = 20014")},
         {QStringLiteral("/dev/zero"), QStringLiteral("Error Code = 20014")},
         {make_file(QStringLiteral("bomb.bmp"), bomb), QStringLiteral("Error Code = 20011")},
@@ -102,7 +106,8 @@ TEST_F(Opening, ADamagedFileShowsWhatIsThereWithANotice) {
     open(half);
     ASSERT_EQ(frame_->kids().KidCount, 1);
     ASSERT_EQ(prompts_.messages.size(), 1U);
-    EXPECT_TRUE(prompts_.messages[0].text.contains(QStringLiteral("of 200 rows"))) << prompts_.messages[0].text.toStdString();
+    EXPECT_TRUE(prompts_.messages[0].text.contains(QStringLiteral("of 200 rows")))
+        << prompts_.messages[0].text.toStdString();
     EXPECT_EQ(prompts_.messages[0].icon, program::Icon::information);
 }
 
@@ -119,8 +124,8 @@ TEST_F(Opening, ALoadThatFailsClosesItsWindowWithTheEnginesWords) {
     EXPECT_FALSE(frame_->statusBar()->isVisible());
 }
 
-// A load that takes long enough for events to come in between, on the slowest machine as on the fastest: noise, so
-// that no coder can be quick about it.
+// A load that takes long enough for events to come in between, on the slowest machine as on the fastest:
+// noise, so that no coder can be quick about it.
 class LongLoad : public Opening {
   protected:
     void SetUp() override {
@@ -129,7 +134,8 @@ class LongLoad : public Opening {
         quint32 state = 1;
         for (int y = 0; y < noise.height(); ++y) {
             auto* row = reinterpret_cast<quint32*>(noise.scanLine(y));
-            for (int x = 0; x < noise.width(); ++x) row[x] = 0xFF000000U | ((state = state * 1664525U + 1013904223U) >> 8);
+            for (int x = 0; x < noise.width(); ++x)
+                row[x] = 0xFF000000U | ((state = state * 1664525U + 1013904223U) >> 8);
         }
         file_ = path(QStringLiteral("noise.png"));
         ASSERT_TRUE(noise.save(file_, "PNG", 80));
@@ -166,7 +172,8 @@ TEST_F(LongLoad, ClicksMeanwhileAreRefusedAndProgressIsShown) {
     state().ShowProgress = state().ProgressEnabled = true;
     int highest = 0;
     QString hint;
-    QObject::connect(frame_->status_bar().StatGauge, &QProgressBar::valueChanged, [&](int value) { highest = std::max(highest, value); });
+    QObject::connect(frame_->status_bar().StatGauge, &QProgressBar::valueChanged,
+                     [&](int value) { highest = std::max(highest, value); });
     during_load([&] {
         hint = frame_->status_bar().StatWidthHeight->text();
         click(u"ID_CloseAll");
@@ -186,12 +193,15 @@ TEST_F(LongLoad, RowsArePaintedWhileTheyArrive) {
     int times = 0;
     // The window exists, and lets events in, before its load begins.
     QTimer::singleShot(0, frame_.get(), [&] {
-        QObject::connect(&frame_->active_window()->LEAD1(), &engine::Engine::partly_loaded, frame_.get(), [&] { ++times; });
+        QObject::connect(&frame_->active_window()->LEAD1(), &engine::Engine::partly_loaded, frame_.get(),
+                         [&] { ++times; });
     });
     open(file_);
     EXPECT_GT(times, 0);
-    const QImage shown = active().view().viewport()->grab(QRect(0, 0, 50, 50)).toImage().convertToFormat(QImage::Format_RGB32);
-    EXPECT_EQ(shown, QImage{file_}.copy(0, 0, 50, 50).convertToFormat(QImage::Format_RGB32)) << "in the end all is there";
+    const QImage shown =
+        active().view().viewport()->grab(QRect(0, 0, 50, 50)).toImage().convertToFormat(QImage::Format_RGB32);
+    EXPECT_EQ(shown, QImage{file_}.copy(0, 0, 50, 50).convertToFormat(QImage::Format_RGB32))
+        << "in the end all is there";
 }
 
 TEST_F(LongLoad, ClosingTheFrameStopsItAndEndsTheProgram) {
@@ -216,7 +226,8 @@ TEST_F(Opening, NamesThatMeanNothingOpenNothing) {
 
 TEST_F(Opening, NonAsciiAndLongNamesOpen) {
     start();
-    for (const QString& name : {QStringLiteral("Grüße aus Köln – 画像.png"), QString(246, u'x') + QStringLiteral(".png")}) {
+    for (const QString& name :
+         {QStringLiteral("Grüße aus Köln – 画像.png"), QString(246, u'x') + QStringLiteral(".png")}) {
         open(make_image(name, 5, 4));
         EXPECT_EQ(active().LEAD1().BitmapWidth(), 5) << name.toStdString();
     }
@@ -230,12 +241,14 @@ TEST_F(Opening, TheRecentListMovesOpenedFilesToTheTop) {
         const char* open;
         QStringList expected;  // paths, first to fourth
     };
-    const Case cases[] = {
-        {"/a", {"/a", "", "", ""}},          {"/b", {"/b", "/a", "", ""}},   {"/c", {"/c", "/b", "/a", ""}},
-        {"/d", {"/d", "/c", "/b", "/a"}},    {"/D", {"/d", "/c", "/b", "/a"}},  // the case of letters does not count
-        {"/c", {"/c", "/d", "/b", "/a"}},    {"/b", {"/b", "/c", "/d", "/a"}},
-        {"/a", {"/a", "/b", "/c", "/d"}},    {"/e", {"/e", "/a", "/b", "/c"}},
-    };
+    const Case cases[] =
+        {
+            {"/a", {"/a", "", "", ""}},       {"/b", {"/b", "/a", "", ""}},
+            {"/c", {"/c", "/b", "/a", ""}},   {"/d", {"/d", "/c", "/b", "/a"}},
+            {"/D", {"/d", "/c", "/b", "/a"}},  // the case of letters does not count
+            {"/c", {"/c", "/d", "/b", "/a"}}, {"/b", {"/b", "/c", "/d", "/a"}},
+            {"/a", {"/a", "/b", "/c", "/d"}}, {"/e", {"/e", "/a", "/b", "/c"}},
+        };
     for (const Case& c : cases) {
         state().LastFileName = QString::fromLatin1(c.open);
         files::UpdateOpenFiles(*frame_);
@@ -277,9 +290,11 @@ TEST_F(Opening, TheOpenCommandRemembersFolderAndFilter) {
         };
         click(u"ID_Open");
         EXPECT_EQ(prompts_.messages.size(), 0U);
-        EXPECT_EQ(files::remembered_filter(QString::fromLatin1(c.name)), QString::fromLatin1(c.stored).toInt());
+        EXPECT_EQ(files::remembered_filter(QString::fromLatin1(c.name)),
+                  QString::fromLatin1(c.stored).toInt());
     }
-    EXPECT_EQ(setting(kFilesParameters, QStringLiteral("ImageOpenFormat")), QString{}) << "a cancelled dialog stores nothing";
+    EXPECT_EQ(setting(kFilesParameters, QStringLiteral("ImageOpenFormat")), QString{})
+        << "a cancelled dialog stores nothing";
 }
 
 TEST_F(Opening, TheOptionsFormChoosesTheDepthAndCancelStillLists) {
@@ -317,7 +332,11 @@ TEST_F(Opening, EveryFilterEntryHasItsMemory) {
     int reached = 0;
     for (const imaging::Codec* codec : imaging::all_codecs()) {
         for (const auto& entry : table) {
-            reached += QString::fromLatin1(entry.pattern).split(u';').contains(QStringLiteral("*.") + QString::fromUtf8(codec->extensions[0].data(), static_cast<qsizetype>(codec->extensions[0].size())));
+            reached += QString::fromLatin1(entry.pattern)
+                           .split(u';')
+                           .contains(QStringLiteral("*.") +
+                                     QString::fromUtf8(codec->extensions[0].data(),
+                                                       static_cast<qsizetype>(codec->extensions[0].size())));
         }
     }
     EXPECT_GE(reached, 9);

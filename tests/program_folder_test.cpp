@@ -24,14 +24,14 @@ class FolderTest : public testing::Test {
     /// Creates the file with the folders above it; returns its whole path.
     QString make(const QString& name) {
         const QString path = temporary_.filePath(name);
-        EXPECT_TRUE(QDir {}.mkpath(QFileInfo {path}.path()));
-        QFile file {path};
+        EXPECT_TRUE(QDir{}.mkpath(QFileInfo{path}.path()));
+        QFile file{path};
         EXPECT_TRUE(file.open(QIODevice::WriteOnly));
         return path;
     }
     QString at(const QString& name) const { return temporary_.filePath(name); }
 
-    QTemporaryDir temporary_ {QDir::tempPath() + "/quillmark-XXXXXX"};
+    QTemporaryDir temporary_{QDir::tempPath() + "/quillmark-XXXXXX"};
 };
 
 TEST_F(FolderTest, TheProgramFolderIsWritable) {
@@ -44,7 +44,7 @@ TEST_F(FolderTest, TheProgramFolderIsWritable) {
 
     qputenv("QUILLMARK_PROGRAM_DIR", at("chosen").toUtf8());
     EXPECT_EQ(program_folder(), at("chosen") + "/");
-    EXPECT_TRUE(QFileInfo {at("chosen")}.isDir());
+    EXPECT_TRUE(QFileInfo{at("chosen")}.isDir());
     EXPECT_EQ(settings_folder(), at("settings") + "/");
 }
 
@@ -95,7 +95,7 @@ TEST_F(FolderTest, TheSpellingLastRememberedDecides) {
 
 TEST_F(FolderTest, TheMemoryOfSpellingsIsBounded) {
     make("settings/spellings.txt");
-    QFile file {settings_folder() + "spellings.txt"};
+    QFile file{settings_folder() + "spellings.txt"};
     ASSERT_TRUE(file.open(QIODevice::ReadWrite));
     for (int i = 199; i >= 0; --i) file.write(QStringLiteral("\"/Pics/%1.bmp\"\n").arg(i).toUtf8());
     file.close();
@@ -104,7 +104,7 @@ TEST_F(FolderTest, TheMemoryOfSpellingsIsBounded) {
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
     const QByteArrayList lines = file.readAll().trimmed().split('\n');
     EXPECT_EQ(lines.size(), 200);
-    EXPECT_EQ(lines.first(2), (QByteArrayList {"\"/Pics/200.bmp\"", "\"/PICS/7.bmp\""}));
+    EXPECT_EQ(lines.first(2), (QByteArrayList{"\"/Pics/200.bmp\"", "\"/PICS/7.bmp\""}));
     EXPECT_FALSE(lines.contains("\"/Pics/7.bmp\""));
     EXPECT_EQ(lines.last(), "\"/Pics/1.bmp\"");
 }
@@ -133,7 +133,7 @@ TEST_F(FolderTest, AMissingDocumentDoesNotOpen) { EXPECT_FALSE(open_document(at(
 
 int main(int argc, char** argv) {
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
-    const QGuiApplication application {argc, argv};
+    const QGuiApplication application{argc, argv};
     testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
 }

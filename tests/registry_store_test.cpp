@@ -23,14 +23,14 @@ constexpr auto kClasses = RegistryStore::Hive::classes_root;
 const QString kKey = QStringLiteral("Software\\Quillmark\\Image Processing");
 
 void write_file(const QString& path, const QByteArray& content) {
-    QFile file {path};
+    QFile file{path};
     ASSERT_TRUE(file.open(QIODevice::WriteOnly));
     ASSERT_EQ(file.write(content), content.size());
 }
 
 QByteArray read_file(const QString& path) {
-    QFile file {path};
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray {};
+    QFile file{path};
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray{};
 }
 
 class RegistryStoreTest : public testing::Test {
@@ -41,26 +41,26 @@ class RegistryStoreTest : public testing::Test {
 };
 
 TEST_F(RegistryStoreTest, AnyTextRoundTripsThroughTheFile) {
-    const QStringList texts {"",
-                             "1200",
-                             "  blanks  ",
-                             "two\nlines\r\n\ttab",
-                             "\"quoted\" and back\\slash\\",
-                             "[not a key]",
-                             "; no comment",
-                             "a\" = \"b",
-                             "Größe 写真 \U0001F5BC",
-                             QString {QChar {0xD800}} + "half" + QChar {0xDC00},
-                             QString {QChar {0}} + QChar {0x1B} + QChar {0x85} + QChar {0x2028},
-                             QString {20000, u'x'}};
+    const QStringList texts{"",
+                            "1200",
+                            "  blanks  ",
+                            "two\nlines\r\n\ttab",
+                            "\"quoted\" and back\\slash\\",
+                            "[not a key]",
+                            "; no comment",
+                            "a\" = \"b",
+                            "Größe 写真 \U0001F5BC",
+                            QString{QChar{0xD800}} + "half" + QChar{0xDC00},
+                            QString{QChar{0}} + QChar{0x1B} + QChar{0x85} + QChar{0x2028},
+                            QString{20000, u'x'}};
     {
-        RegistryStore store {folder_};
+        RegistryStore store{folder_};
         for (int i = 0; i < texts.size(); ++i) {
             ASSERT_TRUE(store.set_value(kLocal, kKey, texts[i], texts[i]));
             ASSERT_TRUE(store.set_value(kClasses, QStringLiteral("Key %1]\\.写真 [").arg(i), "", texts[i]));
         }
     }
-    const RegistryStore store {folder_};
+    const RegistryStore store{folder_};
     EXPECT_TRUE(store.broken_files().isEmpty());
     for (int i = 0; i < texts.size(); ++i) {
         EXPECT_EQ(store.value(kLocal, kKey, texts[i]), texts[i]);
@@ -74,7 +74,7 @@ TEST_F(RegistryStoreTest, NamesIgnoreCaseAndKeepTheirFirstSpelling) {
         bool same;
     } kCases[] = {{"Left", "LEFT", true}, {"Größe", "GRÖßE", true},     {"Ωmega", "ωMEGA", true},
                   {"Жук", "жУК", true},   {"straße", "strasse", false}, {"a b", "ab", false}};
-    RegistryStore store {folder_};
+    RegistryStore store{folder_};
     for (const auto& c : kCases) {
         const auto first = QString::fromUtf8(c.first), other = QString::fromUtf8(c.other);
         ASSERT_TRUE(store.set_value(kLocal, first, first, "1"));
@@ -87,7 +87,7 @@ TEST_F(RegistryStoreTest, NamesIgnoreCaseAndKeepTheirFirstSpelling) {
 }
 
 TEST_F(RegistryStoreTest, KeysHaveParentsSubkeysAndDeletion) {
-    RegistryStore store {folder_};
+    RegistryStore store{folder_};
     ASSERT_TRUE(store.set_value(kClasses, "Quillmark\\shell\\open\\command", "", "run %1"));
     ASSERT_TRUE(store.create_key(kClasses, "Quillmark\\DefaultIcon"));
     ASSERT_TRUE(store.create_key(kClasses, ".bmp"));
@@ -96,8 +96,8 @@ TEST_F(RegistryStoreTest, KeysHaveParentsSubkeysAndDeletion) {
     ASSERT_TRUE(store.flush());
     store.reload();
 
-    EXPECT_EQ(store.subkeys(kClasses, ""), (QStringList {"Quillmark", ".bmp", "Quillmark2"}));
-    EXPECT_EQ(store.subkeys(kClasses, "quillmark"), (QStringList {"shell", "DefaultIcon"}));
+    EXPECT_EQ(store.subkeys(kClasses, ""), (QStringList{"Quillmark", ".bmp", "Quillmark2"}));
+    EXPECT_EQ(store.subkeys(kClasses, "quillmark"), (QStringList{"shell", "DefaultIcon"}));
     EXPECT_TRUE(store.key_exists(kClasses, "quillmark\\SHELL\\Open"));
     EXPECT_FALSE(store.key_exists(kLocal, "Quillmark"));
 
@@ -111,13 +111,13 @@ TEST_F(RegistryStoreTest, KeysHaveParentsSubkeysAndDeletion) {
         EXPECT_TRUE(store.delete_key(kClasses, key)) << key;
     }
     ASSERT_TRUE(store.flush());
-    const RegistryStore other {folder_};
-    EXPECT_EQ(other.subkeys(kClasses, "Quillmark"), QStringList {"DefaultIcon"});
+    const RegistryStore other{folder_};
+    EXPECT_EQ(other.subkeys(kClasses, "Quillmark"), QStringList{"DefaultIcon"});
     EXPECT_EQ(other.value(kClasses, "Quillmark\\shell\\open\\command", ""), std::nullopt);
 }
 
 TEST_F(RegistryStoreTest, ChangesOfTwoInstancesMerge) {
-    RegistryStore one {folder_}, two {folder_};
+    RegistryStore one{folder_}, two{folder_};
     ASSERT_TRUE(one.set_value(kLocal, kKey, "Kept", "1"));
     ASSERT_TRUE(one.set_value(kLocal, kKey, "Deleted", "1"));
     ASSERT_TRUE(one.flush());
@@ -130,17 +130,17 @@ TEST_F(RegistryStoreTest, ChangesOfTwoInstancesMerge) {
     ASSERT_TRUE(one.flush());
     ASSERT_TRUE(two.flush());
 
-    const RegistryStore three {folder_};
+    const RegistryStore three{folder_};
     EXPECT_EQ(three.value(kLocal, kKey, "Kept"), "1");
     EXPECT_EQ(three.value(kLocal, kKey, "Two"), "2");
     EXPECT_EQ(three.value(kLocal, kKey, "Deleted"), std::nullopt);
 }
 
 TEST_F(RegistryStoreTest, TheTimerWrites) {
-    RegistryStore store {folder_};
+    RegistryStore store{folder_};
     ASSERT_TRUE(store.set_value(kLocal, kKey, "Left", "1"));
     EXPECT_FALSE(QFile::exists(hive_path_));
-    for (const QDeadlineTimer patience {10000}; !QFile::exists(hive_path_) && !patience.hasExpired();) {
+    for (const QDeadlineTimer patience{10000}; !QFile::exists(hive_path_) && !patience.hasExpired();) {
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
     }
     EXPECT_TRUE(read_file(hive_path_).contains("\"Left\" = \"1\""));
@@ -148,7 +148,7 @@ TEST_F(RegistryStoreTest, TheTimerWrites) {
 
 TEST_F(RegistryStoreTest, AStoreThatCannotBeWrittenSaysSoAtOnce) {
     write_file(folder_, "a file where the folder should be");
-    RegistryStore store {folder_};
+    RegistryStore store{folder_};
     EXPECT_FALSE(store.set_value(kLocal, kKey, "Left", "1"));
     EXPECT_FALSE(store.create_key(kLocal, kKey));
     EXPECT_FALSE(store.key_exists(kLocal, "Software"));
@@ -156,7 +156,7 @@ TEST_F(RegistryStoreTest, AStoreThatCannotBeWrittenSaysSoAtOnce) {
 
     ASSERT_TRUE(QFile::remove(folder_));
     EXPECT_TRUE(store.set_value(kLocal, kKey, "Left", "2"));
-    ASSERT_TRUE(QDir {}.rmdir(folder_));
+    ASSERT_TRUE(QDir{}.rmdir(folder_));
     write_file(folder_, "");
     EXPECT_FALSE(store.flush());
     EXPECT_FALSE(store.set_value(kLocal, kKey, "Left", "3"));
@@ -165,56 +165,56 @@ TEST_F(RegistryStoreTest, AStoreThatCannotBeWrittenSaysSoAtOnce) {
     ASSERT_TRUE(QFile::remove(folder_));
     EXPECT_TRUE(store.set_value(kLocal, kKey, "Top", "4"));
     EXPECT_TRUE(store.flush());
-    EXPECT_EQ(RegistryStore {folder_}.value(kLocal, kKey, "Left"), "2");
+    EXPECT_EQ(RegistryStore{folder_}.value(kLocal, kKey, "Left"), "2");
 }
 
 TEST_F(RegistryStoreTest, ALockWhoseOwnerDiedUnnamedIsTakenOver) {
-    ASSERT_TRUE(QDir {}.mkpath(folder_));
+    ASSERT_TRUE(QDir{}.mkpath(folder_));
     write_file(folder_ + "/registry.lock", "");
-    RegistryStore store {folder_};
+    RegistryStore store{folder_};
     ASSERT_TRUE(store.set_value(kLocal, kKey, "Left", "1"));
     EXPECT_TRUE(store.flush());
 }
 
 TEST_F(RegistryStoreTest, WhatIsNoFileIsLeftAlone) {
-    ASSERT_TRUE(QDir {}.mkpath(hive_path_));
-    RegistryStore store {folder_};
-    EXPECT_EQ(store.broken_files(), QStringList {hive_path_});
+    ASSERT_TRUE(QDir{}.mkpath(hive_path_));
+    RegistryStore store{folder_};
+    EXPECT_EQ(store.broken_files(), QStringList{hive_path_});
     EXPECT_FALSE(store.set_value(kLocal, kKey, "Left", "1"));
     EXPECT_TRUE(store.set_value(kClasses, kKey, "Left", "1")) << "the other hive is well";
-    EXPECT_TRUE(QDir {hive_path_}.exists());
+    EXPECT_TRUE(QDir{hive_path_}.exists());
 }
 
 TEST_F(RegistryStoreTest, BrokenFilesAreKeptAside) {
     const QByteArray head = "Quillmark registry, version 1\n";
-    const QByteArrayList kBroken {"",
-                                  "rubbish",
-                                  "Quillmark registry, version 10\n",
-                                  head + "\"Left\" = \"no key yet\"\n",
-                                  head + "[]\n\"Left\" = \"1\"\n",
-                                  head + "[Software\n",
-                                  head + "[Software]\n\"Left\" = \"1",
-                                  head + "[Software]\n\"Left\" = \"1\" 2\n",
-                                  head + "[Software]\n\"Left\" = \"\\q\"\n",
-                                  head + "[Software]\n\"Left\" = \"\\u12\"\n",
-                                  head + "[Software]\n\"Left\" = \"\xFF\"\n",
-                                  head + "[" + QByteArray(2000, 'k') + "]\n",
-                                  head + "[Software]\n" + QByteArray(17 << 20, '\n')};
-    ASSERT_TRUE(QDir {}.mkpath(folder_));
+    const QByteArrayList kBroken{"",
+                                 "rubbish",
+                                 "Quillmark registry, version 10\n",
+                                 head + "\"Left\" = \"no key yet\"\n",
+                                 head + "[]\n\"Left\" = \"1\"\n",
+                                 head + "[Software\n",
+                                 head + "[Software]\n\"Left\" = \"1",
+                                 head + "[Software]\n\"Left\" = \"1\" 2\n",
+                                 head + "[Software]\n\"Left\" = \"\\q\"\n",
+                                 head + "[Software]\n\"Left\" = \"\\u12\"\n",
+                                 head + "[Software]\n\"Left\" = \"\xFF\"\n",
+                                 head + "[" + QByteArray(2000, 'k') + "]\n",
+                                 head + "[Software]\n" + QByteArray(17 << 20, '\n')};
+    ASSERT_TRUE(QDir{}.mkpath(folder_));
     int kept = 0;
     for (const QByteArray& content : kBroken) {
         write_file(hive_path_, content);
-        RegistryStore store {folder_};
-        EXPECT_EQ(store.broken_files(), QStringList {hive_path_}) << content.left(100).constData();
+        RegistryStore store{folder_};
+        EXPECT_EQ(store.broken_files(), QStringList{hive_path_}) << content.left(100).constData();
         EXPECT_FALSE(store.key_exists(kLocal, "Software"));
         EXPECT_FALSE(QFile::exists(hive_path_));
         kept = std::min(kept + 1, 10);
-        EXPECT_EQ(QDir {folder_}.entryList({"*.broken"}).size(), kept);
+        EXPECT_EQ(QDir{folder_}.entryList({"*.broken"}).size(), kept);
         EXPECT_TRUE(store.set_value(kLocal, kKey, "Left", "1"));
         EXPECT_TRUE(store.flush());
     }
     EXPECT_EQ(read_file(hive_path_ + ".broken"), kBroken.first()) << "the oldest keeps its name";
-    EXPECT_TRUE(RegistryStore {folder_}.broken_files().isEmpty());
+    EXPECT_TRUE(RegistryStore{folder_}.broken_files().isEmpty());
 }
 
 TEST(RegistryHive, AHandEditedTextIsRead) {
@@ -225,13 +225,13 @@ TEST(RegistryHive, AHandEditedTextIsRead) {
 }
 
 TEST(RegistryHive, AFullHiveTakesNothingMoreAndStillReadsBack) {
-    const QString large {1 << 20, QChar {1}};  // six bytes a character
+    const QString large{1 << 20, QChar{1}};  // six bytes a character
     RegistryHive hive;
     EXPECT_TRUE(hive.set_value("a", "1", large));
     EXPECT_TRUE(hive.set_value("a", "2", large));
     EXPECT_FALSE(hive.set_value("b\\c", "3", large));
     EXPECT_FALSE(hive.key_exists("b"));
-    EXPECT_FALSE(hive.create_key(QString {2000, u'k'}));
+    EXPECT_FALSE(hive.create_key(QString{2000, u'k'}));
     EXPECT_FALSE(hive.create_key("line\nend"));
     EXPECT_FALSE(hive.set_value("", "1", "1")) << "the hive itself holds no values";
     const QByteArray text = hive.to_text();
@@ -249,7 +249,7 @@ TEST(RegistryHive, DamagedTextsAreReadOrRefusedNeverHalfUnderstood) {
     hive.set_value("Software\\Größe", "", "\U0001F5BC");
     const QByteArray text = hive.to_text();
     ASSERT_TRUE(RegistryHive::from_text(text));
-    QRandomGenerator random {7};
+    QRandomGenerator random{7};
     int read = 0, refused = 0;
     for (int at = 0; at < text.size(); ++at) {
         QByteArray changed = text;
@@ -269,7 +269,7 @@ TEST(RegistryHive, DamagedTextsAreReadOrRefusedNeverHalfUnderstood) {
 // This program starts itself again in these two roles; see main.
 
 int write_hundred(const QString& folder, const QString& tag) {
-    RegistryStore store {folder};
+    RegistryStore store{folder};
     for (int i = 0; i < 100; ++i) {
         if (!store.set_value(kLocal, kKey, tag + QString::number(i), tag)) return 1;
         if (i % 10 == 9 && !store.flush()) return 1;
@@ -278,7 +278,7 @@ int write_hundred(const QString& folder, const QString& tag) {
 }
 
 int write_for_ever(const QString& folder) {
-    RegistryStore store {folder};
+    RegistryStore store{folder};
     for (int i = 0;; ++i) {
         if (!store.set_value(kLocal, kKey, "Counter", QString::number(i)) || !store.flush()) return 1;
     }
@@ -292,7 +292,7 @@ std::unique_ptr<QProcess> start_role(const QStringList& arguments) {
 }
 
 TEST_F(RegistryStoreTest, NothingIsLostBetweenThreeProcesses) {
-    const QStringList tags {"a", "b", "c"};
+    const QStringList tags{"a", "b", "c"};
     std::vector<std::unique_ptr<QProcess>> writers;
     for (const QString& tag : tags) writers.push_back(start_role({"--write-hundred", folder_, tag}));
     for (const auto& writer : writers) {
@@ -300,7 +300,7 @@ TEST_F(RegistryStoreTest, NothingIsLostBetweenThreeProcesses) {
         ASSERT_EQ(writer->exitStatus(), QProcess::NormalExit);
         ASSERT_EQ(writer->exitCode(), 0);
     }
-    const RegistryStore store {folder_};
+    const RegistryStore store{folder_};
     for (const QString& tag : tags) {
         for (int i = 0; i < 100; ++i) EXPECT_EQ(store.value(kLocal, kKey, tag + QString::number(i)), tag);
     }
@@ -308,15 +308,15 @@ TEST_F(RegistryStoreTest, NothingIsLostBetweenThreeProcesses) {
 
 TEST_F(RegistryStoreTest, AKilledWriterLeavesAWholeFileAndNoLock) {
     {
-        RegistryStore store {folder_};
+        RegistryStore store{folder_};
         for (int i = 0; i < 500; ++i) store.set_value(kLocal, kKey, QString::number(i), "kept");
     }
-    QRandomGenerator random {1};
+    QRandomGenerator random{1};
     for (int round = 0; round < 6; ++round) {
         const QByteArray before = read_file(hive_path_);
         const auto writer = start_role({"--write-for-ever", folder_});
         ASSERT_TRUE(writer->waitForStarted());
-        for (const QDeadlineTimer patience {10000};
+        for (const QDeadlineTimer patience{10000};
              read_file(hive_path_) == before && !patience.hasExpired();) {
             QThread::msleep(1);
         }
@@ -326,7 +326,7 @@ TEST_F(RegistryStoreTest, AKilledWriterLeavesAWholeFileAndNoLock) {
         ASSERT_TRUE(writer->waitForFinished());
         ASSERT_EQ(writer->exitStatus(), QProcess::CrashExit);
 
-        RegistryStore store {folder_};
+        RegistryStore store{folder_};
         EXPECT_TRUE(store.broken_files().isEmpty());
         EXPECT_EQ(store.value(kLocal, kKey, "499"), "kept");
         EXPECT_TRUE(store.set_value(kLocal, kKey, "Counter", "before " + QString::number(round)));
@@ -338,7 +338,7 @@ TEST_F(RegistryStoreTest, AKilledWriterLeavesAWholeFileAndNoLock) {
 }  // namespace quillmark::platform
 
 int main(int argc, char** argv) {
-    const QCoreApplication application {argc, argv};
+    const QCoreApplication application{argc, argv};
     const QStringList arguments = QCoreApplication::arguments();
     if (arguments.value(1) == "--write-hundred") {
         return quillmark::platform::write_hundred(arguments.value(2), arguments.value(3));

@@ -19,7 +19,7 @@ struct Kind {
 
 // A small picture with different pixels in every layout.
 Bitmap picture(const Kind& kind, int width, int height) {
-    Bitmap bitmap = *Bitmap::create(width, height, kind.bits, Limits {}, kind.gray);
+    Bitmap bitmap = *Bitmap::create(width, height, kind.bits, Limits{}, kind.gray);
     for (int y = 0; y < height; ++y) {
         for (std::size_t i = 0; auto& byte : bitmap.writable_row(y))
             byte = static_cast<std::uint8_t>(i++ * 37 + static_cast<std::size_t>(y) * 91 + 5);
@@ -59,7 +59,7 @@ TEST(Render, OneToOneAndEnlargedPixelsAreThoseOfTheImage) {
 }
 
 TEST(Render, ReductionAveragesWhatFallsTogether) {
-    Bitmap bitmap = *Bitmap::create(4, 2, 24, Limits {});
+    Bitmap bitmap = *Bitmap::create(4, 2, 24, Limits{});
     const int levels[2][4] = {{0, 10, 100, 200}, {20, 30, 100, 200}};
     for (int y = 0; y < 2; ++y) {
         for (std::size_t i = 0; i < 12; ++i)
@@ -71,7 +71,7 @@ TEST(Render, ReductionAveragesWhatFallsTogether) {
 }
 
 TEST(Render, TransparentPixelsShowTheChequerboardAndDoNotBleed) {
-    Bitmap bitmap = *Bitmap::create(2, 1, 32, Limits {});
+    Bitmap bitmap = *Bitmap::create(2, 1, 32, Limits{});
     const std::uint8_t pixels[] = {255, 0, 0, 255, 0, 255, 0, 0};
     std::copy(std::begin(pixels), std::end(pixels), bitmap.writable_row(0).begin());
     const QImage exact = render(bitmap, {QRectF(0, 0, 2, 1), QRect(0, 0, 2, 1), {}});
@@ -83,8 +83,8 @@ TEST(Render, TransparentPixelsShowTheChequerboardAndDoNotBleed) {
 }
 
 TEST(Render, BitonalReductionFollowsItsMode) {
-    Bitmap bitmap = *Bitmap::create(40, 4, 1, Limits {});  // palette black, white: 0 is black
-    for (int y = 0; y < 4; ++y) std::ranges::fill(bitmap.writable_row(y), std::uint8_t {0xFF});
+    Bitmap bitmap = *Bitmap::create(40, 4, 1, Limits{});  // palette black, white: 0 is black
+    for (int y = 0; y < 4; ++y) std::ranges::fill(bitmap.writable_row(y), std::uint8_t{0xFF});
     bitmap.writable_row(3)[0] = 0x7F;  // one black pixel in the first 10 x 4
     const auto shade = [&](BitonalScale scale) {
         return qRed(render(bitmap, {QRectF(0, 0, 4, 1), QRect(0, 0, 4, 1), scale}).pixel(0, 0));
@@ -100,8 +100,8 @@ TEST(Render, PartsEqualTheWhole) {
         for (const double scale : {0.23, 0.5, 1.0, 1.7}) {
             const QRectF dst(0, 0, 301 * scale, 203 * scale);
             const QRect all = dst.toAlignedRect();
-            const RenderRequest whole {dst, all, BitonalScale::to_gray};
-            QImage parts {all.size(), QImage::Format_RGB32};
+            const RenderRequest whole{dst, all, BitonalScale::to_gray};
+            QImage parts{all.size(), QImage::Format_RGB32};
             const int covered = rows_covered(bitmap, whole, 100);
             ASSERT_GT(covered, 0);
             ASSERT_LT(covered, parts.height());

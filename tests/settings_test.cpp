@@ -28,7 +28,7 @@ class SettingsTest : public testing::Test {
 };
 
 TEST_F(SettingsTest, ValuesAreWrittenAndReadPerRoot) {
-    RegistryStore store {folder_};
+    RegistryStore store{folder_};
     Settings settings = over(store);
     EXPECT_EQ(settings.QueryKeyValue(Root::HKEY_LOCAL_MACHINE, keys::kSettings, "ImageFile1"), "");
     settings.SetKeyValue(Root::HKEY_LOCAL_MACHINE, keys::kSettings, "ImageFile1", "&1 /pics/cat.bmp");
@@ -45,33 +45,33 @@ TEST_F(SettingsTest, OnlyValuesOfUpTo254CharactersReadBack) {
         int length;
         bool reads_back;
     } kCases[] = {{0, true}, {253, true}, {254, true}, {255, false}, {5000, false}};
-    RegistryStore store {folder_};
+    RegistryStore store{folder_};
     Settings settings = over(store);
     for (const auto& c : kCases) {
-        const QString text {c.length, u'ä'};
+        const QString text{c.length, u'ä'};
         settings.SetKeyValue(Root::HKEY_LOCAL_MACHINE, keys::kImageProcessing, "Text", text);
         EXPECT_EQ(settings.QueryKeyValue(Root::HKEY_LOCAL_MACHINE, keys::kImageProcessing, "Text"),
-                  c.reads_back ? text : QString {});
+                  c.reads_back ? text : QString{});
         EXPECT_EQ(store.value(RegistryStore::Hive::local_machine, keys::kImageProcessing, "Text"), text);
     }
     EXPECT_TRUE(reports_.isEmpty());
 }
 
 TEST_F(SettingsTest, AFailedWriteIsReportedByName) {
-    QFile file {folder_};
+    QFile file{folder_};
     ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    RegistryStore store {folder_};
+    RegistryStore store{folder_};
     Settings settings = over(store);
     settings.SetKeyValue(Root::HKEY_LOCAL_MACHINE, keys::kSettings, "ImageFile1", "&1 ");
     settings.SetKeyValue(Root::HKEY_LOCAL_MACHINE, keys::kSettings, "ImageFile2", "&2 ");
-    EXPECT_EQ(reports_, (QStringList {"Error writing ImageFile1 in the system registry.",
-                                      "Error writing ImageFile2 in the system registry."}));
+    EXPECT_EQ(reports_, (QStringList{"Error writing ImageFile1 in the system registry.",
+                                     "Error writing ImageFile2 in the system registry."}));
     EXPECT_EQ(settings.QueryKeyValue(Root::HKEY_LOCAL_MACHINE, keys::kSettings, "ImageFile1"), "");
-    Settings {store, nullptr}.SetKeyValue(Root::HKEY_LOCAL_MACHINE, keys::kSettings, "ImageFile1", "");
+    Settings{store, nullptr}.SetKeyValue(Root::HKEY_LOCAL_MACHINE, keys::kSettings, "ImageFile1", "");
 }
 
 TEST(SettingsTable, EveryRowIsUniqueAndBelowTheProductKey) {
-    const std::set<std::string_view> kOwners {"frame", "files", "operations", "printing"};
+    const std::set<std::string_view> kOwners{"frame", "files", "operations", "printing"};
     std::set<QString> seen;
     for (const Setting& row : all_settings()) {
         EXPECT_TRUE(row.key.startsWith(keys::kQuillmark + "\\")) << row.name;
@@ -82,7 +82,7 @@ TEST(SettingsTable, EveryRowIsUniqueAndBelowTheProductKey) {
 }
 
 TEST_F(SettingsTest, AFreshStoreIsSeededOnce) {
-    RegistryStore store {folder_};
+    RegistryStore store{folder_};
     ASSERT_TRUE(seed_first_run(store));
     Settings settings = over(store);
     int seeded = 0;
@@ -97,7 +97,7 @@ TEST_F(SettingsTest, AFreshStoreIsSeededOnce) {
 
     settings.SetKeyValue(Root::HKEY_LOCAL_MACHINE, keys::kImageProcessing, "HueInc", "7");
     ASSERT_TRUE(store.flush());
-    RegistryStore next {folder_};
+    RegistryStore next{folder_};
     EXPECT_FALSE(seed_first_run(next));
     EXPECT_EQ(over(next).QueryKeyValue(Root::HKEY_LOCAL_MACHINE, keys::kImageProcessing, "HueInc"), "7");
 }
@@ -106,7 +106,7 @@ TEST_F(SettingsTest, AFreshStoreIsSeededOnce) {
 }  // namespace quillmark::settings
 
 int main(int argc, char** argv) {
-    const QCoreApplication application {argc, argv};
+    const QCoreApplication application{argc, argv};
     testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
 }

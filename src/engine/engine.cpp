@@ -9,7 +9,7 @@
 
 namespace quillmark::engine {
 
-Engine::Engine(QObject* parent) : QObject {parent} {}
+Engine::Engine(QObject* parent) : QObject{parent} {}
 Engine::~Engine() = default;
 
 void Engine::SetBitmap(const imaging::Bitmap& bitmap) {
@@ -47,7 +47,7 @@ void Engine::SetBitonalScaling(int method) {
 }
 
 void Engine::SetDstClipRect(int left, int top, int width, int height) {
-    clip_ = QRectF {QPointF(left, top), QSizeF(width, height)}.intersected(dst_);
+    clip_ = QRectF{QPointF(left, top), QSizeF(width, height)}.intersected(dst_);
 }
 
 void Engine::ForceRepaint() { emit repaint_requested(); }
@@ -58,7 +58,7 @@ double Engine::in_scale(double pixels, bool horizontal) const {
 
 void Engine::run(const std::function<void(const Report&)>& work) {
     abort_ = false;
-    std::atomic<int> percent {0};
+    std::atomic<int> percent{0};
     int shown = -1;
     const auto show = [&](int value) {
         if (!progress_events_ || value == shown) return;
@@ -82,7 +82,7 @@ Code Engine::apply(const std::function<imaging::Result<imaging::Bitmap>(const im
     if (bitmap_.empty()) return 20002;
     // The work sees a snapshot: the image stays as it is until the result is there.
     const imaging::Bitmap snapshot = bitmap_;
-    imaging::Result<imaging::Bitmap> result = imaging::Error {imaging::Fault::cancelled, "not started"};
+    imaging::Result<imaging::Bitmap> result = imaging::Error{imaging::Fault::cancelled, "not started"};
     run([&](const Report&) { result = operation(snapshot); });
     if (!result) return static_cast<Code>(imaging::result_code(result.error()));
     SetBitmap(*result);

@@ -210,7 +210,7 @@ class Engine : public QObject {
     FileInfo info_;
     QString damage_notice_;
     std::unique_ptr<Loading> loading_;
-    std::atomic<bool> abort_ {false};
+    std::atomic<bool> abort_{false};
     bool progress_events_ = false;
     bool paint_while_load_ = false;
     int pcd_resolution_ = 0;
@@ -224,7 +224,7 @@ class Engine : public QObject {
     int dither_method_ = 0;
     int bitonal_scaling_ = 0;
     int bitonal_display_ = 0;
-    std::array<bool, 5> switches_ {false, false, true, true, true};
+    std::array<bool, 5> switches_{false, false, true, true, true};
     QRectF dst_, clip_;
     double twips_x_ = 15, twips_y_ = 15;
 

@@ -35,7 +35,7 @@ Code Engine::GetFileInfo(const QString& name, int page) {
     info_.page = info->page;
     info_.total_pages = info->pages;
     info_.size_mem = text::round_half_even(static_cast<double>(info->width) * info->height * info->bits / 8);
-    info_.size_disk = QFileInfo {name}.size();
+    info_.size_disk = QFileInfo{name}.size();
     info_.has_stamp = info->has_stamp;
     info_.resolution = info->resolution;
     info_.compression =
@@ -44,7 +44,7 @@ Code Engine::GetFileInfo(const QString& name, int page) {
 }
 
 Code Engine::Load(const QString& name, int bits, int page, int) {
-    imaging::Result<imaging::Outcome> outcome = imaging::Error {imaging::Fault::cancelled, "not started"};
+    imaging::Result<imaging::Outcome> outcome = imaging::Error{imaging::Fault::cancelled, "not started"};
     // The view reads loading() while the work runs, so it exists before and outlives it.
     Report progress;
     loading_ = std::make_unique<Loading>(
@@ -60,7 +60,7 @@ Code Engine::Load(const QString& name, int bits, int page, int) {
 }
 
 Code Engine::LoadStamp(const QString& name) {
-    imaging::Result<imaging::Outcome> outcome = imaging::Error {imaging::Fault::cancelled, "not started"};
+    imaging::Result<imaging::Outcome> outcome = imaging::Error{imaging::Fault::cancelled, "not started"};
     run([&](const Report&) { outcome = imaging::load_stamp(native(name), options_for(0, 1)); });
     return take(std::move(outcome));
 }
@@ -75,7 +75,7 @@ Code Engine::SetPicture(const imaging::Bitmap& picture) {
 Code Engine::Save(const QString& name, int format, int bits, int quality, int) {
     if (bitmap_.empty()) return 20002;
     const imaging::Bitmap snapshot = bitmap_;
-    imaging::Result<void> result = imaging::Error {imaging::Fault::cancelled, "not started"};
+    imaging::Result<void> result = imaging::Error{imaging::Fault::cancelled, "not started"};
     run([&](const Report& report) {
         imaging::SaveOptions options;
         options.format_code = format;
@@ -84,7 +84,8 @@ Code Engine::Save(const QString& name, int format, int bits, int quality, int) {
         options.progress = report;
         result = imaging::save(snapshot, native(name), options);
     });
-    return result ? Code {0} : static_cast<Code>(imaging::result_code(result.error(), imaging::Transfer::writing));
+    return result ? Code{0}
+                  : static_cast<Code>(imaging::result_code(result.error(), imaging::Transfer::writing));
 }
 
 bool Engine::HasPCDResolution(const QString&, int) const { return false; }

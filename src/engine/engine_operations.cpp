@@ -7,17 +7,17 @@ namespace quillmark::engine {
 using imaging::Limits;
 
 Code Engine::Flip() {
-    return apply([](const imaging::Bitmap& b) { return imaging::flip(b, Limits {}); });
+    return apply([](const imaging::Bitmap& b) { return imaging::flip(b, Limits{}); });
 }
 
 Code Engine::Reverse() {
-    return apply([](const imaging::Bitmap& b) { return imaging::reverse(b, Limits {}); });
+    return apply([](const imaging::Bitmap& b) { return imaging::reverse(b, Limits{}); });
 }
 
 Code Engine::Rotate(int angle, bool, const QColor&) {
     if (angle % 9000 != 0) return kNotAvailable;
     return apply([turns = angle / 9000](const imaging::Bitmap& b) {
-        return imaging::rotate_quarters(b, turns, Limits {});
+        return imaging::rotate_quarters(b, turns, Limits{});
     });
 }
 

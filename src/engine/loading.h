@@ -37,7 +37,7 @@ class Loading final : public imaging::RowSink {
     const bool paint_;
     std::function<bool(std::int64_t, std::int64_t)> report_;
     std::function<void()> arrived_;
-    std::chrono::steady_clock::time_point last_ {};
+    std::chrono::steady_clock::time_point last_{};
 
     mutable std::mutex mutex_;  // guards what follows
     QSize size_;

@@ -58,7 +58,7 @@ QRgb over(unsigned r, unsigned g, unsigned b, unsigned a, int x, int y) {
 // One output row by averaging; sums hold r, g, b weighted by alpha, alpha, and the number of samples.
 class Averager {
   public:
-    Averager(const Bitmap& bitmap, const std::vector<Span>& columns) : bitmap_ {bitmap}, columns_ {columns} {
+    Averager(const Bitmap& bitmap, const std::vector<Span>& columns) : bitmap_{bitmap}, columns_{columns} {
         first_ = columns.front().first;
         last_ = columns.back().last;
         alpha_ = bitmap.has_alpha();
@@ -131,7 +131,7 @@ class Averager {
 // One source pixel per output pixel: 100 % and enlargements.
 class Repeater {
   public:
-    Repeater(const Bitmap& bitmap, const std::vector<Span>& columns) : bitmap_ {bitmap}, columns_ {columns} {
+    Repeater(const Bitmap& bitmap, const std::vector<Span>& columns) : bitmap_{bitmap}, columns_{columns} {
         first_ = columns.front().first;
         rgba_.resize(static_cast<std::size_t>(columns.back().last - first_) * 4);
     }
@@ -166,7 +166,7 @@ unsigned count_bits(const std::uint8_t* row, int first, int last) {
 class BitReducer {
   public:
     BitReducer(const Bitmap& bitmap, const std::vector<Span>& columns, BitonalScale scale)
-        : bitmap_ {bitmap}, columns_ {columns}, scale_ {scale} {
+        : bitmap_{bitmap}, columns_{columns}, scale_{scale} {
         for (std::size_t i = 0; i < 2 && i < bitmap.palette().size(); ++i) colours_[i] = bitmap.palette()[i];
         const auto light = [](const Rgba& c) { return c.r + c.g + c.b; };
         dark_is_one_ = light(colours_[1]) < light(colours_[0]);
@@ -243,15 +243,15 @@ void render(const Bitmap& bitmap, const RenderRequest& request, QImage& out, int
         spans(request.dst.y(), request.dst.height(), bitmap.height(), exposed.y(), exposed.height());
     const bool reduced = request.dst.width() < bitmap.width() || request.dst.height() < bitmap.height();
     if (!reduced)
-        run(Repeater {bitmap, columns}, rows, exposed, out, first, last);
+        run(Repeater{bitmap, columns}, rows, exposed, out, first, last);
     else if (bitmap.layout() == Layout::bit1)
-        run(BitReducer {bitmap, columns, request.bitonal}, rows, exposed, out, first, last);
+        run(BitReducer{bitmap, columns, request.bitonal}, rows, exposed, out, first, last);
     else
-        run(Averager {bitmap, columns}, rows, exposed, out, first, last);
+        run(Averager{bitmap, columns}, rows, exposed, out, first, last);
 }
 
 QImage render(const Bitmap& bitmap, const RenderRequest& request) {
-    QImage image {request.exposed.size(), QImage::Format_RGB32};
+    QImage image{request.exposed.size(), QImage::Format_RGB32};
     if (!image.isNull()) render(bitmap, request, image, 0, image.height());
     return image;
 }

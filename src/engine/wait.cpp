@@ -15,7 +15,7 @@
 namespace quillmark::engine {
 namespace {
 
-constexpr auto kQuietStart = std::chrono::milliseconds {15};
+constexpr auto kQuietStart = std::chrono::milliseconds{15};
 constexpr int kTick = 30;
 
 bool is_user_input(QEvent::Type type) {
@@ -44,7 +44,7 @@ bool is_user_input(QEvent::Type type) {
 
 class InputFilter final : public QObject {
   public:
-    explicit InputFilter(std::function<void()> escape) : escape_ {std::move(escape)} {
+    explicit InputFilter(std::function<void()> escape) : escape_{std::move(escape)} {
         qApp->installEventFilter(this);
     }
     ~InputFilter() override {
@@ -92,12 +92,12 @@ void run_and_wait(const std::function<void()>& work, const std::function<void()>
     QThreadPool::globalInstance()->start([&] {
         work();
         // Everything here lives on the waiter's stack: the waiter may only go on once this thread has let go.
-        const std::scoped_lock lock {mutex};
+        const std::scoped_lock lock{mutex};
         done = true;
         ended.notify_all();
         QMetaObject::invokeMethod(&loop, &QEventLoop::quit, Qt::QueuedConnection);
     });
-    std::unique_lock lock {mutex};
+    std::unique_lock lock{mutex};
     const bool have_interface = qobject_cast<QApplication*>(QCoreApplication::instance()) != nullptr;
     if (!have_interface) {
         ended.wait(lock, [&] { return done; });
@@ -106,13 +106,13 @@ void run_and_wait(const std::function<void()>& work, const std::function<void()>
     if (ended.wait_for(lock, kQuietStart, [&] { return done; })) return;
     lock.unlock();
     {
-        const InputFilter filter {escape};
+        const InputFilter filter{escape};
         QTimer timer;
         QObject::connect(&timer, &QTimer::timeout, &timer, tick);
         timer.start(kTick);
         for (;;) {
             loop.exec();
-            const std::scoped_lock check {mutex};
+            const std::scoped_lock check{mutex};
             if (done) break;
         }
     }

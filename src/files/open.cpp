@@ -36,7 +36,7 @@ struct Request {
 // The options form, when the preference asks for it. False: cancelled.
 bool ask_options(FrameFace& frame, const QString& name, std::int16_t& page, Request& request) {
     program::ProgramState& state = frame.state();
-    OpenOpts form {frame.prompts()};
+    OpenOpts form{frame.prompts()};
     form.InitTheForm(name, state.PaintWhileLoad, state.PCDResolution);
     frame.prompts().show_modal(form);
     OpenOpts::Options options;
@@ -76,7 +76,7 @@ void remember_folder(FrameFace& frame) {
 // A window for the file, filled. A failure closes the half-made window and has been reported.
 void open_window(FrameFace& frame, const QString& name, std::int16_t page, const Request& request) {
     program::ImageWindow* window = frame.new_image_window();
-    const program::FileArguments file {name, page, request.paint_while_load, frame.state().PCDResolution};
+    const program::FileArguments file{name, page, request.paint_while_load, frame.state().PCDResolution};
     engine::Code code = window->InitTheForm(name, &file);
     if (code == 0) {
         engine::Engine& image = window->LEAD1();
@@ -117,7 +117,7 @@ void choose_and_open(FrameFace& frame) {
         store.QueryKeyValue(Root::HKEY_LOCAL_MACHINE, settings::keys::kDirectories, kImageOpenDir));
     request.title = QStringLiteral("Open File");
     request.flags = kOpenFlags;
-    engine::OpenDialog dialog {request};
+    engine::OpenDialog dialog{request};
     if (frame.prompts().show_modal(dialog) != QDialog::Accepted) return;
     for (bool first = true; const QString& name : dialog.file_names()) {
         state.CurrentFileName = name;
@@ -148,7 +148,7 @@ void OpenFile(FrameFace& frame, const QString& name, std::int16_t& page) {
     // An unused recent-file entry still shows its designed caption.
     if (name.isEmpty() || name.startsWith(u"ge File")) return;
     program::ProgramState& state = frame.state();
-    Request request {state.PaintWhileLoad, 0, false};
+    Request request{state.PaintWhileLoad, 0, false};
     const bool ok = !state.ShowOpenOptions || ask_options(frame, name, page, request);
     if (ok) open_window(frame, name, page, request);
     state.LastFileName = state.CurrentFileName;

@@ -18,33 +18,33 @@ enum Picture { kPictureMinimize, kPictureMaximize, kPictureRestore, kPictureClos
 // Line drawings in the caption's text colour, sharp at any scale factor.
 QIcon button_picture(int picture, const QColor& colour, qreal ratio) {
     constexpr int kSide = 16;
-    QPixmap pixmap {QSize(kSide, kSide) * ratio};
+    QPixmap pixmap{QSize(kSide, kSide) * ratio};
     pixmap.setDevicePixelRatio(ratio);
     pixmap.fill(Qt::transparent);
-    QPainter painter {&pixmap};
+    QPainter painter{&pixmap};
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(QPen {colour, 1.4, Qt::SolidLine, Qt::RoundCap});
+    painter.setPen(QPen{colour, 1.4, Qt::SolidLine, Qt::RoundCap});
     switch (picture) {
         case kPictureMinimize: painter.drawLine(QPointF(4, 11.5), QPointF(12, 11.5)); break;
         case kPictureMaximize: painter.drawRect(QRectF(4, 4, 8, 8)); break;
         case kPictureRestore:
             painter.drawRect(QRectF(3.5, 6, 6.5, 6.5));
-            painter.drawPolyline(QPolygonF {QPointF(6, 6), QPointF(6, 3.5), QPointF(12.5, 3.5),
-                                            QPointF(12.5, 10), QPointF(10, 10)});
+            painter.drawPolyline(QPolygonF{QPointF(6, 6), QPointF(6, 3.5), QPointF(12.5, 3.5),
+                                           QPointF(12.5, 10), QPointF(10, 10)});
             break;
         case kPictureClose:
             painter.drawLine(QPointF(4, 4), QPointF(12, 12));
             painter.drawLine(QPointF(12, 4), QPointF(4, 12));
             break;
     }
-    return QIcon {pixmap};
+    return QIcon{pixmap};
 }
 
 }  // namespace
 
-CaptionBar::CaptionBar(QWidget* frame) : QWidget {frame} {
+CaptionBar::CaptionBar(QWidget* frame) : QWidget{frame} {
     setObjectName(QStringLiteral("CaptionBar"));
-    auto* row = new QHBoxLayout {this};
+    auto* row = new QHBoxLayout{this};
     row->setContentsMargins(4, 0, 2, 0);
     row->setSpacing(0);
     row->addStretch(1);
@@ -59,7 +59,7 @@ CaptionBar::CaptionBar(QWidget* frame) : QWidget {frame} {
 }
 
 QToolButton* CaptionBar::add_button(const QString& name, int) {
-    auto* button = new QToolButton {this};
+    auto* button = new QToolButton{this};
     button->setAutoRaise(true);
     button->setFocusPolicy(Qt::NoFocus);
     button->setAccessibleName(name);
@@ -76,7 +76,7 @@ QToolButton* CaptionBar::add_button(const QString& name, int) {
 
 void CaptionBar::update_pictures() {
     // The bar is black at its right end, whatever the theme: the buttons are light.
-    const QColor colour {235, 235, 235};
+    const QColor colour{235, 235, 235};
     const qreal ratio = devicePixelRatioF();
     minimize_->setIcon(button_picture(kPictureMinimize, colour, ratio));
     maximize_->setIcon(
@@ -115,27 +115,27 @@ void CaptionBar::PaintGradientCaption(QPainter& painter, const QRect& bar, const
     const auto shade = [](int channel, double f) { return static_cast<int>(std::nearbyint(channel * f)); };
     for (int i = 0; i < kBands; ++i) {
         const double f = fraction(kBands - i);
-        const QColor band {shade(colour.red(), f), shade(colour.green(), f), shade(colour.blue(), f)};
+        const QColor band{shade(colour.red(), f), shade(colour.green(), f), shade(colour.blue(), f)};
         const double from = bar.x() + fraction(i) * bar.width(),
                      to = bar.x() + fraction(i + 1) * bar.width() + 2;
         painter.fillRect(
             QRectF(from, bar.y(), std::min(to, bar.x() + double(bar.width())) - from, bar.height()), band);
     }
     painter.setPen(text_colour);
-    const QRect room {bar.x() + 2, bar.y(), bar.width() - 2, bar.height()};
+    const QRect room{bar.x() + 2, bar.y(), bar.width() - 2, bar.height()};
     painter.drawText(room, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
                      painter.fontMetrics().elidedText(text, Qt::ElideRight, room.width()));
 }
 
 void CaptionBar::paintEvent(QPaintEvent*) {
-    QPainter painter {this};
+    QPainter painter{this};
     painter.fillRect(rect(), Qt::black);
     const auto group = active_ ? QPalette::Active : QPalette::Inactive;
     // An inactive bar is as grey as the desktop's disabled things, so that the active frame stands out.
     const QColor colour = active_ ? palette().color(group, QPalette::Highlight)
                                   : palette().color(QPalette::Disabled, QPalette::Text);
     const QColor text_colour =
-        active_ ? palette().color(group, QPalette::HighlightedText) : QColor {Qt::white};
+        active_ ? palette().color(group, QPalette::HighlightedText) : QColor{Qt::white};
     QFont bold = font();
     bold.setBold(true);
     painter.setFont(bold);

@@ -55,7 +55,7 @@ Layout designed_layout() {
         layout.tools << state;
     }
     for (const Strip& menu : designed_menus())
-        layout.menus << MenuLayout {QString::fromUtf16(menu.name), to_list(menu.tools)};
+        layout.menus << MenuLayout{QString::fromUtf16(menu.name), to_list(menu.tools)};
     for (const Strip& bar : designed_bars()) {
         BarLayout shown;
         shown.name = QString::fromUtf16(bar.name);
@@ -122,7 +122,7 @@ bool remove_tool(Layout& layout, const StripRef& ref, int index) {
     QStringList left = *tools;
     left.removeAt(index);
     tidy_separators(left);
-    if (left.isEmpty() && ref == StripRef {true, QString::fromUtf16(kMenuBar)}) return false;
+    if (left.isEmpty() && ref == StripRef{true, QString::fromUtf16(kMenuBar)}) return false;
     *tools = left;
     return true;
 }

@@ -14,8 +14,8 @@ namespace quillmark::frame {
 namespace {
 
 constexpr char16_t kHeader[] = u"quillmark-layout 1";
-constexpr std::array kKinds {u"button", u"state", u"edit", u"menu"};
-constexpr std::array kDocks {u"top", u"left", u"right", u"bottom", u"floating"};
+constexpr std::array kKinds{u"button", u"state", u"edit", u"menu"};
+constexpr std::array kDocks{u"top", u"left", u"right", u"bottom", u"floating"};
 
 using Attributes = QHash<QString, QString>;
 
@@ -233,7 +233,7 @@ class LayoutParser {
             return QStringLiteral("the menu is unknown or stands twice");
         named_menus_.insert(id);
         menu->tools.clear();
-        current_ = StripRef {false, id};
+        current_ = StripRef{false, id};
         return {};
     }
 
@@ -258,7 +258,7 @@ class LayoutParser {
         bar.new_line = row == u"new";
         bar.visible = *visible;
         layout_.bars << bar;
-        current_ = StripRef {true, bar.name};
+        current_ = StripRef{true, bar.name};
         return {};
     }
 

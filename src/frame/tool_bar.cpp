@@ -149,7 +149,7 @@ void ToolBar::start_drag(int index) {
     const QAction* action = actions().at(index);
     auto* drag = new QDrag(this);
     drag->setMimeData(
-        to_mime({action->isSeparator() ? QString() : action->objectName(), StripRef {true, name_}, index}));
+        to_mime({action->isSeparator() ? QString() : action->objectName(), StripRef{true, name_}, index}));
     drag->setPixmap(action->icon().pixmap(QSize(24, 24), devicePixelRatioF()));
     const EscapeWatch watch;
     if (drag->exec(Qt::MoveAction) == Qt::IgnoreAction && !watch.escaped()) emit tool_dragged_off(index);

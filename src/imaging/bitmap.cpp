@@ -35,16 +35,16 @@ struct Shape {
 };
 
 Result<Shape> shape_for(std::int64_t width, std::int64_t height, int bits, const Limits& limits, bool gray) {
-    Shape shape {};
-    if (!storage_for(bits, gray, shape.storage)) return Error {Fault::malformed, "bits per pixel"};
-    if (width < 1 || height < 1) return Error {Fault::malformed, "width or height"};
+    Shape shape{};
+    if (!storage_for(bits, gray, shape.storage)) return Error{Fault::malformed, "bits per pixel"};
+    if (width < 1 || height < 1) return Error{Fault::malformed, "width or height"};
     const bool bilevel = bits == 1;
     const std::int64_t side = bilevel ? limits.max_bilevel_side : limits.max_side;
-    if (width > side || height > side) return Error {Fault::too_large, "width or height"};
-    if (!bilevel && width * height > limits.max_pixels) return Error {Fault::too_large, "number of pixels"};
+    if (width > side || height > side) return Error{Fault::too_large, "width or height"};
+    if (!bilevel && width * height > limits.max_pixels) return Error{Fault::too_large, "number of pixels"};
     shape.row_bytes = (width * shape.storage.bits_per_pixel + 7) / 8;
     shape.stride = (shape.row_bytes + 31) / 32 * 32;
-    if (shape.stride * height > limits.max_bytes) return Error {Fault::too_large, "bytes in memory"};
+    if (shape.stride * height > limits.max_bytes) return Error{Fault::too_large, "bytes in memory"};
     return shape;
 }
 
@@ -72,7 +72,7 @@ Result<Bitmap> Bitmap::make(int width, int height, int bits, const Limits& limit
     Bitmap bitmap;
     const auto size = static_cast<std::size_t>(shape->stride * height);
     bitmap.pixels_ = zeroed ? Buffer::allocate_zeroed(size) : Buffer::allocate(size);
-    if (!bitmap.pixels_) return Error {Fault::out_of_memory, "pixels"};
+    if (!bitmap.pixels_) return Error{Fault::out_of_memory, "pixels"};
     bitmap.width_ = width;
     bitmap.height_ = height;
     bitmap.bits_ = bits;
@@ -128,7 +128,7 @@ Rgba Bitmap::pixel(int x, int y) const {
     const auto bytes = row(y);
     const auto at = static_cast<std::size_t>(x);
     const auto entry = [this](std::size_t index) {
-        return index < palette().size() ? palette()[index] : Rgba {};
+        return index < palette().size() ? palette()[index] : Rgba{};
     };
     switch (layout_) {
         case Layout::bit1: return entry(bytes[at / 8] >> (7 - at % 8) & 1);

@@ -11,9 +11,9 @@
 namespace quillmark::imaging {
 namespace {
 
-constexpr std::size_t kHugePage = std::size_t {2} << 20;
-constexpr std::size_t kLarge = std::size_t {1} << 20;        // from here on a buffer has pages of its own
-constexpr std::size_t kPoolLimit = std::size_t {256} << 20;  // bytes kept for reuse
+constexpr std::size_t kHugePage = std::size_t{2} << 20;
+constexpr std::size_t kLarge = std::size_t{1} << 20;        // from here on a buffer has pages of its own
+constexpr std::size_t kPoolLimit = std::size_t{256} << 20;  // bytes kept for reuse
 
 struct Block {
     std::uint8_t* data = nullptr;
@@ -37,7 +37,7 @@ Block map_block(std::size_t capacity) {
 class Pool {
   public:
     Block take(std::size_t capacity) {
-        const std::scoped_lock lock {mutex_};
+        const std::scoped_lock lock{mutex_};
         // The smallest block that fits without wasting more than a quarter.
         auto best = free_.end();
         for (auto it = free_.begin(); it != free_.end(); ++it) {
@@ -58,7 +58,7 @@ class Pool {
         }
         std::vector<Block> evicted;
         {
-            const std::scoped_lock lock {mutex_};
+            const std::scoped_lock lock{mutex_};
             free_.push_back(block);
             held_ += block.capacity;
             while (held_ > kPoolLimit) {  // the oldest go first
@@ -73,7 +73,7 @@ class Pool {
     void clear() {
         std::vector<Block> all;
         {
-            const std::scoped_lock lock {mutex_};
+            const std::scoped_lock lock{mutex_};
             all.swap(free_);
             held_ = 0;
         }

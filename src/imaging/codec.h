@@ -20,10 +20,10 @@ namespace quillmark::imaging {
 
 /// One of the engine's format codes that a codec serves.
 struct FormatCode {
-    int code;                              ///< the engine's number, e.g. 6
-    std::string_view variant;              ///< what sets it apart, e.g. "Windows 3, uncompressed"
-    std::span<const int> write_depths {};  ///< bits per pixel it writes; empty: it is only read
-    bool gray16 = false;                   ///< its 16 bits are grey levels; else they are 5-6-5 colour
+    int code;                             ///< the engine's number, e.g. 6
+    std::string_view variant;             ///< what sets it apart, e.g. "Windows 3, uncompressed"
+    std::span<const int> write_depths{};  ///< bits per pixel it writes; empty: it is only read
+    bool gray16 = false;                  ///< its 16 bits are grey levels; else they are 5-6-5 colour
 };
 
 struct ReadOptions {

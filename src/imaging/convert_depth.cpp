@@ -13,7 +13,7 @@ namespace {
 constexpr int kRowGrain = 64;
 
 std::array<Rgba, 256> full_palette(const Bitmap& bitmap) {
-    std::array<Rgba, 256> entries {};
+    std::array<Rgba, 256> entries{};
     std::ranges::copy(bitmap.palette(), entries.begin());
     return entries;
 }
@@ -138,7 +138,7 @@ Result<Bitmap> repack(const Bitmap& bitmap, int bits, const Limits& limits) {
         } else if (from_bits) {
             for (std::size_t x = 0; x < to.size(); ++x) to[x] = in[x / 8] >> (7 - x % 8) & 1U;
         } else {
-            std::ranges::fill(to, std::uint8_t {0});
+            std::ranges::fill(to, std::uint8_t{0});
             for (std::size_t x = 0; x < in.size(); ++x)
                 to[x / 8] = static_cast<std::uint8_t>(to[x / 8] | (in[x] & 1U) << (7 - x % 8));
         }
@@ -184,7 +184,7 @@ void row_to_rgba(const Bitmap& bitmap, int y, int first, std::span<std::uint8_t>
 }
 
 Result<Bitmap> convert_depth(const Bitmap& bitmap, int bits, const Limits& limits) {
-    if (bitmap.empty()) return Error {Fault::malformed, "no image"};
+    if (bitmap.empty()) return Error{Fault::malformed, "no image"};
     if (bits == bitmap.bits()) return bitmap;
     if (bits >= 1 && bits <= 8) return to_palette(bitmap, bits, limits);
     switch (bits) {
@@ -194,7 +194,7 @@ Result<Bitmap> convert_depth(const Bitmap& bitmap, int bits, const Limits& limit
                                                            : to_rgb565(bitmap, limits);
         case 24: return to_rgb24(bitmap, limits);
         case 32: return to_rgba32(bitmap, limits);
-        default: return Error {Fault::unsupported, "bits per pixel"};
+        default: return Error{Fault::unsupported, "bits per pixel"};
     }
 }
 

@@ -16,7 +16,7 @@ constexpr std::size_t kHead = 4096;
 // Passes progress on, but no rows: what arrives is not what will be shown (it still has to be turned).
 class ProgressOnly final : public RowSink {
   public:
-    explicit ProgressOnly(RowSink& sink) : sink_ {sink} {}
+    explicit ProgressOnly(RowSink& sink) : sink_{sink} {}
     bool rows(const Bitmap& bitmap, int, int, std::int64_t done, std::int64_t total) override {
         return sink_.rows(bitmap, 0, 0, done, total);
     }
@@ -60,22 +60,22 @@ Result<Outcome> finish(Outcome outcome, const LoadOptions& options) {
 }  // namespace
 
 Result<const Codec*> detect(const std::shared_ptr<const Source>& source, std::string_view file_name) {
-    std::array<std::uint8_t, kHead> buffer {};
-    const auto head = std::span<const std::uint8_t> {buffer}.first(source->read_at(0, buffer));
-    if (head.empty()) return Error {Fault::truncated, "empty file"};
+    std::array<std::uint8_t, kHead> buffer{};
+    const auto head = std::span<const std::uint8_t>{buffer}.first(source->read_at(0, buffer));
+    if (head.empty()) return Error{Fault::truncated, "empty file"};
     for (const Codec* codec : all_codecs()) {
         if (codec->has_signature && codec->probe(head)) return codec;
     }
     if (const Codec* codec = detect_by_name(head, text::lower_ascii(text::extension_of(file_name))))
         return codec;
-    return Error {Fault::unknown_format, "signature"};
+    return Error{Fault::unknown_format, "signature"};
 }
 
 Result<ImageInfo> read_info(const std::shared_ptr<const Source>& source, std::string_view file_name,
                             const ReadOptions& options) {
     const auto codec = detect(source, file_name);
     if (!codec) return codec.error();
-    auto info = (*codec)->info(ByteReader {source}, options);
+    auto info = (*codec)->info(ByteReader{source}, options);
     if (!info) return info;
     const auto size = Bitmap::check_size(info->width, info->height, info->bits, options.limits);
     if (!size) return size.error();
@@ -93,13 +93,13 @@ Result<Outcome> load(const std::shared_ptr<const Source>& source, std::string_vi
                      const LoadOptions& options, RowSink& sink) {
     const auto codec = detect(source, file_name);
     if (!codec) return codec.error();
-    ProgressOnly progress {sink};
+    ProgressOnly progress{sink};
     bool shown_as_decoded = true;
     if (options.apply_orientation) {
-        const auto info = (*codec)->info(ByteReader {source}, options);
+        const auto info = (*codec)->info(ByteReader{source}, options);
         shown_as_decoded = info && info->orientation == Orientation::normal;
     }
-    auto outcome = (*codec)->decode(ByteReader {source}, options, shown_as_decoded ? sink : progress);
+    auto outcome = (*codec)->decode(ByteReader{source}, options, shown_as_decoded ? sink : progress);
     if (!outcome) return outcome;
     return finish(std::move(*outcome), options);
 }
@@ -114,8 +114,8 @@ Result<Outcome> load_stamp(const std::shared_ptr<const Source>& source, std::str
                            const LoadOptions& options) {
     const auto codec = detect(source, file_name);
     if (!codec) return codec.error();
-    if (!(*codec)->stamp) return Error {Fault::no_stamp, "format"};
-    auto outcome = (*codec)->stamp(ByteReader {source}, options);
+    if (!(*codec)->stamp) return Error{Fault::no_stamp, "format"};
+    auto outcome = (*codec)->stamp(ByteReader{source}, options);
     if (!outcome) return outcome;
     return finish(std::move(*outcome), options);
 }

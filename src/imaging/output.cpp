@@ -31,18 +31,18 @@ bool write_all(int fd, std::int64_t offset, std::span<const std::uint8_t> bytes)
 
 std::string folder_of(const std::string& path) {
     const std::size_t slash = path.rfind('/');
-    return slash == std::string::npos ? std::string {} : path.substr(0, slash + 1);
+    return slash == std::string::npos ? std::string{} : path.substr(0, slash + 1);
 }
 
 // The file behind a chain of links, so that saving changes the file and not the link. It need not exist yet.
 std::string real_target(std::string path) {
     constexpr int kMostLinks = 40;
-    std::array<char, PATH_MAX> text {};
+    std::array<char, PATH_MAX> text{};
     if (realpath(path.c_str(), text.data())) return text.data();
     for (int i = 0; i < kMostLinks; ++i) {
         const ssize_t length = readlink(path.c_str(), text.data(), text.size());
         if (length <= 0) break;
-        const std::string next {text.data(), static_cast<std::size_t>(length)};
+        const std::string next{text.data(), static_cast<std::size_t>(length)};
         path = next.front() == '/' ? next : folder_of(path).append(next);
     }
     return path;
@@ -51,9 +51,9 @@ std::string real_target(std::string path) {
 // Creates a hidden file of fixed name length (the target's own name may already be as long as the file system
 // allows). The kernel applies the umask: reading it would change it for every other thread meanwhile.
 int create_temporary(const std::string& folder, mode_t mode, std::string& path) {
-    static std::atomic<unsigned> counter {0};
+    static std::atomic<unsigned> counter{0};
     for (int attempt = 0; attempt < 100; ++attempt) {
-        std::array<char, 32> name {};
+        std::array<char, 32> name{};
         std::snprintf(name.data(), name.size(), ".quillmark-%08x%04x", static_cast<unsigned>(getpid()),
                       counter++ & 0xFFFFU);
         path = folder + name.data();
@@ -71,14 +71,14 @@ void ByteWriter::u8(int value) {
 }
 
 void ByteWriter::u16le(std::uint32_t value) {
-    const std::array<std::uint8_t, 2> bytes {static_cast<std::uint8_t>(value),
-                                             static_cast<std::uint8_t>(value >> 8)};
+    const std::array<std::uint8_t, 2> bytes{static_cast<std::uint8_t>(value),
+                                            static_cast<std::uint8_t>(value >> 8)};
     write(bytes);
 }
 
 void ByteWriter::u16be(std::uint32_t value) {
-    const std::array<std::uint8_t, 2> bytes {static_cast<std::uint8_t>(value >> 8),
-                                             static_cast<std::uint8_t>(value)};
+    const std::array<std::uint8_t, 2> bytes{static_cast<std::uint8_t>(value >> 8),
+                                            static_cast<std::uint8_t>(value)};
     write(bytes);
 }
 
@@ -105,9 +105,9 @@ void ByteWriter::write(std::span<const std::uint8_t> bytes) {
 }
 
 void ByteWriter::zeros(std::size_t count) {
-    static constexpr std::array<std::uint8_t, 256> kZeros {};
+    static constexpr std::array<std::uint8_t, 256> kZeros{};
     for (; count > 0; count -= std::min(count, kZeros.size()))
-        write(std::span {kZeros}.first(std::min(count, kZeros.size())));
+        write(std::span{kZeros}.first(std::min(count, kZeros.size())));
 }
 
 void ByteWriter::flush() {
@@ -159,20 +159,20 @@ Result<std::unique_ptr<AtomicFileWriter>> AtomicFileWriter::create(const std::st
     const std::string target = real_target(path);
     struct stat facts {};
     const bool exists = stat(target.c_str(), &facts) == 0;
-    if (exists && !S_ISREG(facts.st_mode)) return Error {Fault::cannot_open, "target is not a regular file"};
-    if (exists && access(target.c_str(), W_OK) != 0) return Error {Fault::cannot_open, "target is read-only"};
+    if (exists && !S_ISREG(facts.st_mode)) return Error{Fault::cannot_open, "target is not a regular file"};
+    if (exists && access(target.c_str(), W_OK) != 0) return Error{Fault::cannot_open, "target is read-only"};
     std::string temporary;
     const int fd = create_temporary(folder_of(target), exists ? 0600 : 0666, temporary);
     if (fd < 0) {
         const bool missing = errno == ENOENT || errno == ENOTDIR;
-        return Error {missing ? Fault::not_found : Fault::cannot_open, "folder of the target"};
+        return Error{missing ? Fault::not_found : Fault::cannot_open, "folder of the target"};
     }
     if (exists) fchmod(fd, facts.st_mode & 07777);
-    return std::unique_ptr<AtomicFileWriter> {new AtomicFileWriter {fd, std::move(temporary), target}};
+    return std::unique_ptr<AtomicFileWriter>{new AtomicFileWriter{fd, std::move(temporary), target}};
 }
 
 AtomicFileWriter::AtomicFileWriter(int fd, std::string temporary, std::string target)
-    : fd_ {fd}, temporary_ {std::move(temporary)}, target_ {std::move(target)} {}
+    : fd_{fd}, temporary_{std::move(temporary)}, target_{std::move(target)} {}
 
 AtomicFileWriter::~AtomicFileWriter() {
     if (fd_ >= 0) close(fd_);
@@ -184,8 +184,8 @@ Result<void> AtomicFileWriter::commit() {
     const bool synced = !failed() && fsync(fd_) == 0;
     const bool closed = close(fd_) == 0;
     fd_ = -1;
-    if (!synced || !closed) return Error {Fault::io, "writing the file"};
-    if (rename(temporary_.c_str(), target_.c_str()) != 0) return Error {Fault::io, "replacing the file"};
+    if (!synced || !closed) return Error{Fault::io, "writing the file"};
+    if (rename(temporary_.c_str(), target_.c_str()) != 0) return Error{Fault::io, "replacing the file"};
     temporary_.clear();
     return {};
 }

@@ -29,8 +29,8 @@ struct Box {
 };
 
 Box measure(const std::vector<Cell>& cells, std::size_t first, std::size_t last) {
-    std::array<int, 3> low {31, 31, 31}, high {0, 0, 0};
-    Box box {first, last, 0, 0, 0};
+    std::array<int, 3> low{31, 31, 31}, high{0, 0, 0};
+    Box box{first, last, 0, 0, 0};
     for (std::size_t i = first; i < last; ++i) {
         box.count += cells[i].count;
         for (std::size_t c = 0; c < 3; ++c) {
@@ -60,7 +60,7 @@ std::size_t split_point(std::vector<Cell>& cells, const Box& box) {
 }
 
 Rgba mean_colour(const std::vector<Cell>& cells, const Box& box) {
-    std::array<std::int64_t, 3> sum {};
+    std::array<std::int64_t, 3> sum{};
     for (std::size_t i = box.first; i < box.last; ++i) {
         for (std::size_t c = 0; c < 3; ++c) sum[c] += cells[i].channel[c] * cells[i].count;
     }
@@ -74,7 +74,7 @@ Rgba mean_colour(const std::vector<Cell>& cells, const Box& box) {
 // The nearest palette entry for every cell, worked out when first asked for.
 class Nearest {
   public:
-    explicit Nearest(const Palette& palette) : palette_ {palette}, cache_(kCells, -1) {}
+    explicit Nearest(const Palette& palette) : palette_{palette}, cache_(kCells, -1) {}
 
     int operator()(int r, int g, int b) {
         std::int16_t& known = cache_[static_cast<std::size_t>(cell_of(r, g, b))];
@@ -100,8 +100,8 @@ class Nearest {
 
 class IndexWriter {
   public:
-    IndexWriter(std::span<std::uint8_t> row, bool packed) : row_ {row}, packed_ {packed} {
-        if (packed) std::ranges::fill(row, std::uint8_t {0});
+    IndexWriter(std::span<std::uint8_t> row, bool packed) : row_{row}, packed_{packed} {
+        if (packed) std::ranges::fill(row, std::uint8_t{0});
     }
     void put(int x, int index) {
         const auto at = static_cast<std::size_t>(x);
@@ -123,12 +123,12 @@ void diffuse_row(std::span<const std::uint8_t> rgb, std::vector<int>& error, std
     std::ranges::fill(next, 0);
     for (int x = 0; x < width; ++x) {
         const std::size_t at = static_cast<std::size_t>(x) * 3, e = at + 3;
-        std::array<int, 3> want {};
+        std::array<int, 3> want{};
         for (std::size_t c = 0; c < 3; ++c)
             want[c] = std::clamp(rgb[at + c] + (error[e + c] + 8) / 16, 0, 255);
         const int index = nearest(want[0], want[1], want[2]);
         const Rgba& got = palette[static_cast<std::size_t>(index)];
-        const std::array<int, 3> have {got.r, got.g, got.b};
+        const std::array<int, 3> have{got.r, got.g, got.b};
         for (std::size_t c = 0; c < 3; ++c) {
             const int off = want[c] - have[c];
             error[e + 3 + c] += off * 7;
@@ -178,7 +178,7 @@ Palette optimised_palette(const Bitmap& bitmap, int count) {
                               static_cast<std::uint8_t>(i & 31)},
                              n});
     }
-    std::vector<Box> boxes {measure(cells, 0, cells.size())};
+    std::vector<Box> boxes{measure(cells, 0, cells.size())};
     while (static_cast<int>(boxes.size()) < count) {
         const auto weight = [](const Box& box) { return box.count * box.extent; };
         const auto widest = std::ranges::max_element(boxes, {}, weight);
@@ -199,13 +199,13 @@ Result<Bitmap> map_to_palette(const Bitmap& bitmap, const Palette& palette, int 
     if (!result) return result;
     result->metadata() = bitmap.metadata();
     result->set_palette(palette);
-    Nearest nearest {palette};
+    Nearest nearest{palette};
     const auto width = static_cast<std::size_t>(bitmap.width());
     std::vector<std::uint8_t> rgb(width * 3);
     std::vector<int> error(width * 3 + 6), next(width * 3 + 6);
     for (int y = 0; y < bitmap.height(); ++y) {
         row_to_rgb(bitmap, y, 0, rgb);
-        IndexWriter out {result->writable_row(y), result->layout() == Layout::bit1};
+        IndexWriter out{result->writable_row(y), result->layout() == Layout::bit1};
         if (diffuse) {
             diffuse_row(rgb, error, next, palette, nearest, out);
             error.swap(next);

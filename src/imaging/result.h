@@ -30,7 +30,7 @@ enum class Fault : std::uint8_t {
 class Place {
   public:
     template <std::size_t N>
-    consteval Place(const char (&text)[N]) : text_ {text, N - 1} {}
+    consteval Place(const char (&text)[N]) : text_{text, N - 1} {}
     constexpr std::string_view text() const { return text_; }
 
   private:
@@ -46,8 +46,8 @@ struct Error {
 template <typename T>
 class [[nodiscard]] Result {
   public:
-    Result(T value) : content_ {std::in_place_index<0>, std::move(value)} {}
-    Result(Error error) : content_ {std::in_place_index<1>, error} {}
+    Result(T value) : content_{std::in_place_index<0>, std::move(value)} {}
+    Result(Error error) : content_{std::in_place_index<1>, error} {}
 
     explicit operator bool() const { return content_.index() == 0; }
     T& operator*() { return std::get<0>(content_); }
@@ -65,7 +65,7 @@ template <>
 class [[nodiscard]] Result<void> {
   public:
     Result() = default;
-    Result(Error error) : error_ {error} {}
+    Result(Error error) : error_{error} {}
 
     explicit operator bool() const { return !error_; }
     const Error& error() const { return *error_; }

@@ -42,15 +42,15 @@ int save_depth(const Bitmap& bitmap, int format_code, int bits) {
 
 Result<void> save(const Bitmap& bitmap, ByteWriter& out, const SaveOptions& options) {
     const Codec* codec = codec_for_format(options.format_code);
-    if (bitmap.empty()) return Error {Fault::malformed, "no image"};
-    if (!codec || !codec->encode) return Error {Fault::unsupported, "format is not written"};
+    if (bitmap.empty()) return Error{Fault::malformed, "no image"};
+    if (!codec || !codec->encode) return Error{Fault::unsupported, "format is not written"};
     const int depth = save_depth(bitmap, options.format_code, options.bits);
-    if (depth == 0) return Error {Fault::unsupported, "depth is not written"};
-    const auto converted = convert_depth(bitmap, depth, Limits {});
+    if (depth == 0) return Error{Fault::unsupported, "depth is not written"};
+    const auto converted = convert_depth(bitmap, depth, Limits{});
     if (!converted) return converted.error();
     auto result = codec->encode(*converted, out, options);
     out.flush();
-    if (result && out.failed()) return Error {Fault::io, "writing"};
+    if (result && out.failed()) return Error{Fault::io, "writing"};
     return result;
 }
 

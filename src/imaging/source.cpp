@@ -13,7 +13,7 @@ namespace {
 
 class FileSource final : public Source {
   public:
-    FileSource(int fd, std::int64_t size) : fd_ {fd}, size_ {size} {}
+    FileSource(int fd, std::int64_t size) : fd_{fd}, size_{size} {}
     ~FileSource() override { close(fd_); }
     FileSource(const FileSource&) = delete;
     FileSource& operator=(const FileSource&) = delete;
@@ -39,8 +39,8 @@ class FileSource final : public Source {
 
 class MemorySource final : public Source {
   public:
-    explicit MemorySource(std::span<const std::uint8_t> bytes) : bytes_ {bytes} {}
-    explicit MemorySource(std::vector<std::uint8_t> bytes) : owned_ {std::move(bytes)}, bytes_ {owned_} {}
+    explicit MemorySource(std::span<const std::uint8_t> bytes) : bytes_{bytes} {}
+    explicit MemorySource(std::vector<std::uint8_t> bytes) : owned_{std::move(bytes)}, bytes_{owned_} {}
 
     std::int64_t size() const override { return static_cast<std::int64_t>(bytes_.size()); }
     std::span<const std::uint8_t> memory() const override { return bytes_; }
@@ -64,14 +64,14 @@ Result<std::shared_ptr<const Source>> open_file(const std::string& path) {
     const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (fd < 0) {
         const bool missing = errno == ENOENT || errno == ENOTDIR;
-        return Error {missing ? Fault::not_found : Fault::cannot_open, "file"};
+        return Error{missing ? Fault::not_found : Fault::cannot_open, "file"};
     }
     struct stat facts {};
     if (fstat(fd, &facts) != 0 || !S_ISREG(facts.st_mode)) {
         close(fd);
-        return Error {Fault::cannot_open, "not a regular file"};
+        return Error{Fault::cannot_open, "not a regular file"};
     }
-    return std::shared_ptr<const Source> {std::make_shared<FileSource>(fd, facts.st_size)};
+    return std::shared_ptr<const Source>{std::make_shared<FileSource>(fd, facts.st_size)};
 }
 
 std::shared_ptr<const Source> memory_source(std::span<const std::uint8_t> bytes) {
@@ -83,7 +83,7 @@ std::shared_ptr<const Source> memory_source(std::vector<std::uint8_t> bytes) {
 }
 
 ByteReader::ByteReader(std::shared_ptr<const Source> source)
-    : source_ {std::move(source)}, end_ {source_->size()} {
+    : source_{std::move(source)}, end_{source_->size()} {
     use_memory(0);
 }
 
@@ -152,7 +152,7 @@ bool ByteReader::refill_quietly() {
     if (!source_ || at >= end_ || !source_->memory().empty()) return false;
     own_window_.resize(static_cast<std::size_t>(std::min<std::int64_t>(kWindow, end_ - begin_)));
     const auto want = static_cast<std::size_t>(std::min<std::int64_t>(kWindow, end_ - at));
-    const std::size_t got = source_->read_at(at, std::span {own_window_}.first(want));
+    const std::size_t got = source_->read_at(at, std::span{own_window_}.first(want));
     window_at_ = at;
     window_begin_ = cursor_ = own_window_.data();
     window_end_ = window_begin_ + got;

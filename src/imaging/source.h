@@ -65,7 +65,7 @@ class ByteReader {
     std::uint8_t u8() {
         if (cursor_ < window_end_) [[likely]]
             return *cursor_++;
-        return refill() ? *cursor_++ : std::uint8_t {0};
+        return refill() ? *cursor_++ : std::uint8_t{0};
     }
     std::int8_t i8() { return static_cast<std::int8_t>(u8()); }
     std::uint16_t u16le();

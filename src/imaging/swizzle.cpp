@@ -48,8 +48,8 @@ void swap_rgb24(const std::uint8_t* in, std::uint8_t* out, std::size_t count) {
 }
 
 void stream_swap_rgb24(const std::uint8_t* in, std::uint8_t* out, std::size_t count) {
-    // Sixteen pixels a step. Each 16 bytes of output need 18 bytes of input: two loads, two bytes apart, of which
-    // the second supplies what the first cannot reach.
+    // Sixteen pixels a step. Each 16 bytes of output need 18 bytes of input: two loads, two bytes apart, of
+    // which the second supplies what the first cannot reach.
     constexpr char x = -128;  // shuffles in a zero
     const __m128i a0 = _mm_setr_epi8(2, 1, 0, 5, 4, 3, 8, 7, 6, 11, 10, 9, 14, 13, 12, x);
     const __m128i b0 = _mm_setr_epi8(x, x, x, x, x, x, x, x, x, x, x, x, x, x, x, 15);
@@ -115,7 +115,9 @@ void interleave_rgb(const std::uint8_t* r, const std::uint8_t* g, const std::uin
 
 #else
 
-void stream_swap_rgb24(const std::uint8_t* in, std::uint8_t* out, std::size_t count) { plain::swap_rgb24(in, out, count); }
+void stream_swap_rgb24(const std::uint8_t* in, std::uint8_t* out, std::size_t count) {
+    plain::swap_rgb24(in, out, count);
+}
 void swap_rgb24(const std::uint8_t* in, std::uint8_t* out, std::size_t count) {
     plain::swap_rgb24(in, out, count);
 }

@@ -8,8 +8,8 @@ namespace quillmark::imaging {
 
 /// count pixels B,G,R to R,G,B (or back). in and out may be the same.
 void swap_rgb24(const std::uint8_t* in, std::uint8_t* out, std::size_t count);
-/// swap_rgb24 with stores that pass the cache, for pictures larger than it: saves reading every line before it is
-/// overwritten. out is aligned to 16 bytes and does not overlap in.
+/// swap_rgb24 with stores that pass the cache, for pictures larger than it: saves reading every line before
+/// it is overwritten. out is aligned to 16 bytes and does not overlap in.
 void stream_swap_rgb24(const std::uint8_t* in, std::uint8_t* out, std::size_t count);
 /// count pixels B,G,R,A to R,G,B,A (or back).
 void swap_rgba32(const std::uint8_t* in, std::uint8_t* out, std::size_t count);

@@ -14,14 +14,14 @@ namespace {
 
 constexpr int kMaxThreads = 256;
 
-std::atomic<int> g_thread_count {0};
+std::atomic<int> g_thread_count{0};
 
 struct Job {
     const std::function<void(int, int)>* body = nullptr;
     int count = 0;
     int band = 0;
-    std::atomic<std::int64_t> next {0};  // runs past count by a band per thread
-    int working = 0;                     // workers inside this job, guarded by the pool's mutex
+    std::atomic<std::int64_t> next{0};  // runs past count by a band per thread
+    int working = 0;                    // workers inside this job, guarded by the pool's mutex
 
     void run() {
         for (std::int64_t first = next.fetch_add(band); first < count; first = next.fetch_add(band)) {
@@ -34,7 +34,7 @@ struct Job {
 class Pool {
   public:
     bool try_run(Job& job, int helpers) {
-        std::unique_lock lock {mutex_};
+        std::unique_lock lock{mutex_};
         if (current_) return false;
         start_workers(helpers);
         current_ = &job;
@@ -58,7 +58,7 @@ class Pool {
     }
 
     void work() {
-        std::unique_lock lock {mutex_};
+        std::unique_lock lock{mutex_};
         for (;;) {
             wake_.wait(lock, [this] { return current_ && wanted_ > 0; });
             Job& job = *current_;

@@ -29,7 +29,7 @@ bool is_system_folder(const QString& folder) {
     static constexpr const char* kSystemFolders[] = {"/usr/", "/bin/", "/sbin/", "/lib",   "/opt/",
                                                      "/etc/", "/nix/", "/gnu/",  "/snap/", "/app/"};
     return std::any_of(std::begin(kSystemFolders), std::end(kSystemFolders),
-                       [&](const char* start) { return folder.startsWith(QLatin1String {start}); });
+                       [&](const char* start) { return folder.startsWith(QLatin1String{start}); });
 }
 
 /// Two spellings of one name have the same folded form. Lower-casing comes first, because stored paths went
@@ -42,7 +42,7 @@ QString spellings_path() { return settings_folder() + QStringLiteral("spellings.
 QStringList read_spellings() {
     const QString text = QString::fromUtf8(read_whole(spellings_path(), kLargestSpellings).content);
     QStringList spellings;
-    for (const QStringView line : QStringView {text}.tokenize(u'\n')) {
+    for (const QStringView line : QStringView{text}.tokenize(u'\n')) {
         qsizetype at = 0;
         if (const auto spelling = unquoted(line, at)) spellings += *spelling;
     }
@@ -61,7 +61,7 @@ std::optional<QString> remembered(const QString& path) {
 std::optional<QString> only_match(const QString& folder, const QString& name) {
     const QString wanted = folded(name);
     std::optional<QString> match;
-    QDirIterator entries {folder, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot};
+    QDirIterator entries{folder, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot};
     while (entries.hasNext()) {
         entries.next();
         if (folded(entries.fileName()) != wanted) continue;
@@ -74,7 +74,7 @@ std::optional<QString> only_match(const QString& folder, const QString& name) {
 }  // namespace
 
 QString choose_program_folder(const QString& own, const QString& user) {
-    const QFileInfo info {own};
+    const QFileInfo info{own};
     const bool is_ours =
         !own.isEmpty() && info.isDir() && info.isWritable() && !is_system_folder(folder_name(own));
     return folder_name(is_ours ? own : user);
@@ -85,10 +85,10 @@ QString program_folder() {
     if (folder.isEmpty()) {
         const QString data = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
         folder = choose_program_folder(
-            QCoreApplication::instance() ? QCoreApplication::applicationDirPath() : QString {},
+            QCoreApplication::instance() ? QCoreApplication::applicationDirPath() : QString{},
             data + QStringLiteral("/quillmark"));
     }
-    QDir {}.mkpath(folder);
+    QDir{}.mkpath(folder);
     return folder_name(folder);
 }
 
@@ -103,10 +103,10 @@ QString resolve_without_case(const QString& path) {
     if (path.isEmpty() || QFileInfo::exists(path)) return path;
     if (const auto spelling = remembered(path)) return *spelling;
 
-    QString resolved = path.startsWith(u'/') ? QStringLiteral("/") : QString {};
+    QString resolved = path.startsWith(u'/') ? QStringLiteral("/") : QString{};
     for (const QString& name : path.split(u'/', Qt::SkipEmptyParts)) {
         const auto match = QFileInfo::exists(resolved + name)
-                               ? std::optional {name}
+                               ? std::optional{name}
                                : only_match(resolved.isEmpty() ? QStringLiteral(".") : resolved, name);
         if (!match) return path;
         resolved += *match + u'/';
@@ -118,7 +118,7 @@ QString resolve_without_case(const QString& path) {
 void remember_spelling(const QString& path) {
     if (path.isEmpty() || path == path.toLower() || !is_writable_folder(settings_folder())) return;
     if (const QStringList known = read_spellings(); !known.isEmpty() && known.first() == path) return;
-    QLockFile lock {spellings_path() + QStringLiteral(".lock")};
+    QLockFile lock{spellings_path() + QStringLiteral(".lock")};
     if (!take_lock(lock, kSpellingPatience)) return;
 
     QStringList spellings = read_spellings();

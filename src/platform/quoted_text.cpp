@@ -25,13 +25,13 @@ std::optional<QChar> read_escape(QStringView line, qsizetype& at) {
     if (at >= line.size()) return {};
     const QChar letter = line[at++];
     for (const Escape& escape : kEscapes) {
-        if (letter == escape.letter) return QChar {escape.plain};
+        if (letter == escape.letter) return QChar{escape.plain};
     }
     if (letter != u'u' || line.size() - at < 4) return {};
     bool is_number = false;
     const ushort code = line.sliced(at, 4).toUShort(&is_number, 16);
     at += 4;
-    return is_number ? std::optional {QChar {code}} : std::nullopt;
+    return is_number ? std::optional{QChar{code}} : std::nullopt;
 }
 
 }  // namespace
@@ -46,9 +46,9 @@ QString quoted(QStringView text) {
                                           [c](const Escape& candidate) { return c == candidate.plain; });
         if (escape != std::end(kEscapes)) {
             line += u'\\';
-            line += QChar {escape->letter};
+            line += QChar{escape->letter};
         } else if (needs_number(text, at)) {
-            line += QStringLiteral("\\u%1").arg(c.unicode(), 4, 16, QLatin1Char {'0'});
+            line += QStringLiteral("\\u%1").arg(c.unicode(), 4, 16, QLatin1Char{'0'});
         } else {
             line += c;
         }

@@ -67,8 +67,8 @@ bool RegistryHive::create_key(const QString& key) {
     for (auto at = missing.rbegin(); at != missing.rend(); ++at) {
         // A new key stands below its parent as that was first spelled.
         const auto parent = keys_.find(parent_of(*at).toCaseFolded());
-        const QString above = parent == keys_.end() ? QString {} : parent->second.path;
-        keys_.emplace(at->toCaseFolded(), Key {above + at->sliced(above.size()), next_order_++, {}});
+        const QString above = parent == keys_.end() ? QString{} : parent->second.path;
+        keys_.emplace(at->toCaseFolded(), Key{above + at->sliced(above.size()), next_order_++, {}});
     }
     return true;
 }
@@ -116,7 +116,7 @@ bool RegistryHive::set_value(const QString& key, const QString& name, const QStr
         return false;
     }
     const auto [at, is_new] =
-        keys_.at(folded_key).values.try_emplace(name.toCaseFolded(), Value {name, {}, next_order_});
+        keys_.at(folded_key).values.try_emplace(name.toCaseFolded(), Value{name, {}, next_order_});
     if (is_new) ++next_order_;
     at->second.text = text;
     return true;
@@ -159,13 +159,13 @@ bool RegistryHive::read_line(QStringView line, QString& key) {
 }
 
 std::optional<RegistryHive> RegistryHive::from_text(const QByteArray& text) {
-    QStringDecoder decoder {QStringDecoder::Utf8, QStringDecoder::Flag::Stateless};
+    QStringDecoder decoder{QStringDecoder::Utf8, QStringDecoder::Flag::Stateless};
     const QString decoded = decoder.decode(text);
     if (decoder.hasError()) return {};
     RegistryHive hive;
     QString key;
     bool first = true;
-    for (QStringView line : QStringView {decoded}.tokenize(u'\n')) {
+    for (QStringView line : QStringView{decoded}.tokenize(u'\n')) {
         if (line.endsWith(u'\r')) line.chop(1);
         const bool good = first ? line == kFirstLine : hive.read_line(line, key);
         if (!good) return {};

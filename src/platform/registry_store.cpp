@@ -66,7 +66,7 @@ void RegistryStore::Private::read(HiveFile& file, bool is_locked) {
         } else if (is_locked) {
             put_aside(file);
         } else {
-            QLockFile lock {lock_path()};
+            QLockFile lock{lock_path()};
             if (take_lock(lock, kLockPatience)) return read(file, true);
             file.is_readable = false;
         }
@@ -118,7 +118,7 @@ Flushed RegistryStore::Private::flush(int patience) {
         last_flush_failed = true;
         return Flushed::failed;
     }
-    QLockFile lock {lock_path()};
+    QLockFile lock{lock_path()};
     if (!take_lock(lock, patience)) {
         if (lock.error() == QLockFile::LockFailedError) return Flushed::lock_taken;
         last_flush_failed = true;
@@ -136,7 +136,7 @@ void RegistryStore::Private::on_timer() {
     if (flush(0) == Flushed::lock_taken) timer.start();
 }
 
-RegistryStore::RegistryStore(QString folder) : d_ {std::make_unique<Private>()} {
+RegistryStore::RegistryStore(QString folder) : d_{std::make_unique<Private>()} {
     d_->folder = QDir::cleanPath(folder);
     d_->files[0].path = d_->folder + QStringLiteral("/local_machine.registry");
     d_->files[1].path = d_->folder + QStringLiteral("/classes_root.registry");

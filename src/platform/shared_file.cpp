@@ -9,9 +9,9 @@
 namespace quillmark::platform {
 
 WholeFile read_whole(const QString& path, qint64 largest) {
-    const QFileInfo info {path};
+    const QFileInfo info{path};
     if (!info.exists()) return {};
-    QFile file {path};
+    QFile file{path};
     // A pipe or device in the file's place must not be opened: it could block for ever.
     if (!info.isFile() || !file.open(QIODevice::ReadOnly)) return {ReadState::unreadable, {}};
     if (file.size() > largest) return {ReadState::too_large, {}};
@@ -21,13 +21,13 @@ WholeFile read_whole(const QString& path, qint64 largest) {
 }
 
 bool replace_whole(const QString& path, const QByteArray& content) {
-    QSaveFile file {path};
+    QSaveFile file{path};
     return file.open(QIODevice::WriteOnly) && file.write(content) == content.size() && file.commit();
 }
 
 bool is_writable_folder(const QString& folder) {
-    if (!QDir {}.mkpath(folder)) return false;
-    const QFileInfo info {folder};
+    if (!QDir{}.mkpath(folder)) return false;
+    const QFileInfo info{folder};
     return info.isDir() && info.isWritable();
 }
 
@@ -37,7 +37,7 @@ bool take_lock(QLockFile& lock, int milliseconds) {
     // An owner who died is known by its process. One who died before writing down which it was left an empty
     // file: only age tells, and a living owner needs no second to fill it.
     constexpr int kStale = 30000, kStaleWithoutOwner = 1000;
-    const QDeadlineTimer deadline {milliseconds};
+    const QDeadlineTimer deadline{milliseconds};
     while (!lock.tryLock(0)) {
         if (lock.error() != QLockFile::LockFailedError || deadline.hasExpired()) return false;
         qint64 owner = 0;

@@ -7,7 +7,7 @@
 namespace quillmark::platform {
 
 bool open_document(const QString& path) {
-    const QFileInfo document {path};
+    const QFileInfo document{path};
     return document.exists() && QDesktopServices::openUrl(QUrl::fromLocalFile(document.absoluteFilePath()));
 }
 

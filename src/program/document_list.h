@@ -16,7 +16,7 @@ class DocumentList {
         std::function<std::int32_t()> active;  ///< 0 when there is none
         std::function<void()> send_active_to_back;
     };
-    explicit DocumentList(Windows windows) : windows_ {std::move(windows)} { RedimKids(); }
+    explicit DocumentList(Windows windows) : windows_{std::move(windows)} { RedimKids(); }
 
     std::int16_t KidCount = 0;
 

@@ -33,7 +33,7 @@ class Prompts {
 /// The real one: Qt's message boxes and dialogs over the given window.
 class DesktopPrompts final : public Prompts {
   public:
-    explicit DesktopPrompts(QWidget* owner) : owner_ {owner} {}
+    explicit DesktopPrompts(QWidget* owner) : owner_{owner} {}
     Answer message(const QString& text, const QString& title, Icon icon, Buttons buttons) override;
     Answer message_with_detail(const QString& text, const QString& detail, const QString& title,
                                Icon icon) override;

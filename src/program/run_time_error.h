@@ -9,7 +9,7 @@ namespace quillmark::program {
 class RunTimeError : public std::runtime_error {
   public:
     RunTimeError(int number, const QString& description)
-        : std::runtime_error {description.toStdString()}, number_ {number} {}
+        : std::runtime_error{description.toStdString()}, number_{number} {}
     int number() const { return number_; }
     QString description() const { return QString::fromUtf8(what()); }
 

@@ -7,7 +7,7 @@ namespace quillmark::program {
 namespace {
 
 QLabel* make_field(QWidget* parent, const char* name, const QString& purpose, const QString& widest) {
-    auto* field = new QLabel {parent};
+    auto* field = new QLabel{parent};
     field->setObjectName(QString::fromLatin1(name));
     field->setAccessibleName(purpose);
     field->setToolTip(purpose);
@@ -20,11 +20,11 @@ QLabel* make_field(QWidget* parent, const char* name, const QString& purpose, co
 
 }  // namespace
 
-StatusBar::StatusBar(QWidget* parent) : QWidget {parent} {
+StatusBar::StatusBar(QWidget* parent) : QWidget{parent} {
     setObjectName(QStringLiteral("Picture2"));
-    first_ = new QStackedWidget {this};
+    first_ = new QStackedWidget{this};
     StatFileName = make_field(first_, "StatFileName", tr("File format"), {});
-    StatGauge = new QProgressBar {first_};
+    StatGauge = new QProgressBar{first_};
     StatGauge->setObjectName(QStringLiteral("StatGauge"));
     StatGauge->setAccessibleName(tr("Progress"));
     StatGauge->setRange(0, 100);
@@ -36,7 +36,7 @@ StatusBar::StatusBar(QWidget* parent) : QWidget {parent} {
     StatZoom = make_field(this, "StatZoom", tr("Zoom"), QStringLiteral("STRETCHED"));
     StatSize = make_field(this, "StatSize", tr("Size in memory"), QStringLiteral("999,999,999 bytes"));
 
-    auto* row = new QHBoxLayout {this};
+    auto* row = new QHBoxLayout{this};
     row->setContentsMargins(2, 2, 2, 2);
     row->setSpacing(2);
     row->addWidget(first_, 1);

@@ -18,7 +18,7 @@ RegistryStore::Hive hive_of(Root root) {
 }  // namespace
 
 Settings::Settings(RegistryStore& store, std::function<void(const QString& message)> report)
-    : store_ {store}, report_ {std::move(report)} {}
+    : store_{store}, report_{std::move(report)} {}
 
 void Settings::SetKeyValue(Root root, const QString& key, const QString& name, const QString& text) {
     if (store_.set_value(hive_of(root), key, name, text)) return;
@@ -27,8 +27,8 @@ void Settings::SetKeyValue(Root root, const QString& key, const QString& name, c
 }
 
 QString Settings::QueryKeyValue(Root root, const QString& key, const QString& name) const {
-    QString text = store_.value(hive_of(root), key, name).value_or(QString {});
-    return text.size() <= kLongestValue ? text : QString {};
+    QString text = store_.value(hive_of(root), key, name).value_or(QString{});
+    return text.size() <= kLongestValue ? text : QString{};
 }
 
 std::span<const Setting> all_settings() {

@@ -28,7 +28,7 @@ bool fits_16_bits(int value) { return value >= INT16_MIN && value <= INT16_MAX; 
 }  // namespace
 
 Qt::WindowStates Viewer::window_state() const {
-    return window_ ? window_->windowState() : Qt::WindowStates {};
+    return window_ ? window_->windowState() : Qt::WindowStates{};
 }
 
 void Viewer::check_view(const char16_t* id) { frame_.tools().set_checked(id, true); }

@@ -9,11 +9,11 @@
 #include <QImage>
 #include <QMdiArea>
 #include <QMdiSubWindow>
-#include <QTemporaryDir>
 #include <QMimeData>
 #include <QPainter>
 #include <QScrollBar>
 #include <QStatusBar>
+#include <QTemporaryDir>
 #include <QTest>
 #include <memory>
 
@@ -33,13 +33,15 @@ class Desk : public testing::Test {
     void TearDown() override { frame_.reset(); }
 
     QString path(const QString& name) const { return folder_.filePath(name); }
-    QString program_file(const QString& name) const { return folder_.filePath(QStringLiteral("program/") + name); }
+    QString program_file(const QString& name) const {
+        return folder_.filePath(QStringLiteral("program/") + name);
+    }
 
     /// Starts the frame (again): what an earlier one stored is found by the next.
     frame::ImageProcess& start(const QStringList& arguments = {}) {
         frame_.reset();
-        frame_ = std::make_unique<frame::ImageProcess>(
-            frame::ImageProcess::Start{program_file({}), path(QStringLiteral("settings")), arguments, &prompts_});
+        frame_ = std::make_unique<frame::ImageProcess>(frame::ImageProcess::Start{
+            program_file({}), path(QStringLiteral("settings")), arguments, &prompts_});
         frame_->MDIForm_Load();
         frame_->show();
         QCoreApplication::processEvents();
@@ -48,10 +50,12 @@ class Desk : public testing::Test {
     }
 
     /// A PNG file of random-looking colours, written by Qt and not by our own encoder.
-    QString make_image(const QString& name, int width, int height, QImage::Format format = QImage::Format_RGB32) {
+    QString make_image(const QString& name, int width, int height,
+                       QImage::Format format = QImage::Format_RGB32) {
         QImage image{width, height, QImage::Format_RGB32};
         for (int y = 0; y < height; ++y) {
-            for (int x = 0; x < width; ++x) image.setPixel(x, y, qRgb(x * 7 % 256, y * 5 % 256, (x + y) * 3 % 256));
+            for (int x = 0; x < width; ++x)
+                image.setPixel(x, y, qRgb(x * 7 % 256, y * 5 % 256, (x + y) * 3 % 256));
         }
         const QString file = path(name);
         EXPECT_TRUE(image.convertToFormat(format).save(file, "PNG"));

@@ -63,7 +63,7 @@ Result<std::vector<Page>> find_pages(ByteReader in) {
             at = next;
         }
     }
-    if (pages.empty()) return Error {Fault::truncated, "bitmap file header"};
+    if (pages.empty()) return Error{Fault::truncated, "bitmap file header"};
     return pages;
 }
 
@@ -71,7 +71,7 @@ int clamp_page(int page, std::size_t count) { return std::clamp(page, 1, static_
 
 Result<Outcome> decode_small(const ByteReader& in, const DibHeader& header, const ReadOptions& options) {
     if (header.width > kLargestIconSide || header.height > 2 * kLargestIconSide) {
-        return Error {Fault::too_large, "icon's width or height"};
+        return Error{Fault::too_large, "icon's width or height"};
     }
     RowSink nobody;
     return decode_dib(in, header, options, nobody);
@@ -85,7 +85,7 @@ Result<Bitmap> compose(const Bitmap& halves, const std::optional<Bitmap>& colour
     if (!mask) return mask;
     if (colours) {
         const bool same_size = colours->width() == mask->width() && colours->height() == height;
-        return same_size ? with_mask(*colours, *mask, limits) : Result<Bitmap> {*colours};
+        return same_size ? with_mask(*colours, *mask, limits) : Result<Bitmap>{*colours};
     }
     auto picture = copy_rows(halves, height, height, limits);
     if (!picture) return picture;
@@ -98,14 +98,14 @@ Result<Bitmap> compose(const Bitmap& halves, const std::optional<Bitmap>& colour
 Result<Outcome> decode_icon(const ByteReader& in, const Page& page, const ReadOptions& options) {
     const auto mask_header = read_dib_header(in, page.place);
     if (!mask_header) return mask_header.error();
-    if (mask_header->bits != 1 || mask_header->height < 2) return Error {Fault::malformed, "icon mask"};
+    if (mask_header->bits != 1 || mask_header->height < 2) return Error{Fault::malformed, "icon mask"};
     const auto halves = decode_small(in, *mask_header, options);
     if (!halves) return halves.error();
     std::optional<Bitmap> colours;
     int format_code = halves->format_code;
     if (is_colour_icon(page.kind)) {
         const auto colour_page = read_page(in, mask_header->headers_end);
-        if (!colour_page) return Error {Fault::malformed, "colour icon"};
+        if (!colour_page) return Error{Fault::malformed, "colour icon"};
         const auto header = read_dib_header(in, colour_page->place);
         if (!header) return header.error();
         auto outcome = decode_small(in, *header, options);
@@ -118,7 +118,7 @@ Result<Outcome> decode_icon(const ByteReader& in, const Page& page, const ReadOp
     picture->metadata().hot_spot_x = page.hot_spot_x;
     picture->metadata().hot_spot_y = page.hot_spot_y;
     const int height = picture->height();
-    return Outcome {std::move(*picture), format_code, height, height, {}};
+    return Outcome{std::move(*picture), format_code, height, height, {}};
 }
 
 Result<ImageInfo> page_info(const ByteReader& in, const Page& page, const ReadOptions& options) {
@@ -231,12 +231,12 @@ constexpr std::string_view kHeaderlessExtensions[] = {"dib"};
 }  // namespace
 
 extern const Codec bmp;
-const Codec bmp {"BMP", kFormats, kExtensions, Pages::one, false,     true,
-                 probe, info,     decode,      nullptr,    encode_bmp};
+const Codec bmp{"BMP", kFormats, kExtensions, Pages::one, false,     true,
+                probe, info,     decode,      nullptr,    encode_bmp};
 
 extern const Codec dib;
-const Codec dib {"DIB",  kHeaderlessFormats, kHeaderlessExtensions, Pages::one,        false,
-                 false,  probe_headerless,   info_headerless,       decode_headerless, nullptr,
-                 nullptr};
+const Codec dib{"DIB",  kHeaderlessFormats, kHeaderlessExtensions, Pages::one,        false,
+                false,  probe_headerless,   info_headerless,       decode_headerless, nullptr,
+                nullptr};
 
 }  // namespace quillmark::imaging::codecs

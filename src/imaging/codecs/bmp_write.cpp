@@ -20,7 +20,7 @@ constexpr int scale(int value, int max) { return (value * 255 + max / 2) / max; 
 // Whether a green value of 16-bit colour can come from 5 bits, widened by scaling or by repeating its top
 // bits.
 std::array<bool, 256> five_bit_levels() {
-    std::array<bool, 256> known {};
+    std::array<bool, 256> known{};
     for (int v = 0; v < 32; ++v) {
         known[static_cast<std::size_t>(scale(v, 31))] = true;
         known[static_cast<std::size_t>(v << 3 | v >> 2)] = true;
@@ -60,7 +60,7 @@ Result<Plan> make_plan(const Bitmap& bitmap, int format_code) {
     plan.os2 = format_code == kOs2Code;
     plan.bits = bitmap.bits();
     if (plan.os2 && (bitmap.width() > 65'535 || bitmap.height() > 65'535))
-        return Error {Fault::too_large, "width or height"};
+        return Error{Fault::too_large, "width or height"};
     plan.is_565 = plan.bits == 16 && !fits_555(bitmap);
     plan.info_header = plan.os2 ? 12 : plan.bits == 32 ? 108 : 40;
     plan.mask_bytes = plan.is_565 ? 12 : 0;
@@ -72,7 +72,7 @@ Result<Plan> make_plan(const Bitmap& bitmap, int format_code) {
     const std::int64_t stride = (static_cast<std::int64_t>(bitmap.width()) * plan.bits + 31) / 32 * 4;
     plan.image_bytes = static_cast<std::uint64_t>(stride * bitmap.height());
     if (plan.image_bytes + plan.bits_at() > std::numeric_limits<std::uint32_t>::max()) {
-        return Error {Fault::too_large, "file size"};
+        return Error{Fault::too_large, "file size"};
     }
     plan.stride = static_cast<std::uint32_t>(stride);
     return plan;
@@ -122,7 +122,7 @@ void write_headers(const Bitmap& bitmap, const Plan& plan, ByteWriter& out) {
     out.u32le(plan.info_header);
     plan.os2 ? write_core_header(bitmap, plan, out) : write_windows_header(bitmap, plan, out);
     for (std::uint32_t i = 0; i < plan.palette_entries; ++i) {
-        const Rgba entry = i < bitmap.palette().size() ? bitmap.palette()[i] : Rgba {};
+        const Rgba entry = i < bitmap.palette().size() ? bitmap.palette()[i] : Rgba{};
         out.u8(entry.b);
         out.u8(entry.g);
         out.u8(entry.r);
@@ -180,10 +180,10 @@ Result<void> encode_bmp(const Bitmap& bitmap, ByteWriter& out, const WriteOption
             pack_row(bitmap, height - 1 - row - i, *plan, rgb,
                      chunk.data() + static_cast<std::size_t>(i) * plan->stride);
         }
-        out.write(std::span {chunk}.first(static_cast<std::size_t>(count) * plan->stride));
-        if (out.failed()) return Error {Fault::io, "writing"};
+        out.write(std::span{chunk}.first(static_cast<std::size_t>(count) * plan->stride));
+        if (out.failed()) return Error{Fault::io, "writing"};
         if (options.progress && !options.progress(row + count, height))
-            return Error {Fault::cancelled, "bitmap"};
+            return Error{Fault::cancelled, "bitmap"};
     }
     return {};
 }

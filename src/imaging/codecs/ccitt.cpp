@@ -74,11 +74,11 @@ using RunTable = std::array<Entry, 1 << kIndexBits>;
 
 template <std::size_t N>
 constexpr RunTable make_table(const RunCode (&codes)[N]) {
-    RunTable table {};
+    RunTable table{};
     for (const RunCode& code : codes) {
         const int spare = kIndexBits - code.length;
         const std::size_t first = static_cast<std::size_t>(code.code) << spare;
-        for (std::size_t i = 0; i < std::size_t {1} << spare; ++i) table[first + i] = {code.run, code.length};
+        for (std::size_t i = 0; i < std::size_t{1} << spare; ++i) table[first + i] = {code.run, code.length};
     }
     return table;
 }
@@ -98,7 +98,7 @@ void paint_black(std::span<std::uint8_t> row, int first, int last) {
     }
     row[begin] |= head;
     std::fill(row.begin() + static_cast<std::ptrdiff_t>(begin) + 1,
-              row.begin() + static_cast<std::ptrdiff_t>(end), std::uint8_t {0xFF});
+              row.begin() + static_cast<std::ptrdiff_t>(end), std::uint8_t{0xFF});
     if (tail != 0) row[end] |= tail;
 }
 
@@ -146,7 +146,7 @@ bool HuffmanRowDecoder::skip_end_of_line() {
 }
 
 bool HuffmanRowDecoder::decode_row(std::span<std::uint8_t> row, int width) {
-    std::ranges::fill(row, std::uint8_t {0});
+    std::ranges::fill(row, std::uint8_t{0});
     int ends = 0;
     while (skip_end_of_line()) ++ends;
     if (ends > 1 && started_) return false;  // two in a row close the page

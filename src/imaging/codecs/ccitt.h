@@ -12,7 +12,7 @@ namespace quillmark::imaging {
 /// first.
 class HuffmanRowDecoder {
   public:
-    explicit HuffmanRowDecoder(ByteReader in) : in_ {std::move(in)} {}
+    explicit HuffmanRowDecoder(ByteReader in) : in_{std::move(in)} {}
     /// Fills row with packed pixels, most significant bit first, 0 for white runs and 1 for black ones; width
     /// pixels, row.size() >= (width + 7) / 8. Skips an end-of-line code before the row. False when the data
     /// end, no code matches or end-of-line codes close the page: the pixels so far are kept, the rest is

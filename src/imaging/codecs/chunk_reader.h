@@ -16,7 +16,7 @@ namespace quillmark::imaging::codecs {
 class ChunkReader {
   public:
     /// Starts at the reader's position.
-    explicit ChunkReader(ByteReader in) : in_ {std::move(in)} {
+    explicit ChunkReader(ByteReader in) : in_{std::move(in)} {
         if (in_.source() && !in_.source()->memory().empty()) take(in_.window());
     }
     ChunkReader(const ChunkReader&) = delete;
@@ -54,7 +54,7 @@ class ChunkReader {
         const std::size_t kept = size();
         if (kept > 0) std::memmove(own_.data(), at_, kept);
         const auto want = static_cast<std::size_t>(std::min<std::int64_t>(rest, kChunk));
-        const std::size_t got = in_.read(std::span {own_}.subspan(kept, want));
+        const std::size_t got = in_.read(std::span{own_}.subspan(kept, want));
         at_ = own_.data();
         end_ = at_ + kept + got;
         taken_ += static_cast<std::int64_t>(got);

@@ -20,7 +20,7 @@ constexpr std::int64_t kMostProfileBytes = 64 << 20;
 
 // The header's bytes, zero where a cut header ends.
 struct RawHeader {
-    std::array<std::uint8_t, kV5Header> bytes {};
+    std::array<std::uint8_t, kV5Header> bytes{};
     int size = 0;
 
     std::uint32_t u16(std::size_t at) const {
@@ -34,12 +34,12 @@ Result<RawHeader> read_raw_header(ByteReader& in, std::int64_t at) {
     RawHeader raw;
     in.seek(at);
     const std::uint32_t size = in.u32le();
-    if (in.failed()) return Error {Fault::truncated, "bitmap header"};
+    if (in.failed()) return Error{Fault::truncated, "bitmap header"};
     const bool plausible = size == kCoreHeader || (size >= kSmallestHeader && size <= kV5Header);
-    if (!plausible) return Error {Fault::malformed, "bitmap header size"};
+    if (!plausible) return Error{Fault::malformed, "bitmap header size"};
     raw.size = static_cast<int>(size);
-    in.read(std::span {raw.bytes}.subspan(4, size - 4));
-    if (in.failed()) return Error {Fault::truncated, "bitmap header"};
+    in.read(std::span{raw.bytes}.subspan(4, size - 4));
+    if (in.failed()) return Error{Fault::truncated, "bitmap header"};
     return raw;
 }
 
@@ -48,7 +48,7 @@ Result<void> read_sides(const RawHeader& raw, DibHeader& header) {
     const std::int64_t width = core ? static_cast<std::int32_t>(raw.u16(4)) : raw.i32(4);
     const std::int64_t height = core ? static_cast<std::int32_t>(raw.u16(6)) : raw.i32(8);
     if (width < 1 || height == 0 || height == std::numeric_limits<std::int32_t>::min()) {
-        return Error {Fault::malformed, "width or height"};
+        return Error{Fault::malformed, "width or height"};
     }
     header.width = static_cast<int>(width);
     header.height = static_cast<int>(height < 0 ? -height : height);
@@ -93,8 +93,8 @@ Result<DibPacking> packing_of(std::uint32_t compression, int bits, bool os2) {
         case 6: return bits == 24 ? DibPacking::none : DibPacking::bitfields;
         case 11:
         case 12:
-        case 13: return Error {Fault::unsupported, "CMYK bitmap"};
-        default: return Error {Fault::malformed, "bitmap compression"};
+        case 13: return Error{Fault::unsupported, "CMYK bitmap"};
+        default: return Error{Fault::malformed, "bitmap compression"};
     }
 }
 
@@ -107,7 +107,7 @@ bool is_contiguous(std::uint32_t mask) {
 Result<void> check_masks(const DibHeader& header) {
     std::uint32_t seen = 0;
     for (const std::uint32_t mask : header.masks) {
-        if (!is_contiguous(mask) || (mask & seen) != 0) return Error {Fault::malformed, "colour masks"};
+        if (!is_contiguous(mask) || (mask & seen) != 0) return Error{Fault::malformed, "colour masks"};
         seen |= mask;
     }
     return {};
@@ -160,9 +160,9 @@ Result<void> locate_pixels(const RawHeader& raw, const DibPlace& place, std::int
     const bool indexed = header.bits >= 1 && header.bits <= 8;
     const std::uint32_t full = indexed ? 1U << header.bits : 0;
     header.palette_entry_bytes = core ? 3 : 4;
-    if (indexed && std::int64_t {used} * 4 > file_size) return Error {Fault::malformed, "palette size"};
+    if (indexed && std::int64_t{used} * 4 > file_size) return Error{Fault::malformed, "palette size"};
     const std::int64_t space = place.bits_at - header.palette_at;
-    if (!core && (used == 0 || used == full) && indexed && space == 3 * std::int64_t {full})
+    if (!core && (used == 0 || used == full) && indexed && space == 3 * std::int64_t{full})
         header.palette_entry_bytes = 3;
 
     const std::uint32_t hinted = used <= 256 ? used : 0;  // colours of true-colour bitmaps are a hint to skip
@@ -231,14 +231,14 @@ ByteReader embedded_stream(const ByteReader& in, const DibHeader& header) {
 
 Result<ImageInfo> embedded_info(const ByteReader& in, const DibHeader& header, const ReadOptions& options) {
     const ByteReader stream = embedded_stream(in, header);
-    std::array<std::uint8_t, 64> head {};
+    std::array<std::uint8_t, 64> head{};
     ByteReader start = stream;
     const std::size_t count = start.read(head);
-    if (!embedded_codec(header).probe(std::span {head}.first(count)))
-        return Error {Fault::malformed, "embedded image"};
+    if (!embedded_codec(header).probe(std::span{head}.first(count)))
+        return Error{Fault::malformed, "embedded image"};
     auto info = embedded_codec(header).info(stream, options);
     if (info && (info->width != header.width || info->height != header.height)) {
-        return Error {Fault::malformed, "embedded image's size"};
+        return Error{Fault::malformed, "embedded image's size"};
     }
     return info;
 }
@@ -253,7 +253,7 @@ Result<Outcome> decode_embedded(const ByteReader& in, const DibHeader& header, R
     if (!outcome) return outcome;
     outcome->format_code = dib_format_code(header);
     Resolution& resolution = outcome->bitmap.metadata().resolution;
-    if (resolution == Resolution {}) resolution = header.resolution;
+    if (resolution == Resolution{}) resolution = header.resolution;
     return outcome;
 }
 
@@ -281,19 +281,19 @@ Result<DibHeader> read_dib_header(ByteReader in, const DibPlace& place) {
     const auto packing = packing_of(compression, header.bits, header.os2);
     if (!packing) return packing.error();
     header.packing = *packing;
-    if (!depth_fits(header.packing, header.bits)) return Error {Fault::malformed, "bits per pixel"};
+    if (!depth_fits(header.packing, header.bits)) return Error{Fault::malformed, "bits per pixel"};
 
     header.palette_at = place.header_at + raw->size;
     const bool masked = compression == 3 || compression == 6;
     if (masked && header.bits >= 16) header.palette_at += read_masks(in, *raw, compression, header);
     settle_masks(header);
-    if (in.failed()) return Error {Fault::truncated, "colour masks"};
+    if (in.failed()) return Error{Fault::truncated, "colour masks"};
     if (const auto masks = check_masks(header); !masks) return masks.error();
     header.image_bytes = core ? 0 : raw->u32(20);
     header.resolution = resolution_of(*raw, header.os2);
     find_profile(*raw, place.header_at, in.size(), header);
     if (const auto located = locate_pixels(*raw, place, in.size(), header); !located) return located.error();
-    if (header.bits_at >= in.size()) return Error {Fault::truncated, "pixels"};
+    if (header.bits_at >= in.size()) return Error{Fault::truncated, "pixels"};
     settle_jpeg(in, header);
     return header;
 }
@@ -333,7 +333,7 @@ Result<ImageInfo> dib_info(const ByteReader& in, const DibHeader& header, const 
         info.orientation = embedded->orientation;
         info.resolution = embedded->resolution;
     }
-    if (info.resolution == Resolution {}) info.resolution = header.resolution;
+    if (info.resolution == Resolution{}) info.resolution = header.resolution;
     info.format_code = dib_format_code(header);
     info.width = header.width;
     info.height = header.height;
@@ -355,10 +355,10 @@ Result<Outcome> decode_dib(const ByteReader& in, const DibHeader& header, const 
     sink.begin(*bitmap);
     const auto rows = read_rows(in, header, *bitmap, sink);
     if (!rows) return rows.error();
-    if (*rows == 0) return Error {Fault::truncated, "pixels"};
+    if (*rows == 0) return Error{Fault::truncated, "pixels"};
     if (!header.keep_alpha && codecs::make_opaque_if_invisible(*bitmap, dib::row_order(header), *rows) &&
         !sink.rows(*bitmap, 0, header.height, *rows, header.height)) {
-        return Error {Fault::cancelled, "bitmap"};
+        return Error{Fault::cancelled, "bitmap"};
     }
     return codecs::outcome_of(std::move(*bitmap), dib_format_code(header), *rows);
 }

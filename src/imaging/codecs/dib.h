@@ -22,7 +22,7 @@ struct DibHeader {
     bool top_down = false;  ///< the first row stored is the top one
     int bits = 0;           ///< stored bits per pixel: 1, 2, 4, 8, 16, 24, 32 or 64; 0 for JPEG and PNG
     DibPacking packing = DibPacking::none;
-    std::array<std::uint32_t, 4> masks {};  ///< red, green, blue, alpha of 16 and 32 bits; 0: no such channel
+    std::array<std::uint32_t, 4> masks{};  ///< red, green, blue, alpha of 16 and 32 bits; 0: no such channel
     bool keep_alpha = false;  ///< alpha that is 0 everywhere stays so instead of being taken as missing
     std::int64_t palette_at = 0;
     int palette_entries = 0;

@@ -16,7 +16,7 @@ constexpr int kReportRows = 64;
 class Steps {
   public:
     Steps(const DibHeader& header, const Bitmap& bitmap, RowSink& sink)
-        : order_ {row_order(header)}, bitmap_ {bitmap}, sink_ {sink} {}
+        : order_{row_order(header)}, bitmap_{bitmap}, sink_{sink} {}
 
     /// Rows before `row` are complete. False: the user stopped.
     bool reached(int row) { return row - told_ < kReportRows || tell(row); }
@@ -38,7 +38,7 @@ class Steps {
 struct Rle8 {
     using Colour = std::uint8_t;
     static constexpr std::size_t kPixelBytes = 1;
-    static std::size_t literal_bytes(std::size_t count) { return (count + 1) & ~std::size_t {1}; }
+    static std::size_t literal_bytes(std::size_t count) { return (count + 1) & ~std::size_t{1}; }
     static Colour colour(std::uint8_t value, ByteReader&) { return value; }
     static void run(std::uint8_t* out, std::size_t, std::size_t count, Colour value) {
         std::memset(out, value, count);
@@ -71,7 +71,7 @@ struct Rle4 {
 struct Rle24 {
     using Colour = std::array<std::uint8_t, 3>;
     static constexpr std::size_t kPixelBytes = 3;
-    static std::size_t literal_bytes(std::size_t count) { return (3 * count + 1) & ~std::size_t {1}; }
+    static std::size_t literal_bytes(std::size_t count) { return (3 * count + 1) & ~std::size_t{1}; }
     static Colour colour(std::uint8_t blue, ByteReader& in) {
         const std::uint8_t green = in.u8(), red = in.u8();
         return {red, green, blue};
@@ -88,11 +88,11 @@ template <typename Flavour>
 class RleDecoder {
   public:
     RleDecoder(const ByteReader& in, const DibHeader& header, Bitmap& bitmap, RowSink& sink)
-        : in_ {in.sub(header.bits_at)},
-          header_ {header},
-          order_ {row_order(header)},
-          bitmap_ {bitmap},
-          steps_ {header, bitmap, sink} {}
+        : in_{in.sub(header.bits_at)},
+          header_{header},
+          order_{row_order(header)},
+          bitmap_{bitmap},
+          steps_{header, bitmap, sink} {}
 
     Result<int> decode() {
         while (y_ < header_.height && !ended_) {
@@ -102,14 +102,14 @@ class RleDecoder {
                 run(count, value);
             else
                 escape(value);
-            if (!steps_.reached(y_)) return Error {Fault::cancelled, "bitmap"};
+            if (!steps_.reached(y_)) return Error{Fault::cancelled, "bitmap"};
         }
         if (!drawn_) return 0;
         // Rows that the end code leaves out are blank on purpose.
         const auto reached =
             static_cast<int>(std::min<std::int64_t>(y_ + x_ / header_.width, header_.height));
         const int rows = ended_ ? header_.height : reached;
-        if (!steps_.tell(rows)) return Error {Fault::cancelled, "bitmap"};
+        if (!steps_.tell(rows)) return Error{Fault::cancelled, "bitmap"};
         return rows;
     }
 
@@ -163,7 +163,7 @@ class RleDecoder {
 
     void literals(int count) {
         std::array<std::uint8_t, 3 * 256> data;
-        in_.read(std::span {data}.first(Flavour::literal_bytes(static_cast<std::size_t>(count))));
+        in_.read(std::span{data}.first(Flavour::literal_bytes(static_cast<std::size_t>(count))));
         if (in_.failed()) return;
         place(count, [&](std::uint8_t* out, std::size_t first, std::size_t part) {
             Flavour::literals(out, first, part, data.data());
@@ -184,21 +184,21 @@ class RleDecoder {
 
 Result<int> read_rle_rows(const ByteReader& in, const DibHeader& header, Bitmap& bitmap, RowSink& sink) {
     switch (header.packing) {
-        case DibPacking::rle8: return RleDecoder<Rle8> {in, header, bitmap, sink}.decode();
-        case DibPacking::rle4: return RleDecoder<Rle4> {in, header, bitmap, sink}.decode();
-        default: return RleDecoder<Rle24> {in, header, bitmap, sink}.decode();
+        case DibPacking::rle8: return RleDecoder<Rle8>{in, header, bitmap, sink}.decode();
+        case DibPacking::rle4: return RleDecoder<Rle4>{in, header, bitmap, sink}.decode();
+        default: return RleDecoder<Rle24>{in, header, bitmap, sink}.decode();
     }
 }
 
 Result<int> read_huffman_rows(const ByteReader& in, const DibHeader& header, Bitmap& bitmap, RowSink& sink) {
-    HuffmanRowDecoder decoder {in.sub(header.bits_at)};
-    Steps steps {header, bitmap, sink};
+    HuffmanRowDecoder decoder{in.sub(header.bits_at)};
+    Steps steps{header, bitmap, sink};
     const codecs::RowOrder order = row_order(header);
     int row = 0;
     while (row < header.height && decoder.decode_row(bitmap.writable_row(order.target(row)), header.width)) {
-        if (!steps.reached(++row)) return Error {Fault::cancelled, "bitmap"};
+        if (!steps.reached(++row)) return Error{Fault::cancelled, "bitmap"};
     }
-    if (!steps.tell(row)) return Error {Fault::cancelled, "bitmap"};
+    if (!steps.tell(row)) return Error{Fault::cancelled, "bitmap"};
     return row;
 }
 

@@ -34,7 +34,7 @@ struct Entry {
 // The block with its byte order; reads outside its bounds give 0.
 class TiffBlock {
   public:
-    explicit TiffBlock(std::span<const std::uint8_t> bytes) : bytes_ {bytes} {
+    explicit TiffBlock(std::span<const std::uint8_t> bytes) : bytes_{bytes} {
         if (bytes.size() < 8) return;
         big_endian_ = bytes[0] == 'M';
         valid_ = bytes[0] == bytes[1] && (big_endian_ || bytes[0] == 'I') && u16(2) == 42;
@@ -94,7 +94,7 @@ Resolution read_resolution(const TiffBlock& block, std::size_t directory) {
     const double x = block.rational(directory, kXResolution) * per_inch;
     const double y = block.rational(directory, kYResolution) * per_inch;
     const auto sane = [](double dpi) { return dpi > 0 && dpi <= 10'000; };
-    return sane(x) && sane(y) ? Resolution {x, y} : Resolution {};
+    return sane(x) && sane(y) ? Resolution{x, y} : Resolution{};
 }
 
 std::optional<ExifStamp> read_stamp(const TiffBlock& block, std::size_t directory) {
@@ -133,7 +133,7 @@ std::size_t stamp_directory(const TiffBlock& block, std::size_t first) {
 }  // namespace
 
 ExifFacts read_exif(std::span<const std::uint8_t> bytes) {
-    const TiffBlock block {bytes};
+    const TiffBlock block{bytes};
     ExifFacts facts;
     if (!block.valid()) return facts;
     const std::size_t first = block.u32(4);
@@ -145,25 +145,25 @@ ExifFacts read_exif(std::span<const std::uint8_t> bytes) {
 }
 
 std::vector<std::uint8_t> exif_for_saving(std::span<const std::uint8_t> bytes, Orientation orientation) {
-    const TiffBlock block {bytes};
+    const TiffBlock block{bytes};
     if (!block.valid()) return {};
     std::vector<std::uint8_t> result(bytes.begin(), bytes.end());
     const std::size_t first = block.u32(4);
     if (const Entry entry = block.find(first, kOrientation); entry.count == 1) {
         const bool high_first = bytes[0] == 'M' && entry.type != kByte;
         const std::size_t width = entry.type == kByte ? 1 : entry.type == kShort ? 2 : 4;
-        std::fill_n(result.begin() + static_cast<std::ptrdiff_t>(entry.value_at), 4, std::uint8_t {0});
+        std::fill_n(result.begin() + static_cast<std::ptrdiff_t>(entry.value_at), 4, std::uint8_t{0});
         result[entry.value_at + (high_first ? width - 1 : 0)] = static_cast<std::uint8_t>(orientation);
     }
     if (const std::size_t second = stamp_directory(block, first)) {
         const auto link = result.begin() + static_cast<std::ptrdiff_t>(block.link_at(first));
-        std::fill(link, link + 4, std::uint8_t {0});
+        std::fill(link, link + 4, std::uint8_t{0});
         if (const auto stamp = read_stamp(block, second)) {
             const auto begin = result.begin() + static_cast<std::ptrdiff_t>(stamp->offset);
             if (stamp->offset + stamp->size == result.size())
                 result.erase(begin, result.end());
             else
-                std::fill_n(begin, stamp->size, std::uint8_t {0});
+                std::fill_n(begin, stamp->size, std::uint8_t{0});
         }
     }
     return result;

@@ -45,8 +45,8 @@ bool probe(std::span<const std::uint8_t> head) {
 
 Table read_table(ByteReader& in, int flags) {
     if (!(flags & 0x80)) return {};
-    const Table table {in.position(), (flags & 7) + 1};
-    in.skip(std::int64_t {3} << table.bits);
+    const Table table{in.position(), (flags & 7) + 1};
+    in.skip(std::int64_t{3} << table.bits);
     return table;
 }
 
@@ -120,14 +120,14 @@ Result<File> read_file(ByteReader& in, const Limits& limits) {
     const int flags = in.u8();
     in.skip(2);
     const Table global = read_table(in, flags);
-    if (in.failed()) return Error {Fault::truncated, "GIF header"};
-    Frame next {.table = global};
+    if (in.failed()) return Error{Fault::truncated, "GIF header"};
+    Frame next{.table = global};
     while (!in.failed() && !in.at_end() && std::ssize(file.frames) < limits.max_pages) {
         const int block = in.u8();
         if (block == 0x3B) break;
         if (block == 0x2C) {
             if (read_frame(in, next) && next.width > 0 && next.height > 0) file.frames.push_back(next);
-            next = Frame {.table = global};
+            next = Frame{.table = global};
         } else if (block == 0x21) {
             const int label = in.u8();
             if (label == 0xF9)
@@ -138,7 +138,7 @@ Result<File> read_file(ByteReader& in, const Limits& limits) {
                 skip_blocks(in);
         }  // other bytes between blocks are stepped over
     }
-    if (file.frames.empty()) return Error {Fault::truncated, "GIF without a picture"};
+    if (file.frames.empty()) return Error{Fault::truncated, "GIF without a picture"};
     settle_screen(file);
     return file;
 }
@@ -167,17 +167,17 @@ int base_of(const File& file, int page) {
 }
 
 Plan plan_for(const File& file, int page) {
-    Plan plan {.base = base_of(file, page), .page = page};
+    Plan plan{.base = base_of(file, page), .page = page};
     const Frame& base = file.frames[static_cast<std::size_t>(plan.base)];
     plan.covered = covers(file, base);
-    const std::span frames {file.frames.begin() + plan.base, file.frames.begin() + page + 1};
+    const std::span frames{file.frames.begin() + plan.base, file.frames.begin() + page + 1};
     const bool one_table = std::ranges::all_of(frames, [&](const Frame& f) { return f.table == base.table; });
     const bool clears = std::ranges::any_of(frames.first(frames.size() - 1),
                                             [](const Frame& f) { return f.disposal == Disposal::clear; });
     const bool one_hole =
         base.transparent >= 0 && base.transparent < 1 << base.table.bits &&
         std::ranges::all_of(frames, [&](const Frame& f) { return f.transparent == base.transparent; });
-    const bool small = std::int64_t {file.width} * file.height <= kMaxFilledScreen;
+    const bool small = std::int64_t{file.width} * file.height <= kMaxFilledScreen;
     const bool opaque = plan.covered && base.transparent < 0 && !clears;
     plan.indexed = one_table && (opaque || (one_hole && (plan.covered || small)));
     if (!plan.indexed) return plan;
@@ -189,7 +189,7 @@ Plan plan_for(const File& file, int page) {
 Palette read_palette(ByteReader& in, const Table& table) {
     if (table.bits == 0) return gray_palette(256);
     in.seek(table.at);
-    Palette palette(std::size_t {1} << table.bits);
+    Palette palette(std::size_t{1} << table.bits);
     for (Rgba& color : palette) color = {in.u8(), in.u8(), in.u8(), 255};
     return palette;
 }
@@ -197,7 +197,7 @@ Palette read_palette(ByteReader& in, const Table& table) {
 /// The screen while frames are drawn on it.
 class Screen {
   public:
-    Screen(Bitmap bitmap, const Plan& plan) : bitmap_ {std::move(bitmap)}, plan_ {plan} {}
+    Screen(Bitmap bitmap, const Plan& plan) : bitmap_{std::move(bitmap)}, plan_{plan} {}
 
     Bitmap& bitmap() { return bitmap_; }
 
@@ -207,7 +207,7 @@ class Screen {
         frame_ = &frame;
         is_base_ = is_base;
         palette_ = std::move(palette);
-        palette_.resize(256, Rgba {0, 0, 0, 255});
+        palette_.resize(256, Rgba{0, 0, 0, 255});
         // An index beyond its table is shown as its first colour.
         entries_ = frame.table.bits ? 1 << frame.table.bits : 256;
     }
@@ -222,7 +222,7 @@ class Screen {
         else if (bitmap_.layout() == Layout::index8)
             draw_indices(row + frame_->left, indices, count);
         else
-            draw_colors(row + std::size_t {4} * static_cast<std::size_t>(frame_->left), indices, count);
+            draw_colors(row + std::size_t{4} * static_cast<std::size_t>(frame_->left), indices, count);
     }
     /// Empties the part of the screen under a frame.
     void clear(const Frame& frame) {
@@ -290,12 +290,12 @@ class Screen {
             std::memcpy(out, indices, size);
             if (entries_ == 256) return;
             const auto last = static_cast<std::uint8_t>(entries_ - 1);
-            for (std::size_t i = 0; i < size; ++i) out[i] = out[i] <= last ? out[i] : std::uint8_t {0};
+            for (std::size_t i = 0; i < size; ++i) out[i] = out[i] <= last ? out[i] : std::uint8_t{0};
             return;
         }
         for (std::size_t i = 0; i < size; ++i) {
             if (indices[i] != frame_->transparent)
-                out[i] = indices[i] < entries_ ? indices[i] : std::uint8_t {0};
+                out[i] = indices[i] < entries_ ? indices[i] : std::uint8_t{0};
         }
     }
     void draw_colors(std::uint8_t* out, const std::uint8_t* indices, int count) const {
@@ -317,7 +317,7 @@ class Screen {
 // The frame's row that stands at place n of the data.
 int row_at(const Frame& frame, int n) {
     if (!frame.interlaced) return n;
-    constexpr std::array<std::array<int, 2>, 4> kPasses {{{0, 8}, {4, 8}, {2, 4}, {1, 2}}};
+    constexpr std::array<std::array<int, 2>, 4> kPasses{{{0, 8}, {4, 8}, {2, 4}, {1, 2}}};
     for (const auto& [first, step] : kPasses) {
         const int rows = frame.height > first ? (frame.height - first + step - 1) / step : 0;
         if (n < rows) return first + n * step;
@@ -330,16 +330,16 @@ int row_at(const Frame& frame, int n) {
 class FrameDrawer {
   public:
     FrameDrawer(Screen& screen, const Plan& plan, RowSink& sink)
-        : screen_ {screen}, plan_ {plan}, sink_ {sink} {}
+        : screen_{screen}, plan_{plan}, sink_{sink} {}
 
     /// Returns the number of whole rows, or a negative number when the sink asks to stop.
     int draw(const Frame& frame, GifLzwDecoder& lzw, int number) {
         int whole = 0;
         for (int n = 0; n < frame.height;) {
             const int end = std::min(frame.height, n + kReportRows);
-            const std::int64_t have = lzw.decode_to(std::int64_t {end} * frame.width);
+            const std::int64_t have = lzw.decode_to(std::int64_t{end} * frame.width);
             for (int row = n; row < end; ++row) {
-                const std::int64_t at = std::int64_t {row} * frame.width;
+                const std::int64_t at = std::int64_t{row} * frame.width;
                 const auto count = static_cast<int>(std::clamp<std::int64_t>(have - at, 0, frame.width));
                 if (count == 0) return whole;
                 screen_.draw(row_at(frame, row), lzw.indices(at), count);
@@ -353,8 +353,8 @@ class FrameDrawer {
 
   private:
     bool report(const Frame& frame, int first, int last, int number) {
-        const std::int64_t total = std::int64_t {plan_.page - plan_.base + 1} * frame.height;
-        const std::int64_t done = std::int64_t {number - plan_.base} * frame.height + last;
+        const std::int64_t total = std::int64_t{plan_.page - plan_.base + 1} * frame.height;
+        const std::int64_t done = std::int64_t{number - plan_.base} * frame.height + last;
         const int height = screen_.bitmap().height();
         int from = 0, to = 0;  // nothing to see before the page's own frame
         if (number == plan_.page) {
@@ -381,7 +381,7 @@ void empty_missing_rows(Screen& screen, const Frame& frame, int whole) {
 class Composer {
   public:
     Composer(ByteReader in, const File& file, const Plan& plan, const ReadOptions& options, RowSink& sink)
-        : in_ {std::move(in)}, file_ {file}, plan_ {plan}, options_ {options}, sink_ {sink} {}
+        : in_{std::move(in)}, file_{file}, plan_{plan}, options_{options}, sink_{sink} {}
 
     Result<Outcome> compose() {
         const Frame& base = frame(plan_.base);
@@ -389,12 +389,12 @@ class Composer {
         if (!area) return area.error();
         // The first row of data comes before the memory for all of them.
         auto lzw =
-            std::make_unique<GifLzwDecoder>(in_.sub(base.data_at), std::int64_t {base.width} * base.height);
-        if (!lzw->ready()) return Error {Fault::malformed, "GIF code size"};
-        if (lzw->decode_to(base.width) < base.width) return Error {Fault::truncated, "GIF image data"};
+            std::make_unique<GifLzwDecoder>(in_.sub(base.data_at), std::int64_t{base.width} * base.height);
+        if (!lzw->ready()) return Error{Fault::malformed, "GIF code size"};
+        if (lzw->decode_to(base.width) < base.width) return Error{Fault::truncated, "GIF image data"};
         auto bitmap = create();
         if (!bitmap) return bitmap.error();
-        Screen screen {std::move(*bitmap), plan_};
+        Screen screen{std::move(*bitmap), plan_};
         if (!plan_.covered && plan_.indexed) screen.clear_all();
         sink_.begin(screen.bitmap());
         for (int i = plan_.base; i <= plan_.page; ++i) {
@@ -403,7 +403,7 @@ class Composer {
                 lzw = frame_decoder(i);
             }
             if (i < plan_.page && frame(i).disposal == Disposal::restore) screen.save(frame(i));
-            if (lzw && !draw(screen, i, *lzw)) return Error {Fault::cancelled, "GIF"};
+            if (lzw && !draw(screen, i, *lzw)) return Error{Fault::cancelled, "GIF"};
         }
         outcome_.bitmap = std::move(screen.bitmap());
         outcome_.format_code = 2;
@@ -415,7 +415,7 @@ class Composer {
     const Frame& frame(int number) const { return file_.frames[static_cast<std::size_t>(number)]; }
 
     // LZW makes at most some 2700 indices of a byte: memory that a short file cannot fill is left untouched.
-    bool looks_short() const { return std::int64_t {file_.width} * file_.height / 2700 > in_.size(); }
+    bool looks_short() const { return std::int64_t{file_.width} * file_.height / 2700 > in_.size(); }
 
     Result<Bitmap> create() {
         // Packed rows are drawn bit by bit and must not keep foreign bits at their ends.
@@ -436,7 +436,7 @@ class Composer {
     std::unique_ptr<GifLzwDecoder> frame_decoder(int number) {
         const Frame& f = frame(number);
         if (!Bitmap::check_size(f.width, f.height, 8, options_.limits)) return damaged();
-        auto lzw = std::make_unique<GifLzwDecoder>(in_.sub(f.data_at), std::int64_t {f.width} * f.height);
+        auto lzw = std::make_unique<GifLzwDecoder>(in_.sub(f.data_at), std::int64_t{f.width} * f.height);
         return lzw->ready() ? std::move(lzw) : damaged();
     }
     std::unique_ptr<GifLzwDecoder> damaged() {
@@ -453,8 +453,8 @@ class Composer {
     // False when the sink asks to stop.
     bool draw(Screen& screen, int number, GifLzwDecoder& lzw) {
         const Frame& f = frame(number);
-        screen.use(f, plan_.indexed ? Palette {} : read_palette(in_, f.table), number == plan_.base);
-        FrameDrawer drawer {screen, plan_, sink_};
+        screen.use(f, plan_.indexed ? Palette{} : read_palette(in_, f.table), number == plan_.base);
+        FrameDrawer drawer{screen, plan_, sink_};
         const int whole = drawer.draw(f, lzw, number);
         if (whole < 0) return false;
         if (number == plan_.base) outcome_.rows_shown = file_.height;
@@ -500,7 +500,7 @@ Result<Outcome> decode(ByteReader in, const ReadOptions& options, RowSink& sink)
     const Plan plan = plan_for(*file, frame_number(*file, options.page));
     const auto size = Bitmap::check_size(file->width, file->height, plan.bits, options.limits);
     if (!size) return size.error();
-    return Composer {in, *file, plan, options, sink}.compose();
+    return Composer{in, *file, plan, options, sink}.compose();
 }
 
 constexpr FormatCode kFormats[] = {{2, "GIF"}};
@@ -509,7 +509,7 @@ constexpr std::string_view kExtensions[] = {"gif"};
 }  // namespace
 
 extern const Codec gif;
-const Codec gif {"GIF", kFormats, kExtensions, Pages::many, false,  true,
-                 probe, info,     decode,      nullptr,     nullptr};
+const Codec gif{"GIF", kFormats, kExtensions, Pages::many, false,  true,
+                probe, info,     decode,      nullptr,     nullptr};
 
 }  // namespace quillmark::imaging::codecs

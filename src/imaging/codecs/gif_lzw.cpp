@@ -21,7 +21,7 @@ inline void copy_string(std::uint8_t* to, const std::uint8_t* from, std::uint32_
 
 }  // namespace
 
-GifLzwDecoder::GifLzwDecoder(ByteReader in, std::int64_t total) : in_ {std::move(in)}, total_ {total} {
+GifLzwDecoder::GifLzwDecoder(ByteReader in, std::int64_t total) : in_{std::move(in)}, total_{total} {
     min_size_ = in_.u8();
     if (in_.failed() || min_size_ < 1 || min_size_ > 11) return;
     pixels_ = Buffer::allocate(static_cast<std::size_t>(total) + kRoots + kSlop);

@@ -35,7 +35,7 @@ struct Directory {
 };
 
 bool has_png_signature(ByteReader in) {
-    std::array<std::uint8_t, sizeof kPngSignature> start {};
+    std::array<std::uint8_t, sizeof kPngSignature> start{};
     in.read(start);
     return std::ranges::equal(start, kPngSignature);
 }
@@ -89,7 +89,7 @@ Entry read_entry(ByteReader& in, bool cursor) {
 }
 
 bool shows_less(const Entry& a, const Entry& b) {
-    const std::int64_t area_a = std::int64_t {a.width} * a.height, area_b = std::int64_t {b.width} * b.height;
+    const std::int64_t area_a = std::int64_t{a.width} * a.height, area_b = std::int64_t{b.width} * b.height;
     return area_a != area_b ? area_a < area_b : a.bits < b.bits;
 }
 
@@ -98,8 +98,8 @@ Result<Directory> read_directory(ByteReader in, const ReadOptions& options) {
     in.skip(2);
     const int type = in.u16le();
     const int count = in.u16le();
-    if (in.failed()) return Error {Fault::truncated, "icon directory"};
-    if (count < 1 || count > kMostEntries) return Error {Fault::malformed, "number of icons"};
+    if (in.failed()) return Error{Fault::truncated, "icon directory"};
+    if (count < 1 || count > kMostEntries) return Error{Fault::malformed, "number of icons"};
     directory.format_code = type == kCursorType ? kCursorCode : kIconCode;
     for (int i = 0; i < count; ++i) {
         Entry entry = read_entry(in, type == kCursorType);
@@ -107,7 +107,7 @@ Result<Directory> read_directory(ByteReader in, const ReadOptions& options) {
         const bool inside = entry.offset >= kDirectory + kEntry && entry.offset < in.size();
         if (inside && read_image_facts(in, options, entry)) directory.pages.push_back(entry);
     }
-    if (directory.pages.empty()) return Error {Fault::malformed, "icon images"};
+    if (directory.pages.empty()) return Error{Fault::malformed, "icon images"};
     const auto best = std::ranges::max_element(directory.pages, shows_less);
     std::rotate(directory.pages.begin(), best, best + 1);
     return directory;
@@ -181,7 +181,7 @@ bool probe_type(std::span<const std::uint8_t> head, std::uint32_t type) {
     if (count < 1 || count > kMostEntries) return false;
     const std::uint32_t at = u32_at(head, 18);
     if (at < kDirectory + kEntry * count || u32_at(head, 14) == 0) return false;
-    if (std::size_t {at} + 4 > head.size()) return true;
+    if (std::size_t{at} + 4 > head.size()) return true;
     const std::uint32_t start = u32_at(head, at);
     return start == 12 || (start >= 16 && start <= 124) ||
            std::equal(kPngSignature, kPngSignature + 4, head.data() + at);
@@ -231,11 +231,11 @@ constexpr std::string_view kCursorExtensions[] = {"cur"};
 }  // namespace
 
 extern const Codec ico;
-const Codec ico {"ICO",      kIconFormats, kIconExtensions, Pages::many, false,  true,
-                 probe_icon, info,         decode,          nullptr,     nullptr};
+const Codec ico{"ICO",      kIconFormats, kIconExtensions, Pages::many, false,  true,
+                probe_icon, info,         decode,          nullptr,     nullptr};
 
 extern const Codec cur;
-const Codec cur {"CUR", kCursorFormats, kCursorExtensions, Pages::many, false, true, probe_cursor,
-                 info,  decode,         nullptr,           nullptr};
+const Codec cur{"CUR", kCursorFormats, kCursorExtensions, Pages::many, false, true, probe_cursor,
+                info,  decode,         nullptr,           nullptr};
 
 }  // namespace quillmark::imaging::codecs

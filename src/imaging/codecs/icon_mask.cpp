@@ -16,7 +16,7 @@ bool bit_at(std::span<const std::uint8_t> row, int x) {
 
 struct MaskUse {
     bool any_masked = false, any_open = false;
-    std::array<bool, 256> masked {}, open {};  // by palette index
+    std::array<bool, 256> masked{}, open{};  // by palette index
 };
 
 MaskUse survey(const Bitmap& picture, const Bitmap& mask) {
@@ -45,7 +45,7 @@ bool own_entries(const MaskUse& use) {
 
 Bitmap with_clear_entries(Bitmap picture, const MaskUse& use) {
     Palette palette = picture.palette();
-    palette.resize(picture.layout() == Layout::bit1 ? 2 : std::size_t {1} << picture.bits());
+    palette.resize(picture.layout() == Layout::bit1 ? 2 : std::size_t{1} << picture.bits());
     for (std::size_t i = 0; i < palette.size(); ++i) {
         if (use.masked[i]) palette[i].a = 0;
     }
@@ -76,7 +76,7 @@ Result<Bitmap> with_mask(const Bitmap& picture, const Bitmap& mask, const Limits
     if (indexed && use.any_open && own_entries(use)) return with_clear_entries(picture, use);
     auto result = convert_depth(picture, 32, limits);
     if (!result) return result;
-    if (!result->detach()) return Error {Fault::out_of_memory, "icon"};
+    if (!result->detach()) return Error{Fault::out_of_memory, "icon"};
     clear_masked(*result, mask, !use.any_open);
     return result;
 }
@@ -93,8 +93,8 @@ Result<Bitmap> copy_rows(const Bitmap& bitmap, int first, int count, const Limit
 Result<Outcome> deliver(Bitmap bitmap, int format_code, int rows_shown, RowSink& sink) {
     const int height = bitmap.height();
     sink.begin(bitmap);
-    if (!sink.rows(bitmap, 0, height, height, height)) return Error {Fault::cancelled, "icon"};
-    Outcome outcome {std::move(bitmap), format_code, rows_shown, height, {}};
+    if (!sink.rows(bitmap, 0, height, height, height)) return Error{Fault::cancelled, "icon"};
+    Outcome outcome{std::move(bitmap), format_code, rows_shown, height, {}};
     if (rows_shown < height) outcome.warnings.push_back("pixel data end early");
     return outcome;
 }

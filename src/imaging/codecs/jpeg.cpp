@@ -52,7 +52,7 @@ Result<ImageInfo> info(ByteReader in, const ReadOptions& options) {
 void cmyk_to_rgb(const std::uint8_t* in, std::span<std::uint8_t> out) {
     for (std::size_t at = 0; at < out.size(); at += 3, in += 4) {
         for (std::size_t i = 0; i < 3; ++i) {
-            const unsigned product = in[i] * unsigned {in[3]} + 128;
+            const unsigned product = in[i] * unsigned{in[3]} + 128;
             out[at + i] =
                 static_cast<std::uint8_t>((product + (product >> 8)) >> 8);  // product / 255, rounded
         }
@@ -62,7 +62,7 @@ void cmyk_to_rgb(const std::uint8_t* in, std::span<std::uint8_t> out) {
 // Takes rows from the decoder: straight into the bitmap, or through a few CMYK lines.
 class RowTaker final : public JpegDecoder::Listener {
   public:
-    RowTaker(Bitmap& bitmap, RowSink& sink, const JpegDecoder& decoder) : bitmap_ {bitmap}, sink_ {sink} {
+    RowTaker(Bitmap& bitmap, RowSink& sink, const JpegDecoder& decoder) : bitmap_{bitmap}, sink_{sink} {
         if (decoder.components() == 4) cmyk_.resize(kLines * static_cast<std::size_t>(bitmap.width()) * 4);
         waited_ = decoder.many_scans() ? 1 : 0;
     }
@@ -113,9 +113,9 @@ Result<Outcome> decode_image(ByteReader in, JpegHeader header, const ReadOptions
         return fits.error();
 
     const std::int64_t file_size = in.size();
-    JpegDecoder decoder {in};
+    JpegDecoder decoder{in};
     if (!decoder.start(std::clamp(options.reduce, 1, 8))) return decoder.error();
-    if (decoder.components() != header.components) return Error {Fault::malformed, "JPEG components"};
+    if (decoder.components() != header.components) return Error{Fault::malformed, "JPEG components"};
     const std::int64_t pixels = static_cast<std::int64_t>(decoder.width()) * decoder.height();
     const auto create = pixels / kMaxPixelsPerByte > file_size ? Bitmap::create : Bitmap::create_unfilled;
     auto bitmap = create(decoder.width(), decoder.height(), *bits, options.limits, false);
@@ -129,14 +129,14 @@ Result<Outcome> decode_image(ByteReader in, JpegHeader header, const ReadOptions
     metadata.comment = std::move(header.comment);
 
     sink.begin(*bitmap);
-    RowTaker taker {*bitmap, sink, decoder};
+    RowTaker taker{*bitmap, sink, decoder};
     const bool finished = decoder.rows(taker);
     if (!finished && decoder.error().fault == Fault::cancelled) return decoder.error();
     Outcome outcome;
     outcome.rows_shown = decoder.rows_shown();
     outcome.rows_declared = bitmap->height();
     if (outcome.rows_shown == 0)
-        return decoder.incomplete() ? Error {Fault::truncated, "JPEG image data"} : decoder.error();
+        return decoder.incomplete() ? Error{Fault::truncated, "JPEG image data"} : decoder.error();
     bitmap->clear_rows(decoder.rows_filled(), outcome.rows_declared);
     add_warnings(decoder, outcome.warnings);
     if (!finished) outcome.warnings.push_back("JPEG decoder gave up");
@@ -184,7 +184,7 @@ Result<Bitmap> raw_stamp_bitmap(const JpegStamp& stamp, const Limits& limits) {
 
 Result<Outcome> decode_stamp(const JpegStamp& stamp, const ReadOptions& options) {
     if (stamp.coding == JpegStamp::Coding::jpeg) {
-        ByteReader in {memory_source(std::span {stamp.bytes})};
+        ByteReader in{memory_source(std::span{stamp.bytes})};
         auto header = read_jpeg_header(in);
         if (!header) return header.error();
         RowSink quiet;
@@ -203,7 +203,7 @@ Result<Outcome> stamp(ByteReader in, const ReadOptions& options) {
     const auto header = read_jpeg_header(std::move(in));
     if (!header) return header.error();
     const auto found = find_jpeg_stamp(*header);
-    if (!found) return Error {Fault::no_stamp, "JPEG"};
+    if (!found) return Error{Fault::no_stamp, "JPEG"};
     ReadOptions whole = options;
     whole.reduce = 1;
     auto outcome = decode_stamp(*found, whole);
@@ -212,14 +212,14 @@ Result<Outcome> stamp(ByteReader in, const ReadOptions& options) {
     return outcome;
 }
 
-constexpr std::array kDepths {24, 8};
-constexpr std::array kFormats {FormatCode {kFormatCode, "JFIF", kDepths}};
-constexpr std::array<std::string_view, 7> kExtensions {"jpg", "jpeg", "jpe", "jff", "jfif", "jtf", "thm"};
+constexpr std::array kDepths{24, 8};
+constexpr std::array kFormats{FormatCode{kFormatCode, "JFIF", kDepths}};
+constexpr std::array<std::string_view, 7> kExtensions{"jpg", "jpeg", "jpe", "jff", "jfif", "jtf", "thm"};
 
 }  // namespace
 
 extern const Codec jpeg;
-const Codec jpeg {"JPEG", kFormats, kExtensions, Pages::one, true,       true,
-                  probe,  info,     decode,      stamp,      encode_jpeg};
+const Codec jpeg{"JPEG", kFormats, kExtensions, Pages::one, true,       true,
+                 probe,  info,     decode,      stamp,      encode_jpeg};
 
 }  // namespace quillmark::imaging::codecs

@@ -74,9 +74,9 @@ class JpegDecoder {
     }
 
     ByteReader& in_;
-    JpegErrors errors_ {};
-    jpeg_decompress_struct info_ {};
-    jpeg_source_mgr source_ {};
+    JpegErrors errors_{};
+    jpeg_decompress_struct info_{};
+    jpeg_source_mgr source_{};
     std::size_t handed_out_ = 0;  // bytes of the reader's window that the library holds
     Listener* listener_ = nullptr;
     int rows_written_ = 0;

@@ -77,7 +77,7 @@ void for_each_resource(View bytes, Each each) {
 
 Resolution sane(Resolution dpi) {
     const auto usable = [](double value) { return value > 0 && value <= 10'000; };
-    return usable(dpi.x) && usable(dpi.y) ? dpi : Resolution {};
+    return usable(dpi.x) && usable(dpi.y) ? dpi : Resolution{};
 }
 
 // Version (2 bytes), unit, densities, thumbnail size.
@@ -109,23 +109,23 @@ bool is_known(int marker) {
 
 class HeaderReader {
   public:
-    explicit HeaderReader(ByteReader in) : in_ {std::move(in)} {}
+    explicit HeaderReader(ByteReader in) : in_{std::move(in)} {}
 
     Result<JpegHeader> read() {
         in_.skip(2);
         for (int count = 0; count < kMaxSegments; ++count) {
             const int marker = next_marker();
             if (marker == 0x01 || (marker >= 0xD0 && marker <= 0xD7)) continue;  // without parameters
-            if (marker < 0) return Error {Fault::truncated, "JPEG segments"};
-            if (marker == 0xD9) return Error {Fault::truncated, "JPEG file without an image"};
-            if (!is_known(marker)) return Error {Fault::malformed, "JPEG marker"};
+            if (marker < 0) return Error{Fault::truncated, "JPEG segments"};
+            if (marker == 0xD9) return Error{Fault::truncated, "JPEG file without an image"};
+            if (!is_known(marker)) return Error{Fault::malformed, "JPEG marker"};
             const int size = in_.u16be();
-            if (in_.failed()) return Error {Fault::truncated, "JPEG segments"};
-            if (size < 2) return Error {Fault::malformed, "JPEG segment length"};
+            if (in_.failed()) return Error{Fault::truncated, "JPEG segments"};
+            if (size < 2) return Error{Fault::malformed, "JPEG segment length"};
             if (marker == 0xDA) return finish();
             if (const auto taken = take(marker, size - 2); !taken) return taken.error();
         }
-        return Error {Fault::malformed, "JPEG segments"};
+        return Error{Fault::malformed, "JPEG segments"};
     }
 
   private:
@@ -144,16 +144,16 @@ class HeaderReader {
         const bool wanted = is_frame(marker) || marker == 0xFE || (marker >= 0xE0 && marker <= 0xED);
         if (!wanted) {
             in_.skip(size);
-            return in_.failed() ? Result<void> {Error {Fault::truncated, "JPEG segments"}} : Result<void> {};
+            return in_.failed() ? Result<void>{Error{Fault::truncated, "JPEG segments"}} : Result<void>{};
         }
         const Bytes payload = in_.bytes(static_cast<std::size_t>(size));
-        if (in_.failed()) return Error {Fault::truncated, "JPEG segments"};
+        if (in_.failed()) return Error{Fault::truncated, "JPEG segments"};
         if (is_frame(marker)) return take_frame(marker, payload);
         if (marker == 0xFE && header_.comment.empty())
             header_.comment = text_from_bytes(payload.data(), payload.size());
         if (marker == 0xE0) take_app0(payload);
         if (marker == 0xE1 && starts_with(payload, kExif)) take_exif(payload);
-        if (marker == 0xE2 && starts_with(payload, kIcc)) icc_.add(View {payload}.subspan(kIcc.size()));
+        if (marker == 0xE2 && starts_with(payload, kIcc)) icc_.add(View{payload}.subspan(kIcc.size()));
         if (marker == 0xED && starts_with(payload, kPhotoshop) &&
             header_.photoshop.size() + payload.size() <= kMaxBlock) {
             header_.photoshop.insert(header_.photoshop.end(), payload.begin() + kPhotoshop.size(),
@@ -163,14 +163,14 @@ class HeaderReader {
     }
 
     Result<void> take_frame(int marker, View payload) {
-        if (header_.frame != 0) return Error {Fault::malformed, "second JPEG frame"};
-        if (payload.size() < 6) return Error {Fault::malformed, "JPEG frame"};
+        if (header_.frame != 0) return Error{Fault::malformed, "second JPEG frame"};
+        if (payload.size() < 6) return Error{Fault::malformed, "JPEG frame"};
         header_.frame = marker;
         header_.precision = payload[0];
         header_.height = static_cast<int>(be16(payload, 1));
         header_.width = static_cast<int>(be16(payload, 3));
         header_.components = payload[5];
-        if (payload.size() != 6 + header_.components * 3U) return Error {Fault::malformed, "JPEG frame"};
+        if (payload.size() != 6 + header_.components * 3U) return Error{Fault::malformed, "JPEG frame"};
         return {};
     }
 
@@ -189,11 +189,11 @@ class HeaderReader {
     }
 
     Result<JpegHeader> finish() {
-        if (header_.frame == 0) return Error {Fault::malformed, "JPEG scan without a frame"};
+        if (header_.frame == 0) return Error{Fault::malformed, "JPEG scan without a frame"};
         header_.icc = icc_.joined();
         header_.resolution = jfif_resolution(header_.jfif);
         const auto use = [this](Resolution dpi) {
-            if (header_.resolution == Resolution {}) header_.resolution = dpi;
+            if (header_.resolution == Resolution{}) header_.resolution = dpi;
         };
         if (header_.exif) {
             const ExifFacts facts = read_exif(*header_.exif);
@@ -212,9 +212,9 @@ class HeaderReader {
 // A JPEG stamp with its size from its own header.
 std::optional<JpegStamp> jpeg_stamp(View bytes) {
     if (bytes.size() < 4 || bytes[0] != 0xFF || bytes[1] != 0xD8) return {};
-    const auto header = read_jpeg_header(ByteReader {memory_source(bytes)});
+    const auto header = read_jpeg_header(ByteReader{memory_source(bytes)});
     if (!header || !jpeg_bits(*header)) return {};
-    return JpegStamp {JpegStamp::Coding::jpeg, header->width, header->height, {bytes.begin(), bytes.end()}};
+    return JpegStamp{JpegStamp::Coding::jpeg, header->width, header->height, {bytes.begin(), bytes.end()}};
 }
 
 std::optional<JpegStamp> raw_stamp(JpegStamp::Coding coding, int width, int height, View bytes) {
@@ -222,21 +222,21 @@ std::optional<JpegStamp> raw_stamp(JpegStamp::Coding coding, int width, int heig
     const std::size_t size = coding == JpegStamp::Coding::palette ? 768 + pixels : pixels * 3;
     if (pixels == 0 || bytes.size() < size) return {};
     bytes = bytes.first(size);
-    return JpegStamp {coding, width, height, {bytes.begin(), bytes.end()}};
+    return JpegStamp{coding, width, height, {bytes.begin(), bytes.end()}};
 }
 
 std::optional<JpegStamp> exif_stamp(const JpegHeader& header) {
     if (!header.exif) return {};
     const auto place = read_exif(*header.exif).stamp;
     if (!place) return {};
-    const View bytes = View {*header.exif}.subspan(place->offset, place->size);
+    const View bytes = View{*header.exif}.subspan(place->offset, place->size);
     if (place->jpeg) return jpeg_stamp(bytes);
     return raw_stamp(place->rgb ? JpegStamp::Coding::rgb : JpegStamp::Coding::ycbcr, place->width,
                      place->height, bytes);
 }
 
 std::optional<JpegStamp> jfxx_stamp(const JpegHeader& header) {
-    const View bytes {header.jfxx};
+    const View bytes{header.jfxx};
     if (bytes.size() < 3) return {};
     if (bytes[0] == 0x10) return jpeg_stamp(bytes.subspan(1));
     if (bytes[0] == 0x11) return raw_stamp(JpegStamp::Coding::palette, bytes[1], bytes[2], bytes.subspan(3));
@@ -245,7 +245,7 @@ std::optional<JpegStamp> jfxx_stamp(const JpegHeader& header) {
 }
 
 std::optional<JpegStamp> jfif_stamp(const JpegHeader& header) {
-    const View bytes {header.jfif};
+    const View bytes{header.jfif};
     if (bytes.size() < 9) return {};
     return raw_stamp(JpegStamp::Coding::rgb, bytes[7], bytes[8], bytes.subspan(9));
 }
@@ -270,23 +270,23 @@ bool same_aspect(const JpegStamp& stamp, const JpegHeader& image) {
 
 }  // namespace
 
-Result<JpegHeader> read_jpeg_header(ByteReader in) { return HeaderReader {std::move(in)}.read(); }
+Result<JpegHeader> read_jpeg_header(ByteReader in) { return HeaderReader{std::move(in)}.read(); }
 
 Result<int> jpeg_bits(const JpegHeader& header) {
-    if (header.frame == 0xC3 || header.frame == 0xCB) return Error {Fault::unsupported, "lossless JPEG"};
+    if (header.frame == 0xC3 || header.frame == 0xCB) return Error{Fault::unsupported, "lossless JPEG"};
     if (header.frame > 0xC2 && header.frame != 0xC9 && header.frame != 0xCA) {
-        return Error {Fault::unsupported, "hierarchical JPEG"};
+        return Error{Fault::unsupported, "hierarchical JPEG"};
     }
-    if (header.precision == 12) return Error {Fault::unsupported, "12-bit JPEG"};
-    if (header.precision != 8) return Error {Fault::unsupported, "JPEG sample precision"};
-    if (header.height == 0) return Error {Fault::unsupported, "JPEG height given behind the image"};
-    if (header.width == 0) return Error {Fault::malformed, "JPEG width"};
+    if (header.precision == 12) return Error{Fault::unsupported, "12-bit JPEG"};
+    if (header.precision != 8) return Error{Fault::unsupported, "JPEG sample precision"};
+    if (header.height == 0) return Error{Fault::unsupported, "JPEG height given behind the image"};
+    if (header.width == 0) return Error{Fault::malformed, "JPEG width"};
     switch (header.components) {
         case 1: return 8;
         case 3:
         case 4: return 24;
-        case 2: return Error {Fault::unsupported, "JPEG of two components"};
-        default: return Error {Fault::malformed, "JPEG components"};
+        case 2: return Error{Fault::unsupported, "JPEG of two components"};
+        default: return Error{Fault::malformed, "JPEG components"};
     }
 }
 

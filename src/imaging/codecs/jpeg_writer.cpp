@@ -43,7 +43,7 @@ void add_icc(const Metadata& metadata, std::vector<Segment>& segments) {
     using namespace std::string_view_literals;
     constexpr std::size_t kPart = kMaxPayload - 14;
     if (!metadata.icc || metadata.icc->empty()) return;
-    const std::span<const std::uint8_t> icc {*metadata.icc};
+    const std::span<const std::uint8_t> icc{*metadata.icc};
     const std::size_t count = (icc.size() + kPart - 1) / kPart;
     if (count > 255) return;
     for (std::size_t i = 0; i < count; ++i) {
@@ -57,7 +57,7 @@ void add_icc(const Metadata& metadata, std::vector<Segment>& segments) {
 
 void add_comment(const Metadata& metadata, std::vector<Segment>& segments) {
     if (metadata.comment.empty()) return;
-    segments.push_back({JPEG_COM, named(std::string_view {metadata.comment}.substr(0, kMaxPayload))});
+    segments.push_back({JPEG_COM, named(std::string_view{metadata.comment}.substr(0, kMaxPayload))});
 }
 
 // The library's destination: a block that goes to the writer when it is full.
@@ -70,7 +70,7 @@ struct Destination {
         manager.next_output_byte = block.data();
         manager.free_in_buffer = block.size();
     }
-    void store() { out->write(std::span {block}.first(block.size() - manager.free_in_buffer)); }
+    void store() { out->write(std::span{block}.first(block.size() - manager.free_in_buffer)); }
 };
 
 Destination& destination(j_compress_ptr library) { return *reinterpret_cast<Destination*>(library->dest); }
@@ -79,7 +79,7 @@ Destination& destination(j_compress_ptr library) { return *reinterpret_cast<Dest
 class JpegEncoder {
   public:
     JpegEncoder(const Bitmap& bitmap, ByteWriter& out, const WriteOptions& options)
-        : bitmap_ {bitmap}, options_ {options}, gray_ {bitmap.is_gray()} {
+        : bitmap_{bitmap}, options_{options}, gray_{bitmap.is_gray()} {
         const Metadata& metadata = bitmap.metadata();
         add_exif(metadata, segments_);
         add_icc(metadata, segments_);
@@ -107,7 +107,7 @@ class JpegEncoder {
 
     Result<void> run() {
         if (!write()) return errors_.error();
-        if (destination_.out->failed()) return Error {Fault::io, "JPEG"};
+        if (destination_.out->failed()) return Error{Fault::io, "JPEG"};
         return {};
     }
 
@@ -187,19 +187,19 @@ class JpegEncoder {
     bool created_ = false;
     std::vector<Segment> segments_;
     Bytes line_;
-    std::array<std::uint8_t, 256> levels_ {};
-    JpegErrors errors_ {};
-    jpeg_compress_struct info_ {};
-    Destination destination_ {};
+    std::array<std::uint8_t, 256> levels_{};
+    JpegErrors errors_{};
+    jpeg_compress_struct info_{};
+    Destination destination_{};
 };
 
 }  // namespace
 
 Result<void> encode_jpeg(const Bitmap& bitmap, ByteWriter& out, const WriteOptions& options) {
-    if (bitmap.empty()) return Error {Fault::malformed, "no image"};
+    if (bitmap.empty()) return Error{Fault::malformed, "no image"};
     if (bitmap.width() > JPEG_MAX_DIMENSION || bitmap.height() > JPEG_MAX_DIMENSION)
-        return Error {Fault::too_large, "JPEG"};
-    return JpegEncoder {bitmap, out, options}.run();
+        return Error{Fault::too_large, "JPEG"};
+    return JpegEncoder{bitmap, out, options}.run();
 }
 
 }  // namespace quillmark::imaging::codecs

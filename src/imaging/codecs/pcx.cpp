@@ -27,7 +27,7 @@ struct Header {
     int version = 0, encoding = 0, bits = 0, planes = 0, bytes_per_line = 0;
     int width = 0, height = 0, dpi_x = 0, dpi_y = 0, format_code = kPcxFormat;
     bool consistent = true;  // the stated bytes per line can hold the width
-    std::array<std::uint8_t, 48> colours {};
+    std::array<std::uint8_t, 48> colours{};
 
     bool packed() const { return encoding == 1; }
     int depth() const { return bits * planes; }
@@ -49,19 +49,19 @@ bool probe_dcx(std::span<const std::uint8_t> head) {
 }
 
 Result<Header> read_header(ByteReader in, const Limits& limits) {
-    std::array<std::uint8_t, kHeaderSize> raw {};
+    std::array<std::uint8_t, kHeaderSize> raw{};
     in.seek(0);
-    if (in.read(raw) < raw.size()) return Error {Fault::truncated, "header"};
-    if (!plausible(raw)) return Error {Fault::malformed, "header"};
+    if (in.read(raw) < raw.size()) return Error{Fault::truncated, "header"};
+    if (!plausible(raw)) return Error{Fault::malformed, "header"};
     const auto u16 = [&](std::size_t at) { return raw[at] | raw[at + 1] << 8; };
     Header h;
     h.version = raw[1], h.encoding = raw[2], h.bits = raw[3], h.planes = raw[65];
     h.width = u16(8) - u16(4) + 1, h.height = u16(10) - u16(6) + 1;
     h.dpi_x = u16(12), h.dpi_y = u16(14), h.bytes_per_line = u16(66);
     std::copy_n(raw.begin() + 16, h.colours.size(), h.colours.begin());
-    if (h.width < 1 || h.height < 1) return Error {Fault::malformed, "width or height"};
+    if (h.width < 1 || h.height < 1) return Error{Fault::malformed, "width or height"};
     const bool colour = h.bits == 8 && (h.planes == 3 || h.planes == 4);
-    if (!colour && h.depth() > 8) return Error {Fault::unsupported, "bits and planes"};
+    if (!colour && h.depth() > 8) return Error{Fault::unsupported, "bits and planes"};
     const int needed = (h.width * h.bits + 7) / 8;
     h.consistent = h.bytes_per_line >= needed;
     if (!h.consistent) h.bytes_per_line = needed;
@@ -103,11 +103,11 @@ constexpr Rgba from_hex(std::uint32_t rgb) {
             static_cast<std::uint8_t>(rgb), 255};
 }
 
-constexpr std::array<std::uint32_t, 16> kCgaColours {
+constexpr std::array<std::uint32_t, 16> kCgaColours{
     0x000000, 0x0000AA, 0x00AA00, 0x00AAAA, 0xAA0000, 0xAA00AA, 0xAA5500, 0xAAAAAA,
     0x555555, 0x5555FF, 0x55FF55, 0x55FFFF, 0xFF5555, 0xFF55FF, 0xFFFF55, 0xFFFFFF};
 // What version 3, which stores no palette, meant by its 16 colours.
-constexpr std::array<std::uint32_t, 16> kDefaultColours {
+constexpr std::array<std::uint32_t, 16> kDefaultColours{
     0x000000, 0x000080, 0x008000, 0x008080, 0x800000, 0x800080, 0x808000, 0x808080,
     0xC0C0C0, 0x0000FF, 0x00FF00, 0x00FFFF, 0xFF0000, 0xFF00FF, 0xFFFF00, 0xFFFFFF};
 
@@ -119,16 +119,16 @@ bool is_cga(const Header& h) {
 
 Palette cga_palette(const Header& h) {
     const bool no_burst = !(h.colours[3] & 0x80), second = h.colours[3] & 0x40, bright = h.colours[3] & 0x20;
-    std::array<std::size_t, 3> colours {2, 4, 6};
-    if (second) colours = {3, no_burst ? std::size_t {4} : std::size_t {5}, 7};
-    Palette palette {from_hex(kCgaColours[h.colours[0] >> 4])};
+    std::array<std::size_t, 3> colours{2, 4, 6};
+    if (second) colours = {3, no_burst ? std::size_t{4} : std::size_t{5}, 7};
+    Palette palette{from_hex(kCgaColours[h.colours[0] >> 4])};
     for (const std::size_t colour : colours)
         palette.push_back(from_hex(kCgaColours[colour + (bright ? 8 : 0)]));
     return palette;
 }
 
 Palette header_palette(const Header& h) {
-    Palette palette(std::min<std::size_t>(16, std::size_t {1} << h.depth()));
+    Palette palette(std::min<std::size_t>(16, std::size_t{1} << h.depth()));
     for (std::size_t i = 0; i < palette.size(); ++i)
         palette[i] = {h.colours[i * 3], h.colours[i * 3 + 1], h.colours[i * 3 + 2], 255};
     return palette;
@@ -137,7 +137,7 @@ Palette header_palette(const Header& h) {
 std::size_t distinct_colours(const Header& h) {
     Palette seen;
     for (std::size_t i = 0; i < 16; ++i) {
-        const Rgba c {h.colours[i * 3], h.colours[i * 3 + 1], h.colours[i * 3 + 2], 255};
+        const Rgba c{h.colours[i * 3], h.colours[i * 3 + 1], h.colours[i * 3 + 2], 255};
         if (std::ranges::find(seen, c) == seen.end()) seen.push_back(c);
     }
     return seen.size();
@@ -151,7 +151,7 @@ Palette small_palette(const Header& h) {
     const bool meant = h.version != 3 || distinct_colours(h) > 2;
     if (meant || h.depth() == 2) return header_palette(h);
     Palette palette;
-    for (std::size_t i = 0; i < std::size_t {1} << std::min(h.depth(), 4); ++i)
+    for (std::size_t i = 0; i < std::size_t{1} << std::min(h.depth(), 4); ++i)
         palette.push_back(from_hex(kDefaultColours[i]));
     return palette;
 }
@@ -200,7 +200,7 @@ Palette large_palette(const ByteReader& file, const Header& h, std::int64_t data
 
 // The 8 bits of a byte as 8 bytes of 0 or 1, leftmost first in memory.
 constexpr auto kSpread = [] {
-    std::array<std::array<std::uint8_t, 8>, 256> table {};
+    std::array<std::array<std::uint8_t, 8>, 256> table{};
     for (std::size_t byte = 0; byte < 256; ++byte) {
         for (std::size_t i = 0; i < 8; ++i) table[byte][i] = byte >> (7 - i) & 1;
     }
@@ -224,7 +224,7 @@ void combine_bit_planes(const Header& h, const std::uint8_t* in, std::span<std::
 void combine_deep_planes(const Header& h, const std::uint8_t* in, std::span<std::uint8_t> out) {
     const auto bits = static_cast<std::size_t>(h.bits), per_byte = 8 / bits;
     const unsigned mask = (1U << bits) - 1;
-    std::ranges::fill(out, std::uint8_t {0});
+    std::ranges::fill(out, std::uint8_t{0});
     for (int k = 0; k < h.planes; ++k, in += h.bytes_per_line) {
         const auto shift = static_cast<unsigned>(k * h.bits);
         for (std::size_t x = 0; x < out.size(); ++x) {
@@ -262,8 +262,8 @@ struct Decoded {
 
 Result<Decoded> decode_runs(const ByteReader& in, const Header& h, Bitmap& bitmap, RowSink& sink) {
     constexpr int kReport = 64;
-    const RowOrder order {h.height};
-    PcxRuns runs {in};
+    const RowOrder order{h.height};
+    PcxRuns runs{in};
     std::vector<std::uint8_t> stored(h.row_bytes() + PcxRuns::kSlack);
     int reported = 0, y = 0;
     bool complete = true;
@@ -271,23 +271,23 @@ Result<Decoded> decode_runs(const ByteReader& in, const Header& h, Bitmap& bitma
         const std::size_t got = runs.fill(stored.data(), h.row_bytes());
         complete = got == h.row_bytes();
         if (got == 0) break;
-        std::fill(stored.begin() + static_cast<std::ptrdiff_t>(got), stored.end(), std::uint8_t {0});
+        std::fill(stored.begin() + static_cast<std::ptrdiff_t>(got), stored.end(), std::uint8_t{0});
         convert_row(h, stored.data(), bitmap.writable_row(y++));
         if (y - reported < kReport && complete && y < h.height) continue;
-        if (!report_rows(order, bitmap, reported, y, sink)) return Error {Fault::cancelled, "pixels"};
+        if (!report_rows(order, bitmap, reported, y, sink)) return Error{Fault::cancelled, "pixels"};
         reported = y;
     }
-    if (y == 0) return Error {Fault::truncated, "pixels"};
-    return Decoded {y, complete && y == h.height, kHeaderSize + runs.consumed()};
+    if (y == 0) return Error{Fault::truncated, "pixels"};
+    return Decoded{y, complete && y == h.height, kHeaderSize + runs.consumed()};
 }
 
 Result<Decoded> decode_raw(const ByteReader& in, const Header& h, Bitmap& bitmap, RowSink& sink) {
     const auto rows = read_raw_rows(
-        in, h.row_bytes(), RowOrder {h.height}, bitmap, sink,
+        in, h.row_bytes(), RowOrder{h.height}, bitmap, sink,
         [&](const std::uint8_t* stored, int y) { convert_row(h, stored, bitmap.writable_row(y)); });
     if (!rows) return rows.error();
     const std::int64_t size = static_cast<std::int64_t>(h.row_bytes()) * h.height;
-    return Decoded {*rows, in.remaining() >= size, kHeaderSize + size};
+    return Decoded{*rows, in.remaining() >= size, kHeaderSize + size};
 }
 
 // Alpha that is 0 everywhere was never meant.
@@ -310,7 +310,7 @@ Result<Outcome> decode_page(ByteReader in, const ReadOptions& options, RowSink& 
     const auto row_bytes = static_cast<std::int64_t>(header->row_bytes());
     const std::int64_t reach =
         header->packed() ? (in.remaining() + 1) / 2 * 63 : in.remaining();  // bytes the data can give at most
-    if (reach < row_bytes) return Error {Fault::truncated, "pixels"};
+    if (reach < row_bytes) return Error{Fault::truncated, "pixels"};
     const bool data_short = reach < row_bytes * header->height;
     auto bitmap = bitmap_for(header->width, header->height, header->depth(), options.limits, data_short);
     if (!bitmap) return bitmap.error();
@@ -323,7 +323,7 @@ Result<Outcome> decode_page(ByteReader in, const ReadOptions& options, RowSink& 
         header->packed() ? decode_runs(in, *header, *bitmap, sink) : decode_raw(in, *header, *bitmap, sink);
     if (!decoded) return decoded.error();
     // A width that contradicts the bytes per line is believed only when the data bear it out.
-    if (!header->consistent && !decoded->complete) return Error {Fault::malformed, "bytes per line"};
+    if (!header->consistent && !decoded->complete) return Error{Fault::malformed, "bytes per line"};
     if (!data_short) bitmap->clear_rows(decoded->rows, header->height);
     if (header->depth() == 8) bitmap->set_palette(large_palette(in, *header, decoded->data_end));
     if (header->depth() == 32) drop_void_alpha(*bitmap, decoded->rows);
@@ -341,7 +341,7 @@ Result<Outcome> decode(ByteReader in, const ReadOptions& options, RowSink& sink)
 Result<std::vector<ByteReader>> read_pages(ByteReader& in, const Limits& limits) {
     constexpr int kTable = 1023;
     if (in.u32le() != 0x3ADE68B1)
-        return Error {in.failed() ? Fault::truncated : Fault::malformed, "signature"};
+        return Error{in.failed() ? Fault::truncated : Fault::malformed, "signature"};
     std::vector<std::int64_t> offsets;
     for (int i = 0; i < std::min(kTable, limits.max_pages); ++i) {
         const std::int64_t offset = in.u32le();
@@ -349,7 +349,7 @@ Result<std::vector<ByteReader>> read_pages(ByteReader& in, const Limits& limits)
         const bool known = std::ranges::find(offsets, offset) != offsets.end();
         if (offset >= 8 && offset < in.size() && !known) offsets.push_back(offset);
     }
-    if (offsets.empty()) return Error {in.failed() ? Fault::truncated : Fault::malformed, "page table"};
+    if (offsets.empty()) return Error{in.failed() ? Fault::truncated : Fault::malformed, "page table"};
     std::vector<std::int64_t> sorted = offsets;
     std::ranges::sort(sorted);
     std::vector<ByteReader> pages;
@@ -428,7 +428,7 @@ int brightness(const Palette& palette, std::size_t index) {
 class PlaneRows {
   public:
     PlaneRows(const Bitmap& bitmap, const Header& h)
-        : bitmap_ {bitmap}, h_ {h}, rgb_(static_cast<std::size_t>(h.width) * 3) {
+        : bitmap_{bitmap}, h_{h}, rgb_(static_cast<std::size_t>(h.width) * 3) {
         // In a bilevel file 1 is the bright one.
         flip_ =
             h.depth() == 1 && brightness(bitmap.palette(), 0) > brightness(bitmap.palette(), 1) ? 0xFF : 0;
@@ -442,7 +442,7 @@ class PlaneRows {
             for (std::size_t i = 0; i < row.size(); ++i) out[i] = row[i] ^ flip_;
             if (width % 8) out[row.size() - 1] &= static_cast<std::uint8_t>(0xFF00U >> (width % 8));
         } else if (h_.bits == 1) {
-            std::ranges::fill(out, std::uint8_t {0});
+            std::ranges::fill(out, std::uint8_t{0});
             for (std::size_t x = 0; x < width; ++x) {
                 for (std::size_t k = 0; k < 4; ++k)
                     out[k * line + x / 8] |= static_cast<std::uint8_t>((row[x] >> k & 1) << (7 - x % 8));
@@ -485,7 +485,7 @@ std::uint8_t* pack(const std::uint8_t* plane, const std::uint8_t* end, std::uint
 void put_palette(const Palette& palette, ByteWriter& out) {
     out.u8(kPaletteMark);
     for (std::size_t i = 0; i < 256; ++i) {
-        const Rgba c = i < palette.size() ? palette[i] : Rgba {};
+        const Rgba c = i < palette.size() ? palette[i] : Rgba{};
         out.u8(c.r), out.u8(c.g), out.u8(c.b);
     }
 }
@@ -493,9 +493,9 @@ void put_palette(const Palette& palette, ByteWriter& out) {
 Result<void> encode(const Bitmap& bitmap, ByteWriter& out, const WriteOptions& options) {
     const Header h = header_for(bitmap);
     if (h.width > 0xFFFF || h.height > 0xFFFF || h.bytes_per_line > 0xFFFF)
-        return Error {Fault::too_large, "width or height"};
+        return Error{Fault::too_large, "width or height"};
     put_header(h, bitmap.is_gray(), out);
-    PlaneRows rows {bitmap, h};
+    PlaneRows rows{bitmap, h};
     std::vector<std::uint8_t> planes(h.row_bytes()), packed(h.row_bytes() * 2);
     for (int y = 0; y < h.height; ++y) {
         rows.get(y, planes);
@@ -505,9 +505,9 @@ Result<void> encode(const Bitmap& bitmap, ByteWriter& out, const WriteOptions& o
             end = pack(plane, plane + h.bytes_per_line, end);
         }
         out.write({packed.data(), end});
-        if (out.failed()) return Error {Fault::io, "pixels"};
+        if (out.failed()) return Error{Fault::io, "pixels"};
         if (y % 64 == 63 && options.progress && !options.progress(y + 1, h.height))
-            return Error {Fault::cancelled, "pixels"};
+            return Error{Fault::cancelled, "pixels"};
     }
     if (h.depth() == 8) put_palette(bitmap.palette(), out);
     return {};
@@ -522,11 +522,11 @@ constexpr std::string_view kDcxExtensions[] = {"dcx"};
 }  // namespace
 
 extern const Codec pcx;
-const Codec pcx {"PCX", kPcxFormats, kPcxExtensions, Pages::one, false, true,
-                 probe, info,        decode,         nullptr,    encode};
+const Codec pcx{"PCX", kPcxFormats, kPcxExtensions, Pages::one, false, true,
+                probe, info,        decode,         nullptr,    encode};
 
 extern const Codec dcx;
-const Codec dcx {"DCX",     kDcxFormats, kDcxExtensions, Pages::many, false,  true,
-                 probe_dcx, info_dcx,    decode_dcx,     nullptr,     nullptr};
+const Codec dcx{"DCX",     kDcxFormats, kDcxExtensions, Pages::many, false,  true,
+                probe_dcx, info_dcx,    decode_dcx,     nullptr,     nullptr};
 
 }  // namespace quillmark::imaging::codecs

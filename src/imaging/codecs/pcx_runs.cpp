@@ -21,7 +21,7 @@ std::uint64_t broadcast(std::uint8_t value) { return value * 0x0101010101010101U
 // For the bytes from C0 up among eight: which of them lead a run. A value behind a lead is none, whatever it
 // is.
 constexpr auto kLeads = [] {
-    std::array<std::uint8_t, 256> table {};
+    std::array<std::uint8_t, 256> table{};
     for (unsigned high = 0; high < 256; ++high) {
         for (unsigned i = 0; i < 8; ++i) {
             if (!(high >> i & 1)) continue;
@@ -34,7 +34,7 @@ constexpr auto kLeads = [] {
 
 // Shuffles that close the gaps where leads stood.
 constexpr auto kWithoutLeads = [] {
-    std::array<std::array<std::uint8_t, 8>, 256> table {};
+    std::array<std::array<std::uint8_t, 8>, 256> table{};
     for (unsigned leads = 0; leads < 256; ++leads) {
         std::size_t kept = 0;
         for (unsigned i = 0; i < 8; ++i) {

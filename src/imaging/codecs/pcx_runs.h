@@ -13,7 +13,7 @@ namespace quillmark::imaging::codecs {
 class PcxRuns {
   public:
     /// Starts at the reader's position.
-    explicit PcxRuns(const ByteReader& in) : in_ {in} {}
+    explicit PcxRuns(const ByteReader& in) : in_{in} {}
 
     /// Fills the first size bytes of out, which must have room for kSlack bytes more; returns the bytes
     /// delivered, fewer only at the end of the data.

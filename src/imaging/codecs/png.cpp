@@ -58,7 +58,7 @@ void append_chunk(std::vector<std::uint8_t>& to, std::string_view type, std::spa
 // critical chunks ever reach it.
 std::vector<std::uint8_t> short_beginning(const PngHeader& header) {
     std::vector<std::uint8_t> bytes(kPngSignature.begin(), kPngSignature.end());
-    std::array<std::uint8_t, 13> facts {};
+    std::array<std::uint8_t, 13> facts{};
     for (std::size_t i = 0; i < 4; ++i) {
         facts[i] = static_cast<std::uint8_t>(header.width >> (24 - 8 * i));
         facts[4 + i] = static_cast<std::uint8_t>(header.height >> (24 - 8 * i));
@@ -88,7 +88,7 @@ std::vector<std::uint8_t> short_beginning(const PngHeader& header) {
 class Decoder {
   public:
     Decoder(const PngHeader& header, Bitmap& bitmap, RowSink& sink)
-        : header_ {header}, bitmap_ {bitmap}, sink_ {sink}, passes_ {header.interlaced ? kLastPass + 1 : 1} {
+        : header_{header}, bitmap_{bitmap}, sink_{sink}, passes_{header.interlaced ? kLastPass + 1 : 1} {
         png_ = png_create_read_struct(PNG_LIBPNG_VER_STRING, this, on_error, on_warning);
         if (png_) info_ = png_create_info_struct(png_);
         if (bitmap.layout() == Layout::bit1 && bitmap.width() % 8 != 0) {
@@ -131,7 +131,7 @@ class Decoder {
     int rows_filled() const { return pass_ > 0 ? bitmap_.height() : filled_; }
 
   private:
-    std::int64_t total_rows() const { return std::int64_t {passes_} * bitmap_.height(); }
+    std::int64_t total_rows() const { return std::int64_t{passes_} * bitmap_.height(); }
 
     static Decoder& self(png_structp png) { return *static_cast<Decoder*>(png_get_progressive_ptr(png)); }
 
@@ -181,7 +181,7 @@ class Decoder {
         const bool last = filled_ == bitmap_.height();
         if (!last && filled_ - reported_ < kRowsPerReport) return true;
         const int first = std::exchange(reported_, last ? 0 : filled_);
-        cancelled_ = !sink_.rows(bitmap_, first, filled_, std::int64_t {pass} * bitmap_.height() + filled_,
+        cancelled_ = !sink_.rows(bitmap_, first, filled_, std::int64_t{pass} * bitmap_.height() + filled_,
                                  total_rows());
         return !cancelled_;
     }
@@ -202,7 +202,7 @@ class Decoder {
     RowSink& sink_;
     png_structp png_ = nullptr;
     png_infop info_ = nullptr;
-    std::jmp_buf back_ {};
+    std::jmp_buf back_{};
     const int passes_;
     std::uint8_t last_byte_mask_ = 0xFF;
     int own_rows_ = 0;
@@ -261,13 +261,13 @@ Result<Outcome> decode(ByteReader in, const ReadOptions& options, RowSink& sink)
 
     Outcome outcome;
     {
-        Decoder decoder {*header, *bitmap, sink};
-        if (!decoder.prepare()) return Error {Fault::out_of_memory, "PNG"};
+        Decoder decoder{*header, *bitmap, sink};
+        if (!decoder.prepare()) return Error{Fault::out_of_memory, "PNG"};
         if (decoder.feed(short_beginning(*header))) feed_pixels(in, header->data_at, decoder);
-        if (decoder.cancelled()) return Error {Fault::cancelled, "PNG"};
+        if (decoder.cancelled()) return Error{Fault::cancelled, "PNG"};
         outcome.rows_shown = decoder.rows_shown();
         outcome.rows_declared = bitmap->height();
-        if (outcome.rows_shown == 0) return Error {Fault::truncated, "PNG pixels"};
+        if (outcome.rows_shown == 0) return Error{Fault::truncated, "PNG pixels"};
         bitmap->clear_rows(decoder.rows_filled(), bitmap->height());
         if (!decoder.complete()) outcome.warnings.push_back("PNG pixels end early");
         if (decoder.corrupt()) outcome.warnings.push_back("PNG pixels have a wrong checksum");
@@ -278,14 +278,14 @@ Result<Outcome> decode(ByteReader in, const ReadOptions& options, RowSink& sink)
     return outcome;
 }
 
-constexpr std::array kDepths {1, 2, 4, 8, 16, 24, 32};
-constexpr std::array kFormats {FormatCode {kFormatCode, "", kDepths, true}};
-constexpr std::array<std::string_view, 1> kExtensions {"png"};
+constexpr std::array kDepths{1, 2, 4, 8, 16, 24, 32};
+constexpr std::array kFormats{FormatCode{kFormatCode, "", kDepths, true}};
+constexpr std::array<std::string_view, 1> kExtensions{"png"};
 
 }  // namespace
 
 extern const Codec png;
-const Codec png {"PNG", kFormats, kExtensions, Pages::one, false,     true,
-                 probe, info,     decode,      nullptr,    encode_png};
+const Codec png{"PNG", kFormats, kExtensions, Pages::one, false,     true,
+                probe, info,     decode,      nullptr,    encode_png};
 
 }  // namespace quillmark::imaging::codecs

@@ -30,8 +30,8 @@ constexpr std::uint32_t type(const char (&name)[5]) {
 bool is_critical(std::uint32_t chunk) { return (chunk & 0x20000000U) == 0; }
 
 std::uint32_t be32(View bytes, std::size_t at) {
-    return std::uint32_t {bytes[at]} << 24 | std::uint32_t {bytes[at + 1]} << 16 |
-           std::uint32_t {bytes[at + 2]} << 8 | bytes[at + 3];
+    return std::uint32_t{bytes[at]} << 24 | std::uint32_t{bytes[at + 1]} << 16 |
+           std::uint32_t{bytes[at + 2]} << 8 | bytes[at + 3];
 }
 
 struct Chunk {
@@ -41,9 +41,9 @@ struct Chunk {
 
 // The chunk at a position; nothing at the end of the file.
 std::optional<Chunk> chunk_at(const ByteReader& in, std::int64_t position) {
-    std::array<std::uint8_t, 8> head {};
+    std::array<std::uint8_t, 8> head{};
     if (position + 8 > in.size() || in.source()->read_at(in.base() + position, head) < head.size()) return {};
-    return Chunk {be32(head, 0), be32(head, 4), position + 8};
+    return Chunk{be32(head, 0), be32(head, 4), position + 8};
 }
 
 std::int64_t behind(const Chunk& chunk) { return chunk.at + chunk.size + 4; }
@@ -51,14 +51,14 @@ std::int64_t behind(const Chunk& chunk) { return chunk.at + chunk.size + 4; }
 // The data of a chunk whose checksum is right.
 std::optional<Bytes> checked_data(const ByteReader& in, const Chunk& chunk) {
     ByteReader part = in.sub(chunk.at - 4);
-    const Bytes bytes = part.bytes(std::size_t {chunk.size} + 4);
+    const Bytes bytes = part.bytes(std::size_t{chunk.size} + 4);
     const std::uint32_t stored = part.u32be();
     if (part.failed() || libdeflate_crc32(0, bytes.data(), bytes.size()) != stored) return {};
     return Bytes(bytes.begin() + 4, bytes.end());
 }
 
 Bytes inflated(View packed) {
-    const std::unique_ptr<libdeflate_decompressor, void (*)(libdeflate_decompressor*)> inflater {
+    const std::unique_ptr<libdeflate_decompressor, void (*)(libdeflate_decompressor*)> inflater{
         libdeflate_alloc_decompressor(), libdeflate_free_decompressor};
     Bytes out;
     for (std::size_t room = 4096; inflater && room <= kMaxInflated; room *= 8) {
@@ -75,9 +75,9 @@ Bytes inflated(View packed) {
 
 // Splits off the text up to its zero byte.
 std::string_view take_text(View& bytes) {
-    const auto end = std::ranges::find(bytes, std::uint8_t {0});
+    const auto end = std::ranges::find(bytes, std::uint8_t{0});
     const auto size = static_cast<std::size_t>(end - bytes.begin());
-    const std::string_view text {reinterpret_cast<const char*>(bytes.data()), size};
+    const std::string_view text{reinterpret_cast<const char*>(bytes.data()), size};
     bytes = bytes.subspan(std::min(size + 1, bytes.size()));
     return text;
 }
@@ -85,7 +85,7 @@ std::string_view take_text(View& bytes) {
 // Keeps the text that describes the picture best: a comment, else a description.
 class TextChooser {
   public:
-    explicit TextChooser(std::string& comment) : comment_ {comment}, rank_ {comment.empty() ? 0 : 2} {}
+    explicit TextChooser(std::string& comment) : comment_{comment}, rank_{comment.empty() ? 0 : 2} {}
 
     void offer(std::string_view keyword, View text) {
         const int rank = keyword == "Comment" ? 2 : keyword == "Description" ? 1 : 0;
@@ -121,7 +121,7 @@ void take_exif(Bytes data, Metadata& metadata) {
     if (metadata.exif || data.size() < 8) return;
     const ExifFacts facts = read_exif(data);
     metadata.orientation = facts.orientation;
-    if (metadata.resolution == Resolution {}) metadata.resolution = facts.resolution;
+    if (metadata.resolution == Resolution{}) metadata.resolution = facts.resolution;
     metadata.exif = std::make_shared<const Bytes>(std::move(data));
 }
 
@@ -142,8 +142,8 @@ void take_profile(View data, Metadata& metadata) {
 
 // An ancillary chunk that belongs to the metadata; others are left alone.
 void take_metadata(const ByteReader& in, const Chunk& chunk, TextChooser& texts, Metadata& metadata) {
-    static constexpr std::array kWanted {type("pHYs"), type("iCCP"), type("eXIf"),
-                                         type("tEXt"), type("zTXt"), type("iTXt")};
+    static constexpr std::array kWanted{type("pHYs"), type("iCCP"), type("eXIf"),
+                                        type("tEXt"), type("zTXt"), type("iTXt")};
     if (chunk.size > kMaxAncillary || std::ranges::find(kWanted, chunk.type) == kWanted.end()) return;
     auto data = checked_data(in, chunk);
     if (!data) return;
@@ -169,24 +169,24 @@ bool depth_is_valid(PngColour colour, int depth) {
 }
 
 Result<void> take_image_header(View data, PngHeader& header) {
-    if (data.size() != 13) return Error {Fault::malformed, "PNG header"};
+    if (data.size() != 13) return Error{Fault::malformed, "PNG header"};
     header.width = be32(data, 0);
     header.height = be32(data, 4);
     header.depth = data[8];
     header.colour = static_cast<PngColour>(data[9]);
     header.interlaced = data[12] == 1;
-    if (header.width < 1 || header.height < 1) return Error {Fault::malformed, "PNG width or height"};
+    if (header.width < 1 || header.height < 1) return Error{Fault::malformed, "PNG width or height"};
     if (!depth_is_valid(header.colour, header.depth))
-        return Error {Fault::malformed, "PNG colour type or depth"};
-    if (data[10] != 0 || data[11] != 0 || data[12] > 1) return Error {Fault::unsupported, "PNG method"};
+        return Error{Fault::malformed, "PNG colour type or depth"};
+    if (data[10] != 0 || data[11] != 0 || data[12] > 1) return Error{Fault::unsupported, "PNG method"};
     return {};
 }
 
 Result<void> take_palette(View data, PngHeader& header) {
     if (header.colour != PngColour::palette) return {};  // a suggestion for other displays
-    if (!header.palette.empty()) return Error {Fault::malformed, "second PNG palette"};
-    const std::size_t count = std::min<std::size_t>(data.size() / 3, std::size_t {1} << header.depth);
-    if (count == 0 || data.size() % 3 != 0) return Error {Fault::malformed, "PNG palette"};
+    if (!header.palette.empty()) return Error{Fault::malformed, "second PNG palette"};
+    const std::size_t count = std::min<std::size_t>(data.size() / 3, std::size_t{1} << header.depth);
+    if (count == 0 || data.size() % 3 != 0) return Error{Fault::malformed, "PNG palette"};
     for (std::size_t i = 0; i < count; ++i)
         header.palette.push_back({data[i * 3], data[i * 3 + 1], data[i * 3 + 2], 255});
     return {};
@@ -208,26 +208,26 @@ void take_transparency(View data, PngHeader& header) {
 
 Result<void> take_chunk(const ByteReader& in, const Chunk& chunk, TextChooser& texts, PngHeader& header) {
     if (chunk.type == type("PLTE")) {
-        if (chunk.size > 768) return Error {Fault::malformed, "PNG palette"};
+        if (chunk.size > 768) return Error{Fault::malformed, "PNG palette"};
         const auto data = checked_data(in, chunk);
-        return data ? take_palette(*data, header) : Error {Fault::malformed, "PNG palette checksum"};
+        return data ? take_palette(*data, header) : Error{Fault::malformed, "PNG palette checksum"};
     }
     if (chunk.type == type("tRNS") && chunk.size <= 768) {
         if (const auto data = checked_data(in, chunk)) take_transparency(*data, header);
         return {};
     }
-    if (is_critical(chunk.type)) return Error {Fault::unsupported, "unknown critical PNG chunk"};
+    if (is_critical(chunk.type)) return Error{Fault::unsupported, "unknown critical PNG chunk"};
     take_metadata(in, chunk, texts, header.metadata);
     return {};
 }
 
 Result<void> check_first_chunk(const ByteReader& in, const std::optional<Chunk>& first, PngHeader& header) {
-    if (!first) return Error {Fault::truncated, "PNG header"};
-    if (first->type == type("CgBI")) return Error {Fault::unsupported, "PNG optimised for iOS"};
-    if (first->type != type("IHDR") || first->size != 13) return Error {Fault::malformed, "PNG header"};
-    if (behind(*first) > in.size()) return Error {Fault::truncated, "PNG header"};
+    if (!first) return Error{Fault::truncated, "PNG header"};
+    if (first->type == type("CgBI")) return Error{Fault::unsupported, "PNG optimised for iOS"};
+    if (first->type != type("IHDR") || first->size != 13) return Error{Fault::malformed, "PNG header"};
+    if (behind(*first) > in.size()) return Error{Fault::truncated, "PNG header"};
     const auto data = checked_data(in, *first);
-    if (!data) return Error {Fault::malformed, "PNG header checksum"};
+    if (!data) return Error{Fault::malformed, "PNG header checksum"};
     return take_image_header(*data, header);
 }
 
@@ -251,29 +251,29 @@ int PngHeader::bits() const {
 
 Result<PngHeader> read_png_header(ByteReader in) {
     PngHeader header;
-    std::array<std::uint8_t, 8> signature {};
+    std::array<std::uint8_t, 8> signature{};
     in.read(signature);
-    if (in.failed() || signature != kPngSignature) return Error {Fault::malformed, "PNG signature"};
+    if (in.failed() || signature != kPngSignature) return Error{Fault::malformed, "PNG signature"};
     auto chunk = chunk_at(in, 8);
     if (const auto checked = check_first_chunk(in, chunk, header); !checked) return checked.error();
-    TextChooser texts {header.metadata.comment};
+    TextChooser texts{header.metadata.comment};
     for (int count = 0; count < kMaxChunks; ++count) {
         chunk = chunk_at(in, behind(*chunk));
-        if (!chunk) return Error {Fault::truncated, "PNG chunks"};
-        if (chunk->type == type("IEND")) return Error {Fault::malformed, "PNG without pixels"};
+        if (!chunk) return Error{Fault::truncated, "PNG chunks"};
+        if (chunk->type == type("IEND")) return Error{Fault::malformed, "PNG without pixels"};
         if (chunk->type == type("IDAT")) {
             if (header.colour == PngColour::palette && header.palette.empty())
-                return Error {Fault::malformed, "PNG palette"};
+                return Error{Fault::malformed, "PNG palette"};
             header.data_at = chunk->at - 8;
             return header;
         }
         if (const auto taken = take_chunk(in, *chunk, texts, header); !taken) return taken.error();
     }
-    return Error {Fault::malformed, "PNG chunks"};
+    return Error{Fault::malformed, "PNG chunks"};
 }
 
 void read_png_trailer(ByteReader in, const PngHeader& header, Metadata& metadata) {
-    TextChooser texts {metadata.comment};
+    TextChooser texts{metadata.comment};
     std::int64_t at = header.data_at;
     for (int count = 0; count < kMaxChunks; ++count) {
         const auto chunk = chunk_at(in, at);

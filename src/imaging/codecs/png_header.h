@@ -11,7 +11,7 @@
 
 namespace quillmark::imaging::codecs {
 
-inline constexpr std::array<std::uint8_t, 8> kPngSignature {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
+inline constexpr std::array<std::uint8_t, 8> kPngSignature{0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
 
 enum class PngColour : std::uint8_t { gray = 0, rgb = 2, palette = 3, gray_alpha = 4, rgb_alpha = 6 };
 

@@ -51,7 +51,7 @@ int highest_index(const Bitmap& bitmap) {
 // The palette with black for indices beyond its end: the format does not allow those.
 Palette palette_for(const Bitmap& bitmap, int depth) {
     Palette palette = bitmap.palette();
-    const std::size_t most = std::size_t {1} << depth;
+    const std::size_t most = std::size_t{1} << depth;
     if (palette.size() > most) palette.resize(most);
     if (palette.size() < most)
         palette.resize(std::clamp(palette.size(), static_cast<std::size_t>(highest_index(bitmap)) + 1, most));
@@ -63,7 +63,7 @@ Palette palette_for(const Bitmap& bitmap, int depth) {
 class Encoder {
   public:
     Encoder(const Bitmap& bitmap, ByteWriter& out, const WriteOptions& options)
-        : bitmap_ {bitmap}, out_ {out}, options_ {options}, storage_ {storage_of(bitmap)} {
+        : bitmap_{bitmap}, out_{out}, options_{options}, storage_{storage_of(bitmap)} {
         if (storage_.colour_type == PNG_COLOR_TYPE_PALETTE) {
             for (const Rgba& entry : palette_for(bitmap, storage_.depth)) {
                 palette_.push_back({entry.r, entry.g, entry.b});
@@ -86,10 +86,10 @@ class Encoder {
     Encoder& operator=(const Encoder&) = delete;
 
     Result<void> run() {
-        if (!info_) return Error {Fault::out_of_memory, "PNG"};
+        if (!info_) return Error{Fault::out_of_memory, "PNG"};
         if (write()) return {};
-        if (cancelled_) return Error {Fault::cancelled, "PNG"};
-        return out_.failed() ? Error {Fault::io, "PNG"} : Error {Fault::out_of_memory, "PNG"};
+        if (cancelled_) return Error{Fault::cancelled, "PNG"};
+        return out_.failed() ? Error{Fault::io, "PNG"} : Error{Fault::out_of_memory, "PNG"};
     }
 
   private:
@@ -151,7 +151,7 @@ class Encoder {
         char keyword[] = "Comment";
         const bool ascii =
             std::ranges::all_of(comment_, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-        png_text text {};
+        png_text text{};
         text.compression = ascii ? PNG_TEXT_COMPRESSION_NONE : PNG_ITXT_COMPRESSION_NONE;
         text.key = keyword;
         text.text = comment_.data();
@@ -196,15 +196,15 @@ class Encoder {
     std::string comment_;
     png_structp png_ = nullptr;
     png_infop info_ = nullptr;
-    std::jmp_buf back_ {};
+    std::jmp_buf back_{};
     bool cancelled_ = false;
 };
 
 }  // namespace
 
 Result<void> encode_png(const Bitmap& bitmap, ByteWriter& out, const WriteOptions& options) {
-    if (bitmap.empty()) return Error {Fault::malformed, "no image"};
-    return Encoder {bitmap, out, options}.run();
+    if (bitmap.empty()) return Error{Fault::malformed, "no image"};
+    return Encoder{bitmap, out, options}.run();
 }
 
 }  // namespace quillmark::imaging::codecs

@@ -13,8 +13,8 @@
 namespace quillmark::imaging::codecs {
 namespace {
 
-constexpr std::int64_t kBlock = std::int64_t {8} << 20;  // bytes between two reports: about 2 ms
-constexpr std::size_t kChunk = std::size_t {128} << 10;  // bytes of one read: stays in the second-level cache
+constexpr std::int64_t kBlock = std::int64_t{8} << 20;  // bytes between two reports: about 2 ms
+constexpr std::size_t kChunk = std::size_t{128} << 10;  // bytes of one read: stays in the second-level cache
 
 int rows_in(std::int64_t bytes, std::size_t row_bytes) {
     return static_cast<int>(std::max<std::int64_t>(1, bytes / static_cast<std::int64_t>(row_bytes)));
@@ -24,10 +24,10 @@ int rows_in(std::int64_t bytes, std::size_t row_bytes) {
 class StoredRows {
   public:
     StoredRows(const ByteReader& in, std::size_t row_bytes)
-        : source_ {*in.source()},
-          offset_ {in.base() + in.position()},
-          row_bytes_ {row_bytes},
-          memory_ {source_.memory()} {}
+        : source_{*in.source()},
+          offset_{in.base() + in.position()},
+          row_bytes_{row_bytes},
+          memory_{source_.memory()} {}
 
     // Calls body for stored rows [first, last); false when they could not be read in full.
     bool each(int first, int last, const RowOrder& order, const RowBody& body) const {
@@ -37,7 +37,7 @@ class StoredRows {
         }
         const int step = rows_in(kChunk, row_bytes_);
         const std::size_t size = static_cast<std::size_t>(std::min(step, last - first)) * row_bytes_;
-        const std::unique_ptr<std::uint8_t[]> chunk {new (std::nothrow) std::uint8_t[size]};
+        const std::unique_ptr<std::uint8_t[]> chunk{new (std::nothrow) std::uint8_t[size]};
         if (!chunk) return false;
         bool complete = true;
         for (int i = first; i < last; i += step) {
@@ -52,7 +52,7 @@ class StoredRows {
     // The last row of a cut file: available bytes of it, the rest zero.
     void partial(int row, std::size_t available, const RowOrder& order, const RowBody& body) const {
         std::vector<std::uint8_t> bytes(row_bytes_);
-        source_.read_at(at(row), std::span {bytes}.first(available));
+        source_.read_at(at(row), std::span{bytes}.first(available));
         body(bytes.data(), order.target(row));
     }
 
@@ -98,22 +98,22 @@ Result<int> read_raw_rows(const ByteReader& in, std::size_t row_bytes, const Row
     const std::int64_t size = static_cast<std::int64_t>(row_bytes);
     const std::int64_t rest = in.remaining();
     const int whole = static_cast<int>(std::min<std::int64_t>(order.height, rest / size));
-    if (whole == 0) return Error {Fault::truncated, "pixels"};
-    const StoredRows rows {in, row_bytes};
+    if (whole == 0) return Error{Fault::truncated, "pixels"};
+    const StoredRows rows{in, row_bytes};
     const int block = rows_in(kBlock, row_bytes);
     for (int first = 0; first < whole; first += block) {
         const int last = std::min(first + block, whole);
-        std::atomic<bool> complete {true};
+        std::atomic<bool> complete{true};
         parallel_bands(last - first, rows_in(kChunk, row_bytes), [&](int from, int to) {
             if (!rows.each(first + from, first + to, order, body)) complete = false;
         });
-        if (!complete) return Error {Fault::io, "pixels"};
-        if (!report_rows(order, bitmap, first, last, sink)) return Error {Fault::cancelled, "pixels"};
+        if (!complete) return Error{Fault::io, "pixels"};
+        if (!report_rows(order, bitmap, first, last, sink)) return Error{Fault::cancelled, "pixels"};
     }
     const auto partial = static_cast<std::size_t>(whole < order.height ? rest - whole * size : 0);
     if (partial == 0) return whole;
     rows.partial(whole, partial, order, body);
-    if (!report_rows(order, bitmap, whole, whole + 1, sink)) return Error {Fault::cancelled, "pixels"};
+    if (!report_rows(order, bitmap, whole, whole + 1, sink)) return Error{Fault::cancelled, "pixels"};
     return whole + 1;
 }
 
@@ -126,19 +126,19 @@ Result<int> read_packed_rows(std::size_t row_bytes, const RowOrder& order, const
         const std::size_t got = fill(stored);
         complete = got == row_bytes;
         if (got == 0) break;
-        std::fill(stored.begin() + static_cast<std::ptrdiff_t>(got), stored.end(), std::uint8_t {0});
+        std::fill(stored.begin() + static_cast<std::ptrdiff_t>(got), stored.end(), std::uint8_t{0});
         body(stored.data(), order.target(row++));
         if (row - reported < kReport && complete && row < order.height) continue;
-        if (!report_rows(order, bitmap, reported, row, sink)) return Error {Fault::cancelled, "pixels"};
+        if (!report_rows(order, bitmap, reported, row, sink)) return Error{Fault::cancelled, "pixels"};
         reported = row;
     }
-    if (row == 0) return Error {Fault::truncated, "pixels"};
+    if (row == 0) return Error{Fault::truncated, "pixels"};
     return row;
 }
 
 BgrSwap bgr_swap_for(const Bitmap& bitmap) {
     // Streaming saves a third of the memory traffic, but only a picture that leaves the cache anyway gains.
-    constexpr std::int64_t kStreamFrom = std::int64_t {8} << 20;
+    constexpr std::int64_t kStreamFrom = std::int64_t{8} << 20;
     const auto bytes = static_cast<std::int64_t>(bitmap.row_bytes()) * bitmap.height();
     return bytes > kStreamFrom ? stream_swap_rgb24 : swap_rgb24;
 }

@@ -25,9 +25,9 @@ struct Header {
     std::uint32_t width = 0, height = 0, depth = 0, type = 0, map_type = 0, map_length = 0;
     bool padded = true;  // rows end on 16-bit boundaries
 
-    std::int64_t unpadded_row() const { return (std::int64_t {width} * depth + 7) / 8; }
+    std::int64_t unpadded_row() const { return (std::int64_t{width} * depth + 7) / 8; }
     std::int64_t row_bytes() const {
-        return padded ? (std::int64_t {width} * depth + 15) / 16 * 2 : unpadded_row();
+        return padded ? (std::int64_t{width} * depth + 15) / 16 * 2 : unpadded_row();
     }
     int bits() const { return static_cast<int>(depth); }
     int loaded_bits() const { return depth == 32 ? 24 : bits(); }  // the fourth byte is padding
@@ -47,20 +47,20 @@ Result<void> check_variant(const Header& header) {
         case kStandard:
         case kRuns:
         case kRgbOrder: break;
-        case 4: return Error {Fault::unsupported, "raster type TIFF"};
-        case 5: return Error {Fault::unsupported, "raster type IFF"};
-        case 0xFFFF: return Error {Fault::unsupported, "experimental raster type"};
-        default: return Error {Fault::malformed, "raster type"};
+        case 4: return Error{Fault::unsupported, "raster type TIFF"};
+        case 5: return Error{Fault::unsupported, "raster type IFF"};
+        case 0xFFFF: return Error{Fault::unsupported, "experimental raster type"};
+        default: return Error{Fault::malformed, "raster type"};
     }
-    constexpr std::array<std::uint32_t, 6> kDepths {1, 4, 8, 16, 24, 32};
-    if (std::ranges::find(kDepths, header.depth) == kDepths.end()) return Error {Fault::malformed, "depth"};
+    constexpr std::array<std::uint32_t, 6> kDepths{1, 4, 8, 16, 24, 32};
+    if (std::ranges::find(kDepths, header.depth) == kDepths.end()) return Error{Fault::malformed, "depth"};
     return {};
 }
 
 // Reads the header and leaves the reader at the colour map.
 Result<Header> read_header(ByteReader& in, const Limits& limits) {
     Header header;
-    if (in.u32be() != kMagic) return Error {in.failed() ? Fault::truncated : Fault::malformed, "signature"};
+    if (in.u32be() != kMagic) return Error{in.failed() ? Fault::truncated : Fault::malformed, "signature"};
     header.width = in.u32be();
     header.height = in.u32be();
     header.depth = in.u32be();
@@ -68,11 +68,11 @@ Result<Header> read_header(ByteReader& in, const Limits& limits) {
     header.type = in.u32be();
     header.map_type = in.u32be();
     header.map_length = in.u32be();
-    if (in.failed()) return Error {Fault::truncated, "header"};
+    if (in.failed()) return Error{Fault::truncated, "header"};
     if (const auto variant = check_variant(header); !variant) return variant.error();
     const auto size = Bitmap::check_size(header.width, header.height, header.loaded_bits(), limits);
     if (!size) return size.error();
-    if (header.map_length > in.remaining()) return Error {Fault::truncated, "colour map"};
+    if (header.map_length > in.remaining()) return Error{Fault::truncated, "colour map"};
     // Some writers forget the padding; only an exact fit tells them.
     const std::int64_t data = in.size() - kHeaderSize - header.map_length;
     if (header.type != kRuns && data == header.unpadded_row() * header.rows()) header.padded = false;
@@ -94,7 +94,7 @@ Result<ImageInfo> info(ByteReader in, const ReadOptions& options) {
 // All reds, then all greens, then all blues; leaves the reader at the pixels.
 Palette read_map(ByteReader& in, const Header& header) {
     const std::size_t third = header.map_length / 3;
-    const std::size_t used = std::min<std::size_t>(third, std::size_t {1} << header.depth);
+    const std::size_t used = std::min<std::size_t>(third, std::size_t{1} << header.depth);
     const std::int64_t start = in.position();
     Palette palette(used);
     const auto channel = [&](std::size_t index, std::uint8_t Rgba::*member) {
@@ -155,7 +155,7 @@ void convert_row(const Header& header, const std::uint8_t* in, std::span<std::ui
 // rows.
 class RunDecoder {
   public:
-    explicit RunDecoder(ByteReader in) : in_ {std::move(in)} {}
+    explicit RunDecoder(ByteReader in) : in_{std::move(in)} {}
 
     // Returns the bytes delivered: fewer than asked for only at the end of the data.
     std::size_t fill(std::span<std::uint8_t> out) {
@@ -200,24 +200,24 @@ Result<Outcome> decode(ByteReader in, const ReadOptions& options, RowSink& sink)
     const auto header = read_header(in, options.limits);
     if (!header) return header.error();
     const std::int64_t map_at = in.position();
-    const Palette palette = header->indexed() ? palette_for(in, *header) : Palette {};
+    const Palette palette = header->indexed() ? palette_for(in, *header) : Palette{};
     in.seek(map_at + header->map_length);
     const bool packed = header->type == kRuns;
     const std::int64_t reach =
         packed ? in.remaining() / 3 * 256 + 256 : in.remaining();  // bytes the data can give at most
-    if (in.at_end() || reach < header->row_bytes()) return Error {Fault::truncated, "pixels"};
+    if (in.at_end() || reach < header->row_bytes()) return Error{Fault::truncated, "pixels"};
     const bool data_short = reach < header->row_bytes() * header->rows();
     auto bitmap =
         bitmap_for(header->columns(), header->rows(), header->loaded_bits(), options.limits, data_short);
     if (!bitmap) return bitmap.error();
     if (header->indexed()) bitmap->set_palette(palette);
     sink.begin(*bitmap);
-    const RowOrder order {header->rows()};
+    const RowOrder order{header->rows()};
     const auto row_bytes = static_cast<std::size_t>(header->row_bytes());
     const RowBody body = [&, swap = bgr_swap_for(*bitmap)](const std::uint8_t* stored, int y) {
         convert_row(*header, stored, bitmap->writable_row(y), swap);
     };
-    RunDecoder runs {in};
+    RunDecoder runs{in};
     const RowFill fill = [&](std::span<std::uint8_t> stored) { return runs.fill(stored); };
     const auto rows = packed ? read_packed_rows(row_bytes, order, *bitmap, sink, fill, body)
                              : read_raw_rows(in, row_bytes, order, *bitmap, sink, body);
@@ -239,9 +239,9 @@ void write_map(const Palette& palette, ByteWriter& out) {
 
 // A bilevel image needs no map: black is 1. Gives the bits to flip, or nothing when the colours need a map.
 std::optional<std::uint8_t> bilevel_flip(const Bitmap& bitmap) {
-    constexpr Rgba kBlack {0, 0, 0, 255}, kWhite {255, 255, 255, 255};
-    if (bitmap.palette() == Palette {kBlack, kWhite}) return std::uint8_t {0xFF};
-    if (bitmap.palette() == Palette {kWhite, kBlack}) return std::uint8_t {0};
+    constexpr Rgba kBlack{0, 0, 0, 255}, kWhite{255, 255, 255, 255};
+    if (bitmap.palette() == Palette{kBlack, kWhite}) return std::uint8_t{0xFF};
+    if (bitmap.palette() == Palette{kWhite, kBlack}) return std::uint8_t{0};
     return std::nullopt;
 }
 
@@ -278,9 +278,9 @@ Result<void> encode(const Bitmap& bitmap, ByteWriter& out, const WriteOptions& o
     const int depth = stored_depth(bitmap);
     const auto flip = depth == 1 ? bilevel_flip(bitmap) : std::nullopt;
     const bool map = depth == 1 ? !flip : depth == 8 && !is_plain_gray(bitmap.palette());
-    const auto row_bytes = static_cast<std::size_t>((std::int64_t {bitmap.width()} * depth + 15) / 16 * 2);
+    const auto row_bytes = static_cast<std::size_t>((std::int64_t{bitmap.width()} * depth + 15) / 16 * 2);
     const std::int64_t length = static_cast<std::int64_t>(row_bytes) * bitmap.height();
-    if (length > 0xFFFFFFFFLL) return Error {Fault::too_large, "length of the data"};
+    if (length > 0xFFFFFFFFLL) return Error{Fault::too_large, "length of the data"};
     for (const std::uint32_t field :
          {kMagic, static_cast<std::uint32_t>(bitmap.width()), static_cast<std::uint32_t>(bitmap.height()),
           static_cast<std::uint32_t>(depth), static_cast<std::uint32_t>(length),
@@ -293,9 +293,9 @@ Result<void> encode(const Bitmap& bitmap, ByteWriter& out, const WriteOptions& o
     for (int y = 0; y < bitmap.height(); ++y) {
         put_row(bitmap, y, flip.value_or(0), rgb, stored);
         out.write(stored);
-        if (out.failed()) return Error {Fault::io, "pixels"};
+        if (out.failed()) return Error{Fault::io, "pixels"};
         if (y % 64 == 63 && options.progress && !options.progress(y + 1, bitmap.height()))
-            return Error {Fault::cancelled, "pixels"};
+            return Error{Fault::cancelled, "pixels"};
     }
     return {};
 }
@@ -307,7 +307,7 @@ constexpr std::string_view kExtensions[] = {"ras", "sun", "im1", "im8", "im24", 
 }  // namespace
 
 extern const Codec sunraster;
-const Codec sunraster {"Sun raster", kFormats, kExtensions, Pages::one, false, true,
-                       probe,        info,     decode,      nullptr,    encode};
+const Codec sunraster{"Sun raster", kFormats, kExtensions, Pages::one, false, true,
+                      probe,        info,     decode,      nullptr,    encode};
 
 }  // namespace quillmark::imaging::codecs

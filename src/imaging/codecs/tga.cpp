@@ -36,16 +36,16 @@ struct Header {
     bool right_to_left() const { return descriptor & 0x10; }
     RowOrder order() const {
         return {height, !(descriptor & 0x20),
-                std::array {1, 2, 4, 1}[static_cast<std::size_t>(descriptor >> 6)]};
+                std::array{1, 2, 4, 1}[static_cast<std::size_t>(descriptor >> 6)]};
     }
     std::int64_t map_bytes() const {
-        return map_type == 1 ? std::int64_t {map_length} * ((map_bits + 7) / 8) : 0;
+        return map_type == 1 ? std::int64_t{map_length} * ((map_bits + 7) / 8) : 0;
     }
     std::int64_t pixels_at() const { return kHeaderSize + id_length + map_bytes(); }
     int pixel_bytes() const { return (depth + 7) / 8; }
     /// Bytes of a stored row, or of its pixels unpacked.
     std::int64_t row_bytes() const {
-        return depth == 1 ? (width + 7) / 8 : std::int64_t {width} * pixel_bytes();
+        return depth == 1 ? (width + 7) / 8 : std::int64_t{width} * pixel_bytes();
     }
 
     Pixel pixel() const {
@@ -124,7 +124,7 @@ std::string read_comment(ByteReader& in) {
     std::string comment;
     for (int i = 0; i < 4; ++i) {
         auto line = in.bytes(81);
-        line.erase(std::ranges::find(line, std::uint8_t {0}), line.end());
+        line.erase(std::ranges::find(line, std::uint8_t{0}), line.end());
         const std::string text = text_from_bytes(line.data(), line.size());
         if (!text.empty()) comment += (comment.empty() ? "" : "\n") + text;
     }
@@ -178,13 +178,13 @@ struct File {
 Result<File> read_file(ByteReader& in, const Limits& limits) {
     File file;
     file.header = parse_header(in);
-    if (in.failed()) return Error {Fault::truncated, "header"};
+    if (in.failed()) return Error{Fault::truncated, "header"};
     if (file.header.type == 32 || file.header.type == 33)
-        return Error {Fault::unsupported, "image type 32 or 33"};
-    if (!plausible(file.header)) return Error {Fault::malformed, "header"};
+        return Error{Fault::unsupported, "image type 32 or 33"};
+    if (!plausible(file.header)) return Error{Fault::malformed, "header"};
     const auto size = Bitmap::check_size(file.header.width, file.header.height, file.bits(), limits);
     if (!size) return size.error();
-    if (file.header.pixels_at() >= in.size()) return Error {Fault::truncated, "pixels"};
+    if (file.header.pixels_at() >= in.size()) return Error{Fault::truncated, "pixels"};
     file.extension = read_extension(in);
     return file;
 }
@@ -200,7 +200,7 @@ std::optional<Stamp> find_stamp(const ByteReader& file, const File& facts) {
     if (at < kHeaderSize || at + 4 > file.size()) return std::nullopt;
     ByteReader in = file;
     in.seek(at);
-    Stamp stamp {in.u8(), 0, at + 2};
+    Stamp stamp{in.u8(), 0, at + 2};
     stamp.height = in.u8();
     if (stamp.height == 0) {
         stamp.height = in.u16le();
@@ -277,11 +277,11 @@ Palette palette_from_map(const Palette& map, int first, std::size_t count) {
 class RowConverter {
   public:
     RowConverter(const ByteReader& file, const File& facts, const Bitmap& bitmap)
-        : pixel_ {facts.header.pixel()},
-          alpha_ {facts.bits() == 32},
-          premultiplied_ {facts.extension.attribute_type == 4},
-          mirrored_ {facts.header.right_to_left()},
-          swap_bgr_ {mirrored_ ? swap_rgb24 : bgr_swap_for(bitmap)} {
+        : pixel_{facts.header.pixel()},
+          alpha_{facts.bits() == 32},
+          premultiplied_{facts.extension.attribute_type == 4},
+          mirrored_{facts.header.right_to_left()},
+          swap_bgr_{mirrored_ ? swap_rgb24 : bgr_swap_for(bitmap)} {
         if (facts.header.kind() == 1) {
             const std::size_t count = pixel_ == Pixel::index8 ? 256 : 65536;
             palette_ = palette_from_map(read_map(file, facts), facts.header.map_first, count);
@@ -349,7 +349,7 @@ class RowConverter {
     }
     static void mirror_bits(std::span<std::uint8_t> row, std::size_t width) {
         const std::vector<std::uint8_t> from(row.begin(), row.end());
-        std::ranges::fill(row, std::uint8_t {0});
+        std::ranges::fill(row, std::uint8_t{0});
         for (std::size_t x = 0; x < width; ++x) {
             const std::size_t source = width - 1 - x;
             if (from[source / 8] >> (7 - source % 8) & 1)
@@ -368,14 +368,14 @@ class RowConverter {
     bool alpha_, premultiplied_, mirrored_;
     BgrSwap swap_bgr_;  // mirrored rows are read again at once, so they stay in the cache
     Palette palette_;
-    std::atomic<std::uint8_t> alpha_seen_ {0};
+    std::atomic<std::uint8_t> alpha_seen_{0};
 };
 
 // Packets of up to 128 pixels, one repeated or all stored. Old files let them cross rows.
 template <std::size_t Size>
 class PacketDecoder {
   public:
-    explicit PacketDecoder(const ByteReader& in) : in_ {in} {}
+    explicit PacketDecoder(const ByteReader& in) : in_{in} {}
 
     // Returns the pixels delivered: fewer than asked for only at the end of the data.
     std::size_t fill(std::uint8_t* out, std::size_t pixels) {
@@ -420,7 +420,7 @@ class PacketDecoder {
     ChunkReader in_;
     std::size_t left_ = 0;
     bool repeated_ = false;
-    std::array<std::uint8_t, Size> value_ {};
+    std::array<std::uint8_t, Size> value_{};
 };
 
 template <std::size_t Size>
@@ -455,11 +455,11 @@ Result<Outcome> decode_image(const ByteReader& in, const File& facts, const Limi
     const std::int64_t unit = header.pixel_bytes();
     const std::int64_t reach =  // bytes of pixels that the data can hold at best
         header.packed() ? (in.remaining() / (unit + 1) * 128 + 128) * unit : in.remaining();
-    if (reach < header.row_bytes()) return Error {Fault::truncated, "pixels"};
+    if (reach < header.row_bytes()) return Error{Fault::truncated, "pixels"};
     const bool data_short = reach < header.row_bytes() * header.height;
     auto bitmap = bitmap_for(header.width, header.height, facts.bits(), limits, data_short);
     if (!bitmap) return bitmap.error();
-    RowConverter convert {in, facts, *bitmap};
+    RowConverter convert{in, facts, *bitmap};
     if (header.pixel() == Pixel::index8) bitmap->set_palette(convert.palette());
     if (header.pixel() == Pixel::gray1) bitmap->set_palette(gray_palette(2));
     bitmap->metadata().comment = facts.extension.comment;
@@ -485,7 +485,7 @@ Result<Outcome> stamp(ByteReader in, const ReadOptions& options) {
     auto file = read_file(in, options.limits);
     if (!file) return file.error();
     const auto stamp = find_stamp(in, *file);
-    if (!stamp) return Error {Fault::no_stamp, "extension area"};
+    if (!stamp) return Error{Fault::no_stamp, "extension area"};
     Header& header = file->header;
     header.width = stamp->width;
     header.height = stamp->height;
@@ -576,10 +576,10 @@ void put_extension(const Bitmap& bitmap, ByteWriter& out) {
     for (int line = 0; line < 4; ++line) {
         const std::string& comment = bitmap.metadata().comment;
         const auto from = std::min(comment.size(), static_cast<std::size_t>(line) * 80);
-        text(std::string_view {comment}.substr(from, 80), 81);
+        text(std::string_view{comment}.substr(from, 80), 81);
     }
     const std::time_t now = std::time(nullptr);
-    std::tm date {};
+    std::tm date{};
     gmtime_r(&now, &date);
     for (const int part :
          {date.tm_mon + 1, date.tm_mday, date.tm_year + 1900, date.tm_hour, date.tm_min, date.tm_sec}) {
@@ -596,7 +596,7 @@ void put_extension(const Bitmap& bitmap, ByteWriter& out) {
 
 Result<void> encode(const Bitmap& bitmap, ByteWriter& out, const WriteOptions& options) {
     if (bitmap.width() > 0xFFFF || bitmap.height() > 0xFFFF)
-        return Error {Fault::too_large, "width or height"};
+        return Error{Fault::too_large, "width or height"};
     const Header header = header_for(bitmap);
     put_header(header, out);
     if (header.map_type == 1) put_map(bitmap, header.map_bits, out);
@@ -605,9 +605,9 @@ Result<void> encode(const Bitmap& bitmap, ByteWriter& out, const WriteOptions& o
     for (int y = bitmap.height() - 1, done = 1; y >= 0; --y, ++done) {
         put_row(bitmap, y, header.depth, rgb, stored);
         out.write(stored);
-        if (out.failed()) return Error {Fault::io, "pixels"};
+        if (out.failed()) return Error{Fault::io, "pixels"};
         if (done % 64 == 0 && options.progress && !options.progress(done, bitmap.height()))
-            return Error {Fault::cancelled, "pixels"};
+            return Error{Fault::cancelled, "pixels"};
     }
     put_extension(bitmap, out);
     return {};
@@ -620,6 +620,6 @@ constexpr std::string_view kExtensions[] = {"tga", "vda", "icb", "vst", "win", "
 }  // namespace
 
 extern const Codec tga;
-const Codec tga {"Targa", kFormats, kExtensions, Pages::one, true, false, probe, info, decode, stamp, encode};
+const Codec tga{"Targa", kFormats, kExtensions, Pages::one, true, false, probe, info, decode, stamp, encode};
 
 }  // namespace quillmark::imaging::codecs

@@ -37,7 +37,7 @@ Error no_directory(ByteReader in) {
 }
 
 Result<ImageInfo> info(ByteReader in, const ReadOptions& options) {
-    Handle handle {in};
+    Handle handle{in};
     if (!handle.get()) return no_directory(in);
     const Chain chain = tiff::read_chain(handle.get(), options.limits);
     const int pages = static_cast<int>(chain.pages.size());
@@ -70,7 +70,7 @@ Result<Outcome> decode_directory(Handle& handle, std::uint64_t offset, const Byt
 }
 
 Result<Outcome> decode(ByteReader in, const ReadOptions& options, RowSink& sink) {
-    Handle handle {in};
+    Handle handle{in};
     if (!handle.get()) return no_directory(in);
     const Chain chain = tiff::read_chain(handle.get(), options.limits);
     const auto number =
@@ -79,10 +79,10 @@ Result<Outcome> decode(ByteReader in, const ReadOptions& options, RowSink& sink)
 }
 
 Result<Outcome> stamp(ByteReader in, const ReadOptions& options) {
-    Handle handle {in};
+    Handle handle{in};
     if (!handle.get()) return no_directory(in);
     const Chain chain = tiff::read_chain(handle.get(), options.limits);
-    if (chain.stamp == 0) return Error {Fault::no_stamp, "TIFF"};
+    if (chain.stamp == 0) return Error{Fault::no_stamp, "TIFF"};
     RowSink nobody;
     return decode_directory(handle, chain.stamp, in, options, nobody);
 }
@@ -92,7 +92,7 @@ Result<void> encode(const Bitmap& bitmap, ByteWriter& out, const WriteOptions& o
         case 3: return tiff::encode_page(bitmap, out, COMPRESSION_NONE, options);
         case 11: return tiff::encode_page(bitmap, out, COMPRESSION_LZW, options);
         case 29: return tiff::encode_page(bitmap, out, COMPRESSION_CCITTFAX4, options);
-        default: return Error {Fault::unsupported, "TIFF variant is not written"};
+        default: return Error{Fault::unsupported, "TIFF variant is not written"};
     }
 }
 
@@ -113,6 +113,6 @@ constexpr std::string_view kExtensions[] = {"tif", "tiff", "btf", "tf8"};
 }  // namespace
 
 extern const Codec tiff;
-const Codec tiff {"TIFF", kFormats, kExtensions, Pages::many, true, true, probe, info, decode, stamp, encode};
+const Codec tiff{"TIFF", kFormats, kExtensions, Pages::many, true, true, probe, info, decode, stamp, encode};
 
 }  // namespace quillmark::imaging::codecs

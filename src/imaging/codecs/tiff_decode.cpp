@@ -20,9 +20,9 @@ constexpr std::size_t kDirectRow = 8 << 10;  // rows of this size are worth a re
 class StripRows {
   public:
     StripRows(Handle& handle, const Page& page)
-        : handle_ {handle},
-          page_ {page},
-          row_bytes_ {static_cast<std::size_t>(TIFFScanlineSize64(handle.get()))} {}
+        : handle_{handle},
+          page_{page},
+          row_bytes_{static_cast<std::size_t>(TIFFScanlineSize64(handle.get()))} {}
 
     std::size_t row_bytes() const { return row_bytes_; }
 
@@ -103,7 +103,7 @@ class Consumer {
 class BitmapFiller final : public Consumer {
   public:
     BitmapFiller(const Page& page, Range range, Bitmap bitmap, bool zeroed, RowSink& sink)
-        : page_ {page}, converter_ {page, range}, zeroed_ {zeroed}, sink_ {sink} {
+        : page_{page}, converter_{page, range}, zeroed_{zeroed}, sink_{sink} {
         outcome_.bitmap = std::move(bitmap);
         outcome_.format_code = page.format_code();
         outcome_.rows_declared = outcome_.bitmap.height();
@@ -168,7 +168,7 @@ class BitmapFiller final : public Consumer {
 class RangeConsumer final : public Consumer {
   public:
     RangeConsumer(const Page& page, RowSink& sink, const Bitmap& bitmap)
-        : finder_ {page}, sink_ {sink}, bitmap_ {bitmap} {}
+        : finder_{page}, sink_{sink}, bitmap_{bitmap} {}
     void put(std::uint32_t, std::uint32_t, std::size_t count,
              std::span<const std::uint8_t* const> planes) override {
         for (const std::uint8_t* plane : planes) finder_.look_at(plane, count);
@@ -197,8 +197,8 @@ int planes_needed(const Page& page) {
     }
 }
 
-constexpr Error kCancelled {Fault::cancelled, "TIFF"};
-constexpr Error kRowSize {Fault::malformed, "TIFF row size"};
+constexpr Error kCancelled{Fault::cancelled, "TIFF"};
+constexpr Error kRowSize{Fault::malformed, "TIFF row size"};
 
 // Bytes of width pixels in one buffer: interleaved samples, or one plane.
 std::size_t sample_bytes(const Page& page, std::uint32_t width) {
@@ -208,7 +208,7 @@ std::size_t sample_bytes(const Page& page, std::uint32_t width) {
 
 // Interleaved samples in strips: row by row, straight into the bitmap where the layouts agree.
 Result<void> walk_strips(Handle& handle, const Page& page, Consumer& consumer) {
-    StripRows source {handle, page};
+    StripRows source{handle, page};
     const std::size_t needed = sample_bytes(page, page.width);
     if (source.row_bytes() < needed) return kRowSize;
     std::vector<std::uint8_t> scratch;
@@ -226,7 +226,7 @@ Result<void> walk_strips(Handle& handle, const Page& page, Consumer& consumer) {
             }
             good = source.read(y, 0, row);
             if (!good) break;
-            if (!direct) consumer.put(0, y, page.width, std::span<const std::uint8_t* const> {&row, 1});
+            if (!direct) consumer.put(0, y, page.width, std::span<const std::uint8_t* const>{&row, 1});
             if (!consumer.rows(y, y + 1, true)) return kCancelled;
         }
         if (y >= end) continue;
@@ -239,14 +239,14 @@ Result<void> walk_strips(Handle& handle, const Page& page, Consumer& consumer) {
 
 // Strips of separate planes, and of codecs that only know whole strips: one strip of all planes at a time.
 Result<void> walk_strip_groups(Handle& handle, const Page& page, Consumer& consumer, const Limits& limits) {
-    StripRows source {handle, page};
+    StripRows source{handle, page};
     if (source.row_bytes() < sample_bytes(page, page.width)) return kRowSize;
     const auto planes = static_cast<std::size_t>(planes_needed(page));
     const std::size_t plane_bytes = source.row_bytes() * page.rows_per_strip;
     if (plane_bytes * planes > static_cast<std::size_t>(limits.max_bytes))
-        return Error {Fault::too_large, "TIFF strip"};
+        return Error{Fault::too_large, "TIFF strip"};
     Buffer scratch = Buffer::allocate_zeroed(plane_bytes * planes);
-    if (!scratch) return Error {Fault::out_of_memory, "TIFF strip"};
+    if (!scratch) return Error{Fault::out_of_memory, "TIFF strip"};
     std::vector<const std::uint8_t*> rows(planes);
     for (std::uint32_t first = 0; first < page.height; first += page.rows_per_strip) {
         const std::uint32_t end = std::min(page.height, first + page.rows_per_strip);
@@ -292,14 +292,14 @@ Result<void> walk_tiles(Handle& handle, const Page& page, Consumer& consumer, co
     const std::uint64_t tile_bytes = TIFFTileSize64(handle.get());
     const auto tile_row = static_cast<std::size_t>(TIFFTileRowSize64(handle.get()));
     if (tile_bytes == 0 || tile_bytes * planes > static_cast<std::uint64_t>(limits.max_bytes))
-        return Error {Fault::too_large, "TIFF tile"};
+        return Error{Fault::too_large, "TIFF tile"};
     if (tile_row < sample_bytes(page, page.tile_width) || tile_bytes / page.tile_height < tile_row)
         return kRowSize;
     if (page.bitmap_bits == 1 && page.tile_width % 8 != 0)
-        return Error {Fault::unsupported, "TIFF tile width"};
+        return Error{Fault::unsupported, "TIFF tile width"};
     const auto plane_bytes = static_cast<std::size_t>(tile_bytes);
     Buffer scratch = Buffer::allocate_zeroed(plane_bytes * planes);
-    if (!scratch) return Error {Fault::out_of_memory, "TIFF tile"};
+    if (!scratch) return Error{Fault::out_of_memory, "TIFF tile"};
     std::vector<const std::uint8_t*> rows(planes);
     for (std::uint32_t y = 0; y < page.height; y += page.tile_height) {
         const std::uint32_t end = std::min(page.height, y + page.tile_height);
@@ -354,25 +354,25 @@ class Converted {
     }
 
   private:
-    TIFFRGBAImage image_ {};
+    TIFFRGBAImage image_{};
     bool ready_ = false;
 };
 
 Result<void> walk_converted(Handle& handle, const Page& page, BitmapFiller& filler, const Limits& limits) {
-    Converted image {handle};
-    if (!image.ready()) return Error {Fault::unsupported, "TIFF sample layout"};
+    Converted image{handle};
+    if (!image.ready()) return Error{Fault::unsupported, "TIFF sample layout"};
     const std::uint32_t band = std::min(page.height, page.tiled ? page.tile_height : page.rows_per_strip);
-    const std::uint64_t bytes = std::uint64_t {band} * page.width * 4;
-    if (bytes > static_cast<std::uint64_t>(limits.max_bytes)) return Error {Fault::too_large, "TIFF strip"};
+    const std::uint64_t bytes = std::uint64_t{band} * page.width * 4;
+    if (bytes > static_cast<std::uint64_t>(limits.max_bytes)) return Error{Fault::too_large, "TIFF strip"};
     Buffer raster = Buffer::allocate_zeroed(static_cast<std::size_t>(bytes));
-    if (!raster) return Error {Fault::out_of_memory, "TIFF strip"};
+    if (!raster) return Error{Fault::out_of_memory, "TIFF strip"};
     for (std::uint32_t y = 0; y < page.height; y += band) {
         const std::uint32_t end = std::min(page.height, y + band);
         const bool good = image.get(y, end - y, reinterpret_cast<std::uint32_t*>(raster.data()));
         if (!good) filler.missing(0, page.width, y, end);
         for (std::uint32_t row = y; good && row < end; ++row) {
             // Words hold alpha, blue, green, red from the top: bytes R, G, B, A.
-            drop_fourth(raster.data() + std::size_t {row - y} * page.width * 4,
+            drop_fourth(raster.data() + std::size_t{row - y} * page.width * 4,
                         filler.bitmap().writable_row(static_cast<int>(row)).data(), page.width, 0, 1, 2);
         }
         if (!filler.rows(y, end, good)) return kCancelled;
@@ -385,8 +385,8 @@ Error nothing_decoded(Handle& handle) {
     const auto offset = static_cast<std::int64_t>(TIFFGetStrileOffset(handle.get(), 0));
     const auto count = static_cast<std::int64_t>(TIFFGetStrileByteCount(handle.get(), 0));
     if (offset > handle.size() || count > handle.size() - offset)
-        return Error {Fault::truncated, "TIFF image data"};
-    return Error {Fault::malformed, "TIFF image data"};
+        return Error{Fault::truncated, "TIFF image data"};
+    return Error{Fault::malformed, "TIFF image data"};
 }
 
 void describe(TIFF* tiff, const Page& page, Bitmap& bitmap) {
@@ -426,12 +426,12 @@ Result<Outcome> decode_page(Handle& handle, const Page& page, const ReadOptions&
     describe(handle.get(), page, *bitmap);
     Range range;
     if (page.floating && page.kind != Kind::converted) {
-        RangeConsumer first_pass {page, sink, *bitmap};
+        RangeConsumer first_pass{page, sink, *bitmap};
         if (const auto walked = walk(handle, page, first_pass, options.limits); !walked)
             return walked.error();
         range = first_pass.range();
     }
-    BitmapFiller filler {page, range, std::move(*bitmap), zeroed, sink};
+    BitmapFiller filler{page, range, std::move(*bitmap), zeroed, sink};
     const auto walked = page.kind == Kind::converted ? walk_converted(handle, page, filler, options.limits)
                                                      : walk(handle, page, filler, options.limits);
     if (!walked) return walked.error();
@@ -439,7 +439,7 @@ Result<Outcome> decode_page(Handle& handle, const Page& page, const ReadOptions&
     if (outcome.rows_shown == 0) return nothing_decoded(handle);
     const int height = outcome.bitmap.height();
     if (page.alpha_guessed && !zeroed &&
-        codecs::make_opaque_if_invisible(outcome.bitmap, codecs::RowOrder {height}, height) &&
+        codecs::make_opaque_if_invisible(outcome.bitmap, codecs::RowOrder{height}, height) &&
         !sink.rows(outcome.bitmap, 0, height, height, height))
         return kCancelled;
     return outcome;

@@ -94,8 +94,8 @@ void store_row(const Bitmap& bitmap, const Plan& plan, int y, std::uint8_t* out)
 }
 
 void set_palette(TIFF* tiff, const Bitmap& bitmap, int bits) {
-    std::array<std::array<std::uint16_t, 256>, 3> map {};
-    const std::size_t count = std::min(bitmap.palette().size(), std::size_t {1} << bits);
+    std::array<std::array<std::uint16_t, 256>, 3> map{};
+    const std::size_t count = std::min(bitmap.palette().size(), std::size_t{1} << bits);
     for (std::size_t i = 0; i < count; ++i) {
         const Rgba& c = bitmap.palette()[i];
         map[0][i] = static_cast<std::uint16_t>(c.r * 257);
@@ -159,9 +159,9 @@ Result<void> write_strips(Handle& handle, const Bitmap& bitmap, const Plan& plan
         // libtiff copies what it encodes, even when there is nothing to encode.
         const tmsize_t written = raw ? TIFFWriteRawStrip(handle.get(), number, strip.data(), size)
                                      : TIFFWriteEncodedStrip(handle.get(), number, strip.data(), size);
-        if (written < 0) return Error {Fault::io, "writing TIFF strips"};
+        if (written < 0) return Error{Fault::io, "writing TIFF strips"};
         if (options.progress && !options.progress(end, bitmap.height()))
-            return Error {Fault::cancelled, "TIFF"};
+            return Error{Fault::cancelled, "TIFF"};
     }
     return {};
 }
@@ -171,18 +171,18 @@ Result<void> write_strips(Handle& handle, const Bitmap& bitmap, const Plan& plan
 Result<void> encode_page(const Bitmap& bitmap, ByteWriter& out, int compression,
                          const WriteOptions& options) {
     if (compression == COMPRESSION_CCITTFAX4 && bitmap.layout() != Layout::bit1)
-        return Error {Fault::unsupported, "TIFF G4 with more than 1 bit"};
+        return Error{Fault::unsupported, "TIFF G4 with more than 1 bit"};
     const Plan plan = plan_for(bitmap, compression);
     // LZW can grow what it cannot shrink by up to a half.
     const std::int64_t largest = static_cast<std::int64_t>(plan.row_bytes) * bitmap.height() *
                                  (compression == COMPRESSION_NONE ? 2 : 3) / 2;
-    Handle handle {out, largest > kClassicLimit};
-    if (!handle.get()) return Error {Fault::io, "starting a TIFF file"};
+    Handle handle{out, largest > kClassicLimit};
+    if (!handle.get()) return Error{Fault::io, "starting a TIFF file"};
     set_tags(handle.get(), bitmap, plan, compression);
     const auto written = write_strips(handle, bitmap, plan, compression == COMPRESSION_NONE, options);
     const bool closed = handle.close();
     if (!written) return written.error();
-    if (!closed || out.failed()) return Error {Fault::io, "writing a TIFF file"};
+    if (!closed || out.failed()) return Error{Fault::io, "writing a TIFF file"};
     return {};
 }
 

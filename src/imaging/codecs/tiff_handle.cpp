@@ -12,13 +12,13 @@ Handle* self_of(thandle_t handle) { return static_cast<Handle*>(handle); }
 
 }  // namespace
 
-Handle::Handle(const ByteReader& in) : source_ {in.source()}, base_ {in.base()}, size_ {in.size()} {
+Handle::Handle(const ByteReader& in) : source_{in.source()}, base_{in.base()}, size_{in.size()} {
     // "c": no chopping of one-strip images; their rows are read directly. Strips longer than the usual limit
     // are fine as far as the file really holds them.
     open("rc", std::max(kMaxBlock, size_ + (1 << 20)));
 }
 
-Handle::Handle(ByteWriter& out, bool big) : out_ {&out} { open(big ? "wl8" : "wl", kMaxBlock); }
+Handle::Handle(ByteWriter& out, bool big) : out_{&out} { open(big ? "wl8" : "wl", kMaxBlock); }
 
 Handle::~Handle() { close(); }
 
@@ -48,7 +48,7 @@ std::size_t Handle::read_at(std::int64_t offset, std::span<std::uint8_t> out) co
 tmsize_t Handle::read(thandle_t handle, void* data, tmsize_t size) {
     Handle& self = *self_of(handle);
     if (size <= 0) return 0;
-    const std::span<std::uint8_t> out {static_cast<std::uint8_t*>(data), static_cast<std::size_t>(size)};
+    const std::span<std::uint8_t> out{static_cast<std::uint8_t*>(data), static_cast<std::size_t>(size)};
     const std::size_t count =
         self.out_ ? self.out_->read_at(self.position_, out) : self.read_at(self.position_, out);
     self.position_ += static_cast<std::int64_t>(count);

@@ -31,7 +31,7 @@ Resolution read_resolution(TIFF* tiff) {
         value *= scale;
         return std::isfinite(value) && value >= 0.5 && value < 100'000 ? value : 0.0;
     };
-    Resolution resolution {sane(x), sane(y)};
+    Resolution resolution{sane(x), sane(y)};
     if (resolution.x == 0) resolution.x = resolution.y;
     if (resolution.y == 0) resolution.y = resolution.x;
     return resolution;
@@ -40,7 +40,7 @@ Resolution read_resolution(TIFF* tiff) {
 Palette read_palette(TIFF* tiff, int bits) {
     std::uint16_t *r = nullptr, *g = nullptr, *b = nullptr;
     if (bits > 16 || !TIFFGetField(tiff, TIFFTAG_COLORMAP, &r, &g, &b) || !r || !g || !b) return {};
-    const std::size_t count = std::size_t {1} << bits;
+    const std::size_t count = std::size_t{1} << bits;
     // Some writers stored 8-bit levels in the 16-bit table.
     const auto small = [count](const std::uint16_t* v) {
         return std::all_of(v, v + count, [](auto x) { return x < 256; });
@@ -112,8 +112,8 @@ void settle_gray(Page& page) {
         page.bitmap_bits = page.bits;
     }
     if (page.bitmap_bits == 1) {
-        constexpr Rgba kWhite {255, 255, 255, 255}, kBlack {0, 0, 0, 255};
-        page.palette = page.white_is_zero() ? Palette {kWhite, kBlack} : Palette {kBlack, kWhite};
+        constexpr Rgba kWhite{255, 255, 255, 255}, kBlack{0, 0, 0, 255};
+        page.palette = page.white_is_zero() ? Palette{kWhite, kBlack} : Palette{kBlack, kWhite};
     }
 }
 
@@ -163,7 +163,7 @@ Result<void> settle_kind(TIFF* tiff, Page& page) {
             break;
         case PHOTOMETRIC_SEPARATED:
             if (tag16(tiff, TIFFTAG_INKSET, INKSET_CMYK) != INKSET_CMYK && page.samples != 4) {
-                return Error {Fault::unsupported, "TIFF with inks other than CMYK"};
+                return Error{Fault::unsupported, "TIFF with inks other than CMYK"};
             }
             page.kind = Kind::cmyk;
             break;
@@ -172,7 +172,7 @@ Result<void> settle_kind(TIFF* tiff, Page& page) {
         case PHOTOMETRIC_YCBCR:
         case PHOTOMETRIC_LOGL:
         case PHOTOMETRIC_LOGLUV: page.kind = Kind::converted; break;
-        default: return Error {Fault::unsupported, "TIFF photometric interpretation"};
+        default: return Error{Fault::unsupported, "TIFF photometric interpretation"};
     }
     return {};
 }
@@ -187,9 +187,9 @@ Result<void> read_shape(TIFF* tiff, Page& page) {
     if (page.tiled) {
         page.tile_width = tag32(tiff, TIFFTAG_TILEWIDTH, 0);
         page.tile_height = tag32(tiff, TIFFTAG_TILELENGTH, 0);
-        if (page.tile_width == 0 || page.tile_height == 0) return Error {Fault::malformed, "TIFF tile size"};
+        if (page.tile_width == 0 || page.tile_height == 0) return Error{Fault::malformed, "TIFF tile size"};
         if (page.tile_width > 1'000'000 || page.tile_height > 1'000'000)
-            return Error {Fault::too_large, "TIFF tile size"};
+            return Error{Fault::too_large, "TIFF tile size"};
     } else {
         page.rows_per_strip = std::clamp(tag32(tiff, TIFFTAG_ROWSPERSTRIP, page.height), 1u, page.height);
     }
@@ -230,22 +230,22 @@ Result<Page> read_page(TIFF* tiff, const Limits& limits) {
     Page page;
     page.width = tag32(tiff, TIFFTAG_IMAGEWIDTH, 0);
     page.height = tag32(tiff, TIFFTAG_IMAGELENGTH, 0);
-    if (page.width == 0 || page.height == 0) return Error {Fault::malformed, "TIFF width or height"};
+    if (page.width == 0 || page.height == 0) return Error{Fault::malformed, "TIFF width or height"};
     page.bits = tag16(tiff, TIFFTAG_BITSPERSAMPLE, 1);
     page.samples = tag16(tiff, TIFFTAG_SAMPLESPERPIXEL, 1);
     if (page.samples < 1 || page.samples > kMaxSamples)
-        return Error {Fault::unsupported, "TIFF samples per pixel"};
+        return Error{Fault::unsupported, "TIFF samples per pixel"};
     const int format = tag16(tiff, TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_UINT);
     if (format == SAMPLEFORMAT_COMPLEXINT || format == SAMPLEFORMAT_COMPLEXIEEEFP) {
-        return Error {Fault::unsupported, "TIFF with complex numbers"};
+        return Error{Fault::unsupported, "TIFF with complex numbers"};
     }
     page.floating = format == SAMPLEFORMAT_IEEEFP;
-    if (!bits_are_usable(page)) return Error {Fault::unsupported, "TIFF bits per sample"};
+    if (!bits_are_usable(page)) return Error{Fault::unsupported, "TIFF bits per sample"};
     page.separate =
         page.samples > 1 && tag16(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG) == PLANARCONFIG_SEPARATE;
     page.compression = tag16(tiff, TIFFTAG_COMPRESSION, COMPRESSION_NONE);
     if (!TIFFIsCODECConfigured(static_cast<std::uint16_t>(page.compression)))
-        return Error {Fault::unsupported, "TIFF compression"};
+        return Error{Fault::unsupported, "TIFF compression"};
     if (page.compression == COMPRESSION_CCITTFAX3) page.fax_options = tag32(tiff, TIFFTAG_GROUP3OPTIONS, 0);
     settle_photometric(tiff, page);
     if (const auto shape = read_shape(tiff, page); !shape) return shape.error();

@@ -44,7 +44,7 @@ template <typename Put>
 void for_each_field(const std::uint8_t* in, std::size_t count, int bits, Put put) {
     std::uint64_t held = 0;
     int have = 0;
-    const std::uint64_t mask = (std::uint64_t {1} << bits) - 1;
+    const std::uint64_t mask = (std::uint64_t{1} << bits) - 1;
     for (std::size_t i = 0; i < count; ++i) {
         for (; have < bits; have += 8) held = held << 8 | *in++;
         have -= bits;
@@ -70,7 +70,7 @@ std::uint8_t level8(std::uint32_t v) { return static_cast<std::uint8_t>((v * 255
 // Linear light 0 to 1 to an sRGB level.
 std::uint8_t srgb_level(double linear) {
     static const auto table = [] {
-        std::array<std::uint8_t, 4096> levels {};
+        std::array<std::uint8_t, 4096> levels{};
         for (std::size_t i = 0; i < levels.size(); ++i) {
             const double v = static_cast<double>(i) / 4095.0;
             const double level = v <= 0.0031308 ? 12.92 * v : 1.055 * std::pow(v, 1 / 2.4) - 0.055;
@@ -126,7 +126,7 @@ void RowConverter::narrow(const std::uint8_t* in, std::size_t count, std::uint8_
         const double scale = 255 / (range_.high - range_.low);
         for (std::size_t i = 0; i < count; ++i) {
             const double v = (load_float(in, i, bits) - range_.low) * scale;
-            out[i] = v > 0 ? static_cast<std::uint8_t>(std::min(v, 255.0) + 0.5) : std::uint8_t {0};
+            out[i] = v > 0 ? static_cast<std::uint8_t>(std::min(v, 255.0) + 0.5) : std::uint8_t{0};
         }
     } else if (bits == 8) {
         std::memcpy(out, in, count);
@@ -138,9 +138,9 @@ void RowConverter::narrow(const std::uint8_t* in, std::size_t count, std::uint8_
     } else if (bits % 8 == 0) {
         for (std::size_t i = 0; i < count; ++i) out[i] = level8(top16(in, i, bits));
     } else {
-        const std::uint64_t top = (std::uint64_t {1} << bits) - 1;
+        const std::uint64_t top = (std::uint64_t{1} << bits) - 1;
         for_each_field(in, count, bits, [&](std::size_t i, std::uint32_t v) {
-            out[i] = static_cast<std::uint8_t>((v * std::uint64_t {255} + top / 2) / top);
+            out[i] = static_cast<std::uint8_t>((v * std::uint64_t{255} + top / 2) / top);
         });
     }
 }
@@ -152,7 +152,7 @@ void RowConverter::widen(const std::uint8_t* in, std::size_t count, std::uint16_
         const double scale = 65535 / (range_.high - range_.low);
         for (std::size_t i = 0; i < count; ++i) {
             const double v = (load_float(in, i, bits) - range_.low) * scale;
-            out[i] = v > 0 ? static_cast<std::uint16_t>(std::min(v, 65535.0) + 0.5) : std::uint16_t {0};
+            out[i] = v > 0 ? static_cast<std::uint16_t>(std::min(v, 65535.0) + 0.5) : std::uint16_t{0};
         }
     } else if (bits == 16) {
         std::memcpy(out, in, count * 2);
@@ -162,9 +162,9 @@ void RowConverter::widen(const std::uint8_t* in, std::size_t count, std::uint16_
         for_each_field(in, count, bits,
                        [&](std::size_t i, std::uint32_t v) { out[i] = static_cast<std::uint16_t>(v); });
     } else {
-        const std::uint64_t top = (std::uint64_t {1} << bits) - 1;
+        const std::uint64_t top = (std::uint64_t{1} << bits) - 1;
         for_each_field(in, count, bits, [&](std::size_t i, std::uint32_t v) {
-            out[i] = static_cast<std::uint16_t>((v * std::uint64_t {65535} + top / 2) / top);
+            out[i] = static_cast<std::uint16_t>((v * std::uint64_t{65535} + top / 2) / top);
         });
     }
 }
@@ -198,7 +198,7 @@ void RowConverter::put_index(Bitmap& bitmap, int x, int y, std::size_t count, co
         return;
     }
     const auto top = static_cast<std::uint8_t>((1 << page_.bits) - 1);
-    const std::uint8_t invert = page_.white_is_zero() ? top : std::uint8_t {0};
+    const std::uint8_t invert = page_.white_is_zero() ? top : std::uint8_t{0};
     std::uint8_t* out = row + x;
     for (std::size_t i = 0; i < count; ++i) out[i] = values[i] ^ invert;
 }

@@ -17,7 +17,7 @@ struct Range {
 /// Finds the range of floating point samples. Images that stay within 0 to 1 keep that as their range.
 class RangeFinder {
   public:
-    explicit RangeFinder(const Page& page) : page_ {page} {}
+    explicit RangeFinder(const Page& page) : page_{page} {}
     /// count pixels of one plane (or of interleaved samples), native byte order.
     void look_at(const std::uint8_t* samples, std::size_t count);
     Range range() const;
@@ -31,7 +31,7 @@ class RangeFinder {
 /// Turns runs of pixels into parts of bitmap rows. Keeps scratch memory of one row.
 class RowConverter {
   public:
-    RowConverter(const Page& page, Range range) : page_ {page}, range_ {range} {}
+    RowConverter(const Page& page, Range range) : page_{page}, range_{range} {}
 
     /// Writes count pixels at (x, y). planes: one pointer to interleaved samples, or one per sample (of which
     /// the first color_samples and the alpha that follows are looked at); each begins at a byte, native byte

@@ -24,7 +24,7 @@ Result<Bitmap> sibling(const Bitmap& model, int width, int height, const Limits&
 }
 
 constexpr auto kReversedByte = [] {
-    std::array<std::uint8_t, 256> table {};
+    std::array<std::uint8_t, 256> table{};
     for (unsigned i = 0; i < 256; ++i) {
         unsigned reversed = 0;
         for (unsigned bit = 0; bit < 8; ++bit) reversed |= (i >> bit & 1U) << (7 - bit);
@@ -56,10 +56,10 @@ void reverse_pixels(std::span<const std::uint8_t> in, std::span<std::uint8_t> ou
 template <typename Body>
 void dispatch_size(Layout layout, Body body) {
     switch (layout) {
-        case Layout::index8: return body(std::integral_constant<std::size_t, 1> {});
-        case Layout::gray16: return body(std::integral_constant<std::size_t, 2> {});
-        case Layout::rgb24: return body(std::integral_constant<std::size_t, 3> {});
-        case Layout::rgba32: return body(std::integral_constant<std::size_t, 4> {});
+        case Layout::index8: return body(std::integral_constant<std::size_t, 1>{});
+        case Layout::gray16: return body(std::integral_constant<std::size_t, 2>{});
+        case Layout::rgb24: return body(std::integral_constant<std::size_t, 3>{});
+        case Layout::rgba32: return body(std::integral_constant<std::size_t, 4>{});
         case Layout::bit1: return;
     }
 }
