@@ -97,6 +97,17 @@ void expect_two_by_two(const Result<Outcome>& outcome) {
     EXPECT_EQ(bitmap.pixel(1, 1), kWhite);
 }
 
+TEST(Bmp, sides_whose_product_overflows_are_refused) {
+    for (const std::uint32_t bits : {1, 8, 24, 32, 64}) {
+        const Bytes file =
+            build({.width = 0x7FFF'FFF0, .height = 0x7FFF'FFF1, .bits = bits, .pixels = Bytes(100)});
+        const auto source = memory_source(std::span<const std::uint8_t>{file});
+        RowSink sink;
+        EXPECT_FALSE(read_info(source, "a.bmp", ReadOptions{})) << bits;
+        EXPECT_FALSE(load(source, "a.bmp", LoadOptions{}, sink)) << bits;
+    }
+}
+
 TEST(Bmp, what_is_written_reads_back) {
     const Codec* codec = codec_for_format(6);
     ASSERT_NE(codec, nullptr);

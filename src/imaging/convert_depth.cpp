@@ -169,8 +169,8 @@ Result<Bitmap> to_palette(const Bitmap& bitmap, int bits, const Limits& limits) 
     if (bitmap.is_gray()) return map_to_palette(bitmap, gray_palette(count), bits, bits < 8, limits);
     Palette exact = exact_palette(bitmap, count);
     const bool fits = !exact.empty();
-    Palette palette = fits ? std::move(exact) : optimised_palette(bitmap, count);
-    return map_to_palette(bitmap, std::move(palette), bits, !fits, limits);
+    const Palette palette = fits ? std::move(exact) : optimised_palette(bitmap, count);
+    return map_to_palette(bitmap, palette, bits, !fits, limits);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstdlib>
 #include <limits>
 
 namespace quillmark::imaging {
@@ -50,6 +51,10 @@ Result<void> read_sides(const RawHeader& raw, DibHeader& header) {
     if (width < 1 || height == 0 || height == std::numeric_limits<std::int32_t>::min()) {
         return Error{Fault::malformed, "width or height"};
     }
+    // Far beyond any limit; with smaller sides no product of them leaves 64 bits anywhere.
+    constexpr std::int64_t kBeyondLimits = 1 << 24;
+    if (width > kBeyondLimits || std::abs(height) > kBeyondLimits)
+        return Error{Fault::too_large, "width or height"};
     header.width = static_cast<int>(width);
     header.height = static_cast<int>(height < 0 ? -height : height);
     header.top_down = height < 0;
