@@ -14,8 +14,8 @@
 #include <array>
 #include <cmath>
 
+#include "engine/elided_label.h"
 #include "engine/preview_query.h"
-#include "text/messages.h"
 
 namespace quillmark::engine {
 namespace {
@@ -97,23 +97,15 @@ class PictureField final : public QWidget {
     QSize whole_;
 };
 
-// One line that is shortened in the middle; the whole text is its tip.
-class ElidedLine final : public QLabel {
+// A line whose whole text is its tip.
+class ElidedLine final : public ElidedLabel {
   public:
-    explicit ElidedLine(QWidget* parent) : QLabel{parent} { setTextFormat(Qt::PlainText); }
+    using ElidedLabel::ElidedLabel;
     QSize minimumSizeHint() const override { return {40, QLabel::minimumSizeHint().height()}; }
     QSize sizeHint() const override { return minimumSizeHint(); }
     void show_text(const QString& text) {
         setText(text);
         setToolTip(text.isEmpty() ? QString{} : QStringLiteral("<span>%1</span>").arg(text.toHtmlEscaped()));
-    }
-
-  protected:
-    void paintEvent(QPaintEvent*) override {
-        QPainter painter{this};
-        const QString shown = fontMetrics().elidedText(text(), Qt::ElideMiddle, contentsRect().width());
-        style()->drawItemText(&painter, contentsRect(), Qt::AlignLeft | Qt::AlignVCenter, palette(),
-                              isEnabled(), shown, foregroundRole());
     }
 };
 
@@ -135,9 +127,8 @@ QString from_view(std::string_view text) {
 }
 
 QString format_text(int code) {
-    if (const std::string_view name = text::format_name(code); !name.empty()) return from_view(name);
-    const imaging::Codec* codec = imaging::codec_for_format(code);
-    return codec ? from_view(codec->name) : QString::number(code);
+    const std::string_view name = imaging::display_name(code);
+    return name.empty() ? QString::number(code) : from_view(name);
 }
 
 QString resolution_text(const imaging::Resolution& resolution) {

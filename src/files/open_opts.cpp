@@ -20,6 +20,7 @@
 #include <cmath>
 #include <optional>
 
+#include "engine/elided_label.h"
 #include "engine/engine.h"
 #include "platform/screen.h"
 #include "program/prompts.h"
@@ -60,27 +61,17 @@ std::int16_t strict_int16(const QString& text) {
     return static_cast<std::int16_t>(rounded);
 }
 
-// A value of the Info view: plain text, one line, shortened in the middle when it does not fit. The whole
-// text stays available to assistive technology and as a tip.
-class FactLabel final : public QLabel {
+// A value of the Info view; its whole text is also its tip.
+class FactLabel final : public engine::ElidedLabel {
   public:
-    FactLabel(const QString& name, QWidget* parent) : QLabel{parent} {
+    FactLabel(const QString& name, QWidget* parent) : ElidedLabel{parent} {
         setObjectName(name);
-        setTextFormat(Qt::PlainText);
         setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
     }
     QSize sizeHint() const override {
         return {fontMetrics().averageCharWidth() * 18, QLabel::sizeHint().height()};
     }
     QSize minimumSizeHint() const override { return sizeHint(); }
-
-  protected:
-    void paintEvent(QPaintEvent*) override {
-        QPainter painter{this};
-        const QString shown = fontMetrics().elidedText(text(), Qt::ElideMiddle, contentsRect().width());
-        style()->drawItemText(&painter, contentsRect(), Qt::AlignLeft | Qt::AlignVCenter, palette(),
-                              isEnabled(), shown, foregroundRole());
-    }
 };
 
 QString bytes_text(std::int64_t count) { return QString::number(count) + QStringLiteral(", Bytes"); }

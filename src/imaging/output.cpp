@@ -13,6 +13,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "imaging/file_io.h"
+
 namespace quillmark::imaging {
 namespace {
 
@@ -195,15 +197,7 @@ bool AtomicFileWriter::store(std::int64_t offset, std::span<const std::uint8_t> 
 }
 
 std::size_t AtomicFileWriter::fetch(std::int64_t offset, std::span<std::uint8_t> out) {
-    std::size_t done = 0;
-    while (done < out.size()) {
-        const ssize_t got =
-            pread(fd_, out.data() + done, out.size() - done, offset + static_cast<std::int64_t>(done));
-        if (got < 0 && errno == EINTR) continue;
-        if (got <= 0) break;
-        done += static_cast<std::size_t>(got);
-    }
-    return done;
+    return read_fully(fd_, offset, out);
 }
 
 }  // namespace quillmark::imaging

@@ -8,6 +8,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "imaging/file_io.h"
+
 namespace quillmark::imaging {
 namespace {
 
@@ -21,15 +23,7 @@ class FileSource final : public Source {
     std::int64_t size() const override { return size_; }
 
     std::size_t read_at(std::int64_t offset, std::span<std::uint8_t> out) const override {
-        std::size_t done = 0;
-        while (done < out.size()) {
-            const ssize_t got =
-                pread(fd_, out.data() + done, out.size() - done, offset + static_cast<std::int64_t>(done));
-            if (got < 0 && errno == EINTR) continue;
-            if (got <= 0) break;
-            done += static_cast<std::size_t>(got);
-        }
-        return done;
+        return read_fully(fd_, offset, out);
     }
 
   private:
