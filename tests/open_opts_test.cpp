@@ -73,6 +73,10 @@ class RecordingPrompts final : public program::Prompts {
     }
     QString input(const QString&, const QString&, const QString&) override { return {}; }
     int show_modal(QDialog&) override { return QDialog::Rejected; }
+    engine::Code show_common(engine::CommonDialog&, engine::DialogKind) override {
+        return engine::kDialogCancelled;
+    }
+    bool choose_font(QFont&, QColor&) override { return false; }
     void beep() override {}
     QStringList messages;
 };

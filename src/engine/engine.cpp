@@ -13,7 +13,9 @@ Engine::Engine(QObject* parent) : QObject{parent} {}
 Engine::~Engine() = default;
 
 void Engine::SetBitmap(const imaging::Bitmap& bitmap) {
+    const bool same_size = bitmap.width() == bitmap_.width() && bitmap.height() == bitmap_.height();
     bitmap_ = bitmap;
+    if (!same_size && HasRgn()) FreeRgn();
     emit bitmap_changed();
 }
 
@@ -78,12 +80,21 @@ void Engine::run(const std::function<void(const Report&)>& work) {
     show(100);
 }
 
-Code Engine::apply(const std::function<imaging::Result<imaging::Bitmap>(const imaging::Bitmap&)>& operation) {
+imaging::Context Engine::context(const Report& report) const {
+    imaging::Context context;
+    context.progress = report;
+    return context;
+}
+
+Code Engine::apply(const Operation& operation) {
     if (bitmap_.empty()) return 20002;
     // The work sees a snapshot: the image stays as it is until the result is there.
     const imaging::Bitmap snapshot = bitmap_;
+    const imaging::Region selected = region_;
     imaging::Result<imaging::Bitmap> result = imaging::Error{imaging::Fault::cancelled, "not started"};
-    run([&](const Report&) { result = operation(snapshot); });
+    run([&](const Report& report) {
+        result = operation(snapshot, selected.empty() ? nullptr : &selected, context(report));
+    });
     if (!result) return static_cast<Code>(imaging::result_code(result.error()));
     SetBitmap(*result);
     return 0;

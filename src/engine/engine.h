@@ -17,6 +17,8 @@
 
 #include "imaging/bitmap.h"
 #include "imaging/codec.h"
+#include "imaging/ops/context.h"
+#include "imaging/region.h"
 
 namespace quillmark::engine {
 
@@ -129,10 +131,22 @@ class Engine : public QObject {
     /// Repaints the displayed image now.
     void ForceRepaint();
 
-    // Region, text and paint-effect state.
-    bool HasRgn() const { return false; }
-    void SetRgnFrameType(int type) { region_frame_ = type; }
+    // Region (engine_region.cpp), in bitmap coordinates.
+    bool HasRgn() const { return !region_.empty(); }
+    const imaging::Region& Rgn() const { return region_; }
+    /// Selects a region, clipped to the image; an empty one selects nothing.
+    void SetRgn(const imaging::Region& region);
+    void FreeRgn() { SetRgn({}); }
+    bool IsPtInRgn(double x, double y) const;
+    /// 0 no outline, 2 the moving outline.
+    void SetRgnFrameType(int type);
     int RgnFrameType() const { return region_frame_; }
+    /// The shape that the next left drag draws: 0 none, 1 rectangle, 2 rounded rectangle, 3 ellipse, 4
+    /// freehand.
+    void SetRgnTracking(int shape) { region_tracking_ = shape; }
+    int RgnTracking() const { return region_tracking_; }
+
+    // Text and paint-effect state.
     QFont& Font() { return font_; }
     void SetDrawFontColor(const QColor& colour) { font_colour_ = colour; }
     void SetDrawPersistence(bool on) { draw_persistent_ = on; }
@@ -141,12 +155,12 @@ class Engine : public QObject {
     void SetPaintEffect(int effect) { paint_effect_ = effect; }
     void SetEffectDelay(int milliseconds) { effect_delay_ = milliseconds; }
 
-    // Operations (engine_operations.cpp). One that this version does not have gives kNotAvailable and leaves
-    // the image as it was; the program keeps such commands disabled.
+    // Operations (engine_operations.cpp): on the region where one is selected and the operation allows. Units
+    // and ranges stand in imaging/ops, under the same names. A failure leaves the image as it was.
     static constexpr Code kNotAvailable = 20016;
     Code Flip();
     Code Reverse();
-    /// angle in hundredths of a degree, clockwise; quarter turns only so far.
+    /// angle in hundredths of a degree, clockwise.
     Code Rotate(int angle, bool resize, const QColor& fill);
     Code Shear(int angle, bool horizontal, const QColor& fill);
     Code Size(int width, int height, int flags);
@@ -179,7 +193,10 @@ class Engine : public QObject {
     imaging::Bitmap ColorPlanes(int plane) const;
     Code GetHistogram(int channel);
     std::int64_t HistogramTable(int level) const;
-    std::int64_t GetColorCount() const;
+    /// Number of different colours of the image or its region; 0 without an image.
+    std::int64_t GetColorCount();
+    /// The edges of the image around mid grey; what Combine with kCombineAddSigned sharpens it with.
+    Code EdgeComponent(int amount);
     Code DrawText(const QString& text, int flags);
     Code Copy(int flags);
     Code Paste(int flags);
@@ -194,6 +211,7 @@ class Engine : public QObject {
     void bitmap_changed();   ///< another image, or another size of it
     void display_changed();  ///< zoom, mode or display preferences
     void repaint_requested();
+    void region_changed();
     void partly_loaded();  ///< rows have arrived at loading()
 
   private:
@@ -201,7 +219,14 @@ class Engine : public QObject {
     /// to report done of total; it returns false to stop.
     using Report = std::function<bool(std::int64_t, std::int64_t)>;
     void run(const std::function<void(const Report&)>& work);
-    Code apply(const std::function<imaging::Result<imaging::Bitmap>(const imaging::Bitmap&)>& operation);
+    /// Runs an operation on a snapshot of the image and the region and replaces the image when it succeeded.
+    using Operation = std::function<imaging::Result<imaging::Bitmap>(
+        const imaging::Bitmap&, const imaging::Region*, const imaging::Context&)>;
+    Code apply(const Operation& operation);
+    /// The operation of that name in imaging/ops.
+    Code operate(std::string_view name, std::initializer_list<int> arguments);
+    imaging::Context context(const Report& report) const;
+    const imaging::Region* region() const { return HasRgn() ? &region_ : nullptr; }
     double in_scale(double pixels, bool horizontal) const;
     void note_damage(const imaging::Outcome& outcome);
     Code take(imaging::Result<imaging::Outcome> outcome);
@@ -228,7 +253,11 @@ class Engine : public QObject {
     QRectF dst_, clip_;
     double twips_x_ = 15, twips_y_ = 15;
 
+    imaging::Region region_;
     int region_frame_ = 0;
+    int region_tracking_ = 0;
+    std::vector<imaging::Bitmap> planes_;
+    std::vector<std::int64_t> histogram_;
     QFont font_;
     QColor font_colour_ = Qt::black;
     bool draw_persistent_ = true;

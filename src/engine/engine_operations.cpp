@@ -1,57 +1,132 @@
-// The operations of the control. Each runs on a snapshot and replaces the image when it has succeeded.
+// The operations of the control: each names one of the library's.
+#include <vector>
+
 #include "engine/engine.h"
-#include "imaging/ops/geometry.h"
+#include "imaging/ops/combine.h"
+#include "imaging/ops/histogram.h"
+#include "imaging/ops/operation.h"
+#include "imaging/ops/separation.h"
+#include "imaging/result_codes.h"
 
 namespace quillmark::engine {
+namespace {
 
-using imaging::Limits;
+int packed(const QColor& colour) { return static_cast<int>(colour.rgb() & 0xFFFFFFU); }
 
-Code Engine::Flip() {
-    return apply([](const imaging::Bitmap& b) { return imaging::flip(b, Limits{}); });
+Code code_of(const imaging::Error& error) { return static_cast<Code>(imaging::result_code(error)); }
+
+}  // namespace
+
+Code Engine::operate(std::string_view name, std::initializer_list<int> arguments) {
+    const imaging::Operation* operation = imaging::find_operation(name);
+    if (!operation) return kNotAvailable;
+    const std::vector<int> values = arguments;
+    return apply(
+        [&](const imaging::Bitmap& bitmap, const imaging::Region* selected, const imaging::Context& context) {
+            return imaging::apply(*operation, bitmap, values, selected, context);
+        });
 }
 
-Code Engine::Reverse() {
-    return apply([](const imaging::Bitmap& b) { return imaging::reverse(b, Limits{}); });
+Code Engine::Flip() { return operate("Flip", {}); }
+Code Engine::Reverse() { return operate("Reverse", {}); }
+Code Engine::Rotate(int angle, bool resize, const QColor& fill) {
+    return operate("Rotate", {angle, resize, packed(fill)});
+}
+Code Engine::Shear(int angle, bool horizontal, const QColor& fill) {
+    return operate("Shear", {angle, horizontal, packed(fill)});
+}
+Code Engine::Size(int width, int height, int flags) { return operate("Size", {width, height, flags}); }
+Code Engine::Trim(int left, int top, int width, int height) {
+    return operate("Trim", {left, top, width, height});
+}
+Code Engine::Intensity(int change) { return operate("Intensity", {change}); }
+Code Engine::Contrast(int change) { return operate("Contrast", {change}); }
+Code Engine::Hue(int change) { return operate("Hue", {change}); }
+Code Engine::Saturation(int change) { return operate("Saturation", {change}); }
+Code Engine::GammaCorrect(int gamma) { return operate("GammaCorrect", {gamma}); }
+Code Engine::HistoContrast(int change) { return operate("HistoContrast", {change}); }
+Code Engine::HistoEqualize() { return operate("HistoEqualize", {}); }
+Code Engine::StretchIntensity() { return operate("StretchIntensity", {}); }
+Code Engine::IntensityDetect(int low, int high) { return operate("IntensityDetect", {low, high}); }
+Code Engine::Invert() { return operate("Invert", {}); }
+Code Engine::Grayscale(int bits) { return operate("Grayscale", {bits}); }
+Code Engine::Posterize(int levels) { return operate("Posterize", {levels}); }
+Code Engine::Mosaic(int size) { return operate("Mosaic", {size}); }
+Code Engine::Average(int size) { return operate("Average", {size}); }
+Code Engine::Median(int size) { return operate("Median", {size}); }
+Code Engine::Sharpen(int amount) { return operate("Sharpen", {amount}); }
+Code Engine::AddNoise(int amount) { return operate("AddNoise", {amount}); }
+Code Engine::Emboss(int depth) { return operate("Emboss", {depth}); }
+Code Engine::SpatialFilter(int filter) { return operate("SpatialFilter", {filter}); }
+Code Engine::EdgeComponent(int amount) { return operate("EdgeComponent", {amount}); }
+Code Engine::ColorRes(int bits, int palette, int dither, int) {
+    return operate("ColorRes", {bits, palette, dither});
+}
+Code Engine::Halftone(int type, int value) { return operate("Halftone", {type, value}); }
+
+Code Engine::Combine(int x, int y, float width, float height, const imaging::Bitmap& source, int source_x,
+                     int source_y, int flags) {
+    const imaging::Rect place{x, y, static_cast<int>(width), static_cast<int>(height)};
+    return apply(
+        [&](const imaging::Bitmap& bitmap, const imaging::Region* selected, const imaging::Context& context) {
+            return imaging::combine(bitmap, place, source, {source_x, source_y}, flags, selected, context);
+        });
 }
 
-Code Engine::Rotate(int angle, bool, const QColor&) {
-    if (angle % 9000 != 0) return kNotAvailable;
-    return apply([turns = angle / 9000](const imaging::Bitmap& b) {
-        return imaging::rotate_quarters(b, turns, Limits{});
+Code Engine::Underlay(const imaging::Bitmap& underlay, int mode) {
+    return apply(
+        [&](const imaging::Bitmap& bitmap, const imaging::Region* selected, const imaging::Context& context) {
+            return imaging::underlay(bitmap, underlay, static_cast<imaging::UnderlayMode>(mode), selected,
+                                     context);
+        });
+}
+
+Code Engine::ColorSeparate(int kind) {
+    planes_.clear();
+    if (bitmap_.empty()) return 20002;
+    imaging::Result<std::vector<imaging::Bitmap>> planes =
+        imaging::Error{imaging::Fault::cancelled, "not started"};
+    run([&](const Report& report) {
+        planes = imaging::separate(bitmap_, static_cast<imaging::Separation>(kind), context(report));
     });
+    if (!planes) return code_of(planes.error());
+    planes_ = std::move(*planes);
+    return 0;
 }
 
-Code Engine::Shear(int, bool, const QColor&) { return kNotAvailable; }
-Code Engine::Size(int, int, int) { return kNotAvailable; }
-Code Engine::Trim(int, int, int, int) { return kNotAvailable; }
-Code Engine::Intensity(int) { return kNotAvailable; }
-Code Engine::Contrast(int) { return kNotAvailable; }
-Code Engine::Hue(int) { return kNotAvailable; }
-Code Engine::Saturation(int) { return kNotAvailable; }
-Code Engine::GammaCorrect(int) { return kNotAvailable; }
-Code Engine::HistoContrast(int) { return kNotAvailable; }
-Code Engine::HistoEqualize() { return kNotAvailable; }
-Code Engine::StretchIntensity() { return kNotAvailable; }
-Code Engine::IntensityDetect(int, int) { return kNotAvailable; }
-Code Engine::Invert() { return kNotAvailable; }
-Code Engine::Grayscale(int) { return kNotAvailable; }
-Code Engine::Posterize(int) { return kNotAvailable; }
-Code Engine::Mosaic(int) { return kNotAvailable; }
-Code Engine::Average(int) { return kNotAvailable; }
-Code Engine::Median(int) { return kNotAvailable; }
-Code Engine::Sharpen(int) { return kNotAvailable; }
-Code Engine::AddNoise(int) { return kNotAvailable; }
-Code Engine::Emboss(int) { return kNotAvailable; }
-Code Engine::SpatialFilter(int) { return kNotAvailable; }
-Code Engine::Combine(int, int, float, float, const imaging::Bitmap&, int, int, int) { return kNotAvailable; }
-Code Engine::Underlay(const imaging::Bitmap&, int) { return kNotAvailable; }
-Code Engine::ColorRes(int, int, int, int) { return kNotAvailable; }
-Code Engine::Halftone(int, int) { return kNotAvailable; }
-Code Engine::ColorSeparate(int) { return kNotAvailable; }
-imaging::Bitmap Engine::ColorPlanes(int) const { return {}; }
-Code Engine::GetHistogram(int) { return kNotAvailable; }
-std::int64_t Engine::HistogramTable(int) const { return 0; }
-std::int64_t Engine::GetColorCount() const { return 0; }
+imaging::Bitmap Engine::ColorPlanes(int plane) const {
+    const auto at = static_cast<std::size_t>(plane);
+    return at < planes_.size() ? planes_[at] : imaging::Bitmap{};
+}
+
+Code Engine::GetHistogram(int channel) {
+    histogram_.clear();
+    if (bitmap_.empty()) return 20002;
+    if (channel < imaging::kMaster || channel > imaging::kBlue) return 20013;
+    imaging::Result<imaging::Statistics> counted = imaging::Error{imaging::Fault::cancelled, "not started"};
+    run([&](const Report& report) {
+        counted = imaging::gather_statistics(bitmap_, region(), 1U << channel, context(report));
+    });
+    if (!counted) return code_of(counted.error());
+    // The table has 256 levels whatever the depth.
+    const auto& levels = counted->levels[static_cast<std::size_t>(channel)];
+    histogram_.assign(256, 0);
+    for (std::size_t i = 0; i < levels.size(); ++i) histogram_[i * 256 / levels.size()] += levels[i];
+    return 0;
+}
+
+std::int64_t Engine::HistogramTable(int level) const {
+    const auto at = static_cast<std::size_t>(level);
+    return at < histogram_.size() ? histogram_[at] : 0;
+}
+
+std::int64_t Engine::GetColorCount() {
+    imaging::Result<std::int64_t> count = std::int64_t{0};
+    if (bitmap_.empty()) return 0;
+    run([&](const Report& report) { count = imaging::count_colours(bitmap_, region(), context(report)); });
+    return count ? *count : 0;
+}
+
 Code Engine::DrawText(const QString&, int) { return kNotAvailable; }
 Code Engine::Copy(int) { return kNotAvailable; }
 Code Engine::Paste(int) { return kNotAvailable; }

@@ -69,8 +69,8 @@ class ImageProcess final : public QMainWindow, public program::FrameFace {
     QMdiArea& area() { return *area_; }
     CommandSurface& surface() { return *surface_; }
     CaptionBar& caption_bar() { return *caption_; }
-    /// The frame's own hidden instance, a work surface.
-    engine::Engine& LEAD1() { return lead1_; }
+    engine::Engine& LEAD1() override { return lead1_; }
+    engine::CommonDialog& LEADDlg1() override { return lead_dlg1_; }
 
     void close_all_windows();
     void customize_toolbars();
@@ -122,6 +122,7 @@ class ImageProcess final : public QMainWindow, public program::FrameFace {
     settings::Settings settings_;
     program::DocumentList kids_;
     engine::Engine lead1_;
+    engine::CommonDialog lead_dlg1_;
     QStringList arguments_;
     QMdiArea* area_ = nullptr;
     program::StatusBar* status_ = nullptr;

@@ -20,6 +20,7 @@ std::string_view fault_name(Fault fault) {
         case Fault::io: return "input/output";
         case Fault::no_stamp: return "no stamp";
         case Fault::no_page: return "no such page";
+        case Fault::bad_parameter: return "bad parameter";
         case Fault::cancelled: return "cancelled";
     }
     return "unknown";

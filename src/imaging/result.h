@@ -18,12 +18,13 @@ enum class Fault : std::uint8_t {
     unsupported,     ///< a known format in a variant that is not supported
     too_large,       ///< beyond Limits
     out_of_memory,
-    not_found,    ///< the file does not exist
-    cannot_open,  ///< the file exists but cannot be opened (permission, directory, device)
-    io,           ///< reading or writing failed half-way
-    no_stamp,     ///< the file holds no stamp (thumbnail)
-    no_page,      ///< the file has no such page
-    cancelled,    ///< stopped by the user
+    not_found,      ///< the file does not exist
+    cannot_open,    ///< the file exists but cannot be opened (permission, directory, device)
+    io,             ///< reading or writing failed half-way
+    no_stamp,       ///< the file holds no stamp (thumbnail)
+    no_page,        ///< the file has no such page
+    bad_parameter,  ///< an operation was asked for something that it does not take
+    cancelled,      ///< stopped by the user
 };
 
 /// Where it happened, as a literal: it cannot dangle and costs nothing to pass on.

@@ -11,6 +11,7 @@ constexpr int kInvalidFormat = 20'009;
 constexpr int kFileNotFound = 20'010;
 constexpr int kInvalidSides = 20'011;
 constexpr int kSubTypeNotSupported = 20'012;
+constexpr int kInvalidParameter = 20'013;
 constexpr int kCannotOpen = 20'014;
 constexpr int kNotAvailableForFormat = 20'016;
 constexpr int kStopped = 20'029;
@@ -34,6 +35,7 @@ int result_code(const Error& error, Transfer transfer) {
         case Fault::io: return writing ? kWriting : kReading;
         case Fault::no_stamp: return kNoStamp;
         case Fault::no_page: return kNotAvailableForFormat;
+        case Fault::bad_parameter: return kInvalidParameter;
         case Fault::cancelled: return kStopped;
     }
     return kGeneralFailure;

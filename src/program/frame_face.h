@@ -3,6 +3,7 @@
 
 #include <QString>
 
+#include "engine/common_dialog.h"
 #include "program/state.h"
 
 namespace quillmark::settings {
@@ -34,6 +35,10 @@ class FrameFace {
     virtual ImageWindow* active_window() = 0;
     /// Sends the active image window behind the others; the next one becomes active.
     virtual void send_active_to_back() = 0;
+    /// The frame's hidden instance: a scratch image of operations.
+    virtual engine::Engine& LEAD1() = 0;
+    /// The common-dialog control.
+    virtual engine::CommonDialog& LEADDlg1() = 0;
     virtual void set_caption(const QString& caption) = 0;
 
     virtual void StatusInit() = 0;

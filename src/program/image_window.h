@@ -45,6 +45,15 @@ class ImageWindow : public QWidget {
     virtual void ZoomOut() = 0;
     virtual void SetRegionTool(std::int16_t shape) = 0;
     virtual void CancelRegion() = 0;
+    /// Turns the selected pixels and their outline about the region's centre; what they leave takes the fill
+    /// colour white. angle in hundredths of a degree. Returns the engine's code.
+    virtual engine::Code RotateRegion(int angle, bool option) = 0;
+    /// The same with a shear, horizontal where option says so.
+    virtual engine::Code ShearRegion(int angle, bool option) = 0;
+    /// Shows the text pointer over the image: the next release draws pending text.
+    virtual void show_text_pointer(bool on) = 0;
+    /// The part of the image that can be seen, in bitmap pixels.
+    virtual imaging::Rect visible_part() const = 0;
 };
 
 }  // namespace quillmark::program

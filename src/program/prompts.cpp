@@ -71,6 +71,12 @@ int DesktopPrompts::show_modal(QDialog& dialog) {
     return dialog.exec();
 }
 
+engine::Code DesktopPrompts::show_common(engine::CommonDialog&, engine::DialogKind) {
+    return engine::kDialogCancelled;
+}
+
+bool DesktopPrompts::choose_font(QFont&, QColor&) { return false; }
+
 void DesktopPrompts::beep() { QApplication::beep(); }
 
 WaitPointer::WaitPointer() { QApplication::setOverrideCursor(Qt::WaitCursor); }

@@ -6,6 +6,8 @@
 #include <QStringList>
 #include <QWidget>
 
+#include "engine/common_dialog.h"
+
 namespace quillmark::program {
 
 enum class Icon { none, stop, information, exclamation, question };
@@ -27,6 +29,11 @@ class Prompts {
     virtual QString input(const QString& prompt, const QString& title, const QString& initial) = 0;
     /// Shows one of the program's own dialogs modally; returns QDialog::Accepted or QDialog::Rejected.
     virtual int show_modal(QDialog& dialog) = 0;
+    /// Shows a parameter dialog over the frame. 0 when accepted (the results are in dialog), kDialogCancelled
+    /// when not.
+    virtual engine::Code show_common(engine::CommonDialog& dialog, engine::DialogKind kind) = 0;
+    /// The font dialog; false when cancelled.
+    virtual bool choose_font(QFont& font, QColor& colour) = 0;
     virtual void beep() = 0;
 };
 
@@ -39,6 +46,8 @@ class DesktopPrompts final : public Prompts {
                                Icon icon) override;
     QString input(const QString& prompt, const QString& title, const QString& initial) override;
     int show_modal(QDialog& dialog) override;
+    engine::Code show_common(engine::CommonDialog& dialog, engine::DialogKind kind) override;
+    bool choose_font(QFont& font, QColor& colour) override;
     void beep() override;
 
   private:

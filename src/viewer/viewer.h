@@ -42,6 +42,10 @@ class Viewer final : public program::ImageWindow {
     void ZoomOut() override;
     void SetRegionTool(std::int16_t shape) override { RegionTool = shape; }
     void CancelRegion() override;
+    engine::Code RotateRegion(int angle, bool option) override;
+    engine::Code ShearRegion(int angle, bool option) override;
+    void show_text_pointer(bool on) override;
+    imaging::Rect visible_part() const override;
 
     /// Shows the percentage that stands in the zoom box.
     void apply_zoom_box();

@@ -116,11 +116,6 @@ void Viewer::PaintChange() {
     lead1_.ForceRepaint();
 }
 
-void Viewer::CancelRegion() {
-    lead2_.SetBitmap({});
-    lead1_.SetRgnFrameType(0);
-}
-
 void Viewer::resizeEvent(QResizeEvent* event) {
     QWidget::resizeEvent(event);
     Form_Resize();

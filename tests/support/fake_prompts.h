@@ -34,6 +34,11 @@ class FakePrompts final : public program::Prompts {
         ++dialogs;
         return on_dialog ? on_dialog(dialog) : QDialog::Rejected;
     }
+    engine::Code show_common(engine::CommonDialog& dialog, engine::DialogKind kind) override {
+        ++common_dialogs;
+        return on_common ? on_common(dialog, kind) : engine::kDialogCancelled;
+    }
+    bool choose_font(QFont& font, QColor& colour) override { return on_font && on_font(font, colour); }
     void beep() override { ++beeps; }
 
     std::vector<Message> messages;
@@ -41,7 +46,10 @@ class FakePrompts final : public program::Prompts {
     std::deque<QString> answers;  ///< for input(); empty means cancelled
     program::Answer yes_no = program::Answer::no;
     std::function<int(QDialog&)> on_dialog;
+    std::function<engine::Code(engine::CommonDialog&, engine::DialogKind)> on_common;  ///< empty: cancelled
+    std::function<bool(QFont&, QColor&)> on_font;                                      ///< empty: cancelled
     int dialogs = 0;
+    int common_dialogs = 0;
     int beeps = 0;
 };
 

@@ -1,5 +1,7 @@
 #include "imaging/ops/geometry.h"
 
+#include "imaging/ops/operation.h"
+
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -190,5 +192,7 @@ Result<Bitmap> apply_orientation(const Bitmap& bitmap, const Limits& limits) {
     if (result) result->metadata().orientation = Orientation::normal;
     return result;
 }
+
+std::span<const Operation> geometry_operations() { return {}; }
 
 }  // namespace quillmark::imaging

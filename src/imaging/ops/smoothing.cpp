@@ -1,0 +1,7 @@
+#include "imaging/ops/operation.h"
+
+namespace quillmark::imaging {
+
+std::span<const Operation> smoothing_operations() { return {}; }
+
+}  // namespace quillmark::imaging
