@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "imaging/buffer.h"
+#include "imaging/ops/fetch_ahead.h"
 #include "imaging/ops/luminance.h"
 #include "imaging/ops/row_loop.h"
 
@@ -15,6 +16,7 @@ namespace quillmark::imaging {
 namespace {
 
 constexpr int kRowGrain = 16;
+constexpr std::size_t kBlock = 16;         // pixels between two requests for memory
 constexpr std::size_t kSomePixels = 2048;  // whose luminances wait in the nearest cache
 
 using Levels = std::vector<std::int64_t>;
@@ -31,9 +33,10 @@ class Tally {
     void add(const Sample* in, std::size_t count) {
         std::uint32_t* const counts = counts_.data();
         const std::size_t levels = last_ + 1;
-        for (; count >= kLanes; count -= kLanes, in += kLanes * step)
-            for (std::size_t lane = 0; lane < kLanes; ++lane)
-                ++counts[lane * levels + level(in[lane * step])];
+        for (; count >= kBlock; count -= kBlock, in += kBlock * step) {
+            fetch_ahead(in);
+            for (std::size_t i = 0; i < kBlock; ++i) ++counts[i % kLanes * levels + level(in[i * step])];
+        }
         for (; count > 0; --count, in += step) ++counts[level(*in)];
     }
 
@@ -250,10 +253,15 @@ class ColourSets {
 // The bit is set whether it was or not: asking first costs a misguessed branch at every new colour.
 template <std::size_t step>
 void mark(std::uint64_t* set, const std::uint8_t* in, std::size_t count) {
-    for (; count > 0; --count, in += step) {
-        const std::uint32_t colour = in[0] << 16U | in[1] << 8U | in[2];
+    const auto mark_one = [set](const std::uint8_t* at) {
+        const std::uint32_t colour = at[0] << 16U | at[1] << 8U | at[2];
         set[colour / 64] |= std::uint64_t{1} << colour % 64;
+    };
+    for (; count >= kBlock; count -= kBlock, in += kBlock * step) {
+        fetch_ahead(in);
+        for (std::size_t i = 0; i < kBlock; ++i) mark_one(in + i * step);
     }
+    for (; count > 0; --count, in += step) mark_one(in);
 }
 
 template <std::size_t step>

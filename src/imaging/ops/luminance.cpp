@@ -1,5 +1,7 @@
 #include "imaging/ops/luminance.h"
 
+#include "imaging/ops/fetch_ahead.h"
+
 #if defined(__SSSE3__)
 #include <tmmintrin.h>
 #endif
@@ -43,6 +45,7 @@ void luminance_row(const std::uint8_t* in, std::uint8_t* out, std::size_t count,
     const Spread spread = spread_for(step);
     // Each load reads 16 bytes, of which four pixels of three bytes use 12: two pixels stay for the tail.
     for (; count >= 18; count -= 16, in += 16 * step, out += 16) {
+        fetch_ahead(in);
         const __m128i low = _mm_packs_epi32(four(in, spread), four(in + 4 * step, spread));
         const __m128i high = _mm_packs_epi32(four(in + 8 * step, spread), four(in + 12 * step, spread));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_packus_epi16(low, high));
