@@ -19,6 +19,12 @@ void Engine::SetBitmap(const imaging::Bitmap& bitmap) {
     emit bitmap_changed();
 }
 
+void Engine::SetAutoRepaint(bool on) {
+    const bool turned_on = on && !auto_repaint_;
+    auto_repaint_ = on;
+    if (turned_on || (on && paint_effect_ != 0)) emit repaint_requested();
+}
+
 void Engine::SetAutoScroll(bool on) {
     auto_scroll_ = on;
     emit display_changed();

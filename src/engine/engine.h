@@ -95,7 +95,8 @@ class Engine : public QObject {
     int ScaleMode() const { return scale_mode_; }
     void SetScaleMode(int unit) { scale_mode_ = unit; }
     bool AutoRepaint() const { return auto_repaint_; }
-    void SetAutoRepaint(bool on) { auto_repaint_ = on; }
+    /// Turned on, it shows what has changed meanwhile, and plays the PaintEffect that waits.
+    void SetAutoRepaint(bool on);
     bool AutoScroll() const { return auto_scroll_; }
     void SetAutoScroll(bool on);
     int PaintSizeMode() const { return paint_size_mode_; }
@@ -146,13 +147,23 @@ class Engine : public QObject {
     void SetRgnTracking(int shape) { region_tracking_ = shape; }
     int RgnTracking() const { return region_tracking_; }
 
-    // Text and paint-effect state.
+    // Text and paint-effect state. Text is drawn from the top left corner of its box, in one line that ends
+    // with the image, not with the box. It has the size on the screen that the font states: at 25 % it takes
+    // four times the pixels of the image that it takes at 100 %.
     QFont& Font() { return font_; }
     void SetDrawFontColor(const QColor& colour) { font_colour_ = colour; }
+    /// On: drawing goes into the bitmap. Off: nothing is drawn, for the screen alone keeps nothing.
     void SetDrawPersistence(bool on) { draw_persistent_ = on; }
+    /// Display coordinates, in the unit of ScaleMode.
     void SetTextBox(int left, int top, int width, int height) { text_box_ = {left, top, width, height}; }
+    /// Tenths of a degree, clockwise as Rotate, about the box's top left corner.
     void SetTextAngle(int angle) { text_angle_ = angle; }
+    /// The transition (transition.h) that the next ForceRepaint plays, or turning AutoRepaint on; 0, which is
+    /// none, again as soon as it has begun.
+    int PaintEffect() const { return paint_effect_; }
     void SetPaintEffect(int effect) { paint_effect_ = effect; }
+    /// Milliseconds from one step of the transition to the next.
+    int EffectDelay() const { return effect_delay_; }
     void SetEffectDelay(int milliseconds) { effect_delay_ = milliseconds; }
 
     // Operations (engine_operations.cpp): on the region where one is selected and the operation allows. Units
@@ -197,6 +208,7 @@ class Engine : public QObject {
     std::int64_t GetColorCount();
     /// The edges of the image around mid grey; what Combine with kCombineAddSigned sharpens it with.
     Code EdgeComponent(int amount);
+    /// One line of text, smooth where the image has levels; see compose_mask for palettes. flags is 0.
     Code DrawText(const QString& text, int flags);
     Code Copy(int flags);
     Code Paste(int flags);
