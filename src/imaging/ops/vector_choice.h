@@ -20,7 +20,7 @@ void run_baseline(Arguments... arguments) {
 template <typename Body, typename... Arguments>
 void run_widest(Arguments... arguments) {
     static const bool wide = __builtin_cpu_supports("avx2");
-    wide ? run_avx2<Body>(arguments...) : run_baseline<Body>(arguments...);
+    wide ? run_avx2<Body, Arguments...>(arguments...) : run_baseline<Body, Arguments...>(arguments...);
 }
 
 #else
