@@ -15,6 +15,10 @@ Engine::~Engine() = default;
 void Engine::SetBitmap(const imaging::Bitmap& bitmap) {
     const bool same_size = bitmap.width() == bitmap_.width() && bitmap.height() == bitmap_.height();
     bitmap_ = bitmap;
+    info_.width = bitmap.width();
+    info_.height = bitmap.height();
+    info_.bits = bitmap.bits();
+    info_.size_mem = bytes_in_memory(info_.width, info_.height, info_.bits);
     if (!same_size && HasRgn()) FreeRgn();
     emit bitmap_changed();
 }

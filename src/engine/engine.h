@@ -27,19 +27,23 @@ class Loading;
 /// Result codes are the program's: 0 for success, 20000 and above for a failure (texts in text/messages.h).
 using Code = std::int16_t;
 
-/// Facts of a file, as the last successful query or load left them.
+/// Facts of a file, as the last successful query left them; sides and depth follow the image once there is
+/// one.
 struct FileInfo {
     int format = 0;  ///< engine format code, 0 before the first query
     int width = 0, height = 0;
     int bits = 0;
     int page = 1;  ///< the page the facts refer to
     int total_pages = 0;
-    std::int64_t size_mem = 0;   ///< bytes in memory: width x height x bits / 8, rounded
+    std::int64_t size_mem = 0;   ///< bytes_in_memory of these sides and depth
     std::int64_t size_disk = 0;  ///< bytes of the file
     bool has_stamp = false;
     imaging::Resolution resolution;
     QString compression;
 };
+
+/// width x height x bits / 8, rounded.
+std::int64_t bytes_in_memory(int width, int height, int bits);
 
 /// Paint-size modes: how the image is fitted to the control.
 enum PaintSize : int { kPaintNormal = 0, kPaintStretch = 1, kPaintFit = 3 };
