@@ -205,8 +205,8 @@ std::int64_t count_entries(const Levels& indices, const Palette& palette) {
         const Rgba colour = entry(palette, i);
         if (indices[i] > 0) used.push_back(colour.r << 16U | colour.g << 8U | colour.b);
     }
-    std::ranges::sort(used);
-    return std::ranges::unique(used).begin() - used.begin();
+    std::sort(used.begin(), used.end());
+    return std::unique(used.begin(), used.end()) - used.begin();
 }
 
 // One bit per 24-bit colour. Each working thread has a set of its own: waiting for one another at every pixel
