@@ -35,19 +35,21 @@ class Tally {
         const std::size_t levels = last_ + 1;
         for (; count >= kBlock; count -= kBlock, in += kBlock * step) {
             fetch_ahead(in);
-            for (std::size_t i = 0; i < kBlock; ++i) ++counts[i % kLanes * levels + level(in[i * step])];
+            for (std::size_t i = 0; i < kBlock; ++i) ++counts[i % kLanes * levels + level_of(in[i * step])];
         }
-        for (; count > 0; --count, in += step) ++counts[level(*in)];
+        for (; count > 0; --count, in += step) ++counts[level_of(*in)];
     }
 
     void add_to(Levels& total) const {
-        for (std::size_t i = 0; i < counts_.size(); ++i) total[i % (last_ + 1)] += counts_[i];
+        const std::uint32_t* lane = counts_.data();
+        for (std::size_t i = 0; i < kLanes; ++i, lane += last_ + 1)
+            for (std::size_t level = 0; level <= last_; ++level) total[level] += lane[level];
     }
 
   private:
     static constexpr std::size_t kLanes = sizeof(Sample) == 1 ? 4 : 2;  // wide tables are to fit a cache too
 
-    std::size_t level(Sample sample) const {
+    std::size_t level_of(Sample sample) const {
         if constexpr (sizeof(Sample) == 1) return sample;
         return std::min<std::size_t>(sample, last_);
     }
