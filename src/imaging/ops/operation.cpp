@@ -8,6 +8,7 @@
 #include "imaging/convert_depth.h"
 #include "imaging/ops/histogram.h"
 #include "imaging/ops/levels.h"
+#include "imaging/ops/put_region.h"
 #include "imaging/threads.h"
 
 namespace quillmark::imaging {
@@ -132,7 +133,8 @@ std::optional<Bitmap> in_palette_of(const Bitmap& base, const Bitmap& change, Po
     return std::move(*mapped);
 }
 
-// base with the region's pixels replaced by change's; both are brought to a form that holds them exactly.
+}  // namespace
+
 Result<Bitmap> put_region(const Bitmap& base, const Bitmap& change, Point offset, const Region& region,
                           const Limits& limits) {
     if (same_form(base, change)) return put_runs(base, change, offset, region);
@@ -150,6 +152,8 @@ Result<Bitmap> put_region(const Bitmap& base, const Bitmap& change, Point offset
     }
     return put_runs(*lower, *upper, offset, region);
 }
+
+namespace {
 
 // Missing arguments filled in, out of range ones clamped or refused.
 Result<std::vector<int>> checked(const Operation& operation, std::span<const int> arguments) {
