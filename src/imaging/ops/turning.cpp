@@ -89,6 +89,7 @@ void put_run(const Bitmap& in, int from_x, int from_y, Bitmap& out, int y, const
 
 // The x for which low <= start + step x <= high, within [0, count).
 Run where_between(double start, double step, double low, double high, int count) {
+    if (low > high) return {};
     if (std::abs(step) < 1e-12) return start >= low && start <= high ? Run{0, count} : Run{};
     double first = (low - start) / step, last = (high - start) / step;
     if (first > last) std::swap(first, last);
