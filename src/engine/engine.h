@@ -27,19 +27,23 @@ class Loading;
 /// Result codes are the program's: 0 for success, 20000 and above for a failure (texts in text/messages.h).
 using Code = std::int16_t;
 
-/// Facts of a file, as the last successful query or load left them.
+/// Facts of a file, as the last successful query left them; sides and depth follow the image once there is
+/// one.
 struct FileInfo {
     int format = 0;  ///< engine format code, 0 before the first query
     int width = 0, height = 0;
     int bits = 0;
     int page = 1;  ///< the page the facts refer to
     int total_pages = 0;
-    std::int64_t size_mem = 0;   ///< bytes in memory: width x height x bits / 8, rounded
+    std::int64_t size_mem = 0;   ///< bytes_in_memory of these sides and depth
     std::int64_t size_disk = 0;  ///< bytes of the file
     bool has_stamp = false;
     imaging::Resolution resolution;
     QString compression;
 };
+
+/// width x height x bits / 8, rounded.
+std::int64_t bytes_in_memory(int width, int height, int bits);
 
 /// Paint-size modes: how the image is fitted to the control.
 enum PaintSize : int { kPaintNormal = 0, kPaintStretch = 1, kPaintFit = 3 };
@@ -95,7 +99,8 @@ class Engine : public QObject {
     int ScaleMode() const { return scale_mode_; }
     void SetScaleMode(int unit) { scale_mode_ = unit; }
     bool AutoRepaint() const { return auto_repaint_; }
-    void SetAutoRepaint(bool on) { auto_repaint_ = on; }
+    /// Turned on, it shows what has changed meanwhile, and plays the PaintEffect that waits.
+    void SetAutoRepaint(bool on);
     bool AutoScroll() const { return auto_scroll_; }
     void SetAutoScroll(bool on);
     int PaintSizeMode() const { return paint_size_mode_; }
@@ -125,8 +130,11 @@ class Engine : public QObject {
     double DstClipHeight() const { return in_scale(clip_.height(), false); }
     void SetDstClipRect(int left, int top, int width, int height);
     /// Device pixels; set by the view.
-    void SetDisplayRectangles(const QRectF& dst, const QRectF& clip) { dst_ = dst, clip_ = clip; }
+    void SetDisplayRectangles(const QRectF& dst, const QRectF& clip);
     const QRectF& display_rectangle() const { return dst_; }
+    /// The place in the image, bitmap pixels with fractions, that is displayed at a position in device
+    /// pixels.
+    QPointF bitmap_point(QPointF device) const;
     void SetTwipsPerPixel(double x, double y) { twips_x_ = x, twips_y_ = y; }
     /// Repaints the displayed image now.
     void ForceRepaint();
@@ -145,14 +153,53 @@ class Engine : public QObject {
     /// freehand.
     void SetRgnTracking(int shape) { region_tracking_ = shape; }
     int RgnTracking() const { return region_tracking_; }
+    /// The pixels of the region's bounds, in the image's own form; empty without a region.
+    imaging::Bitmap RgnPixels() const;
+    /// Puts pixels into the image with their top left pixel at (x, y), inside the region where there is one.
+    Code PutPixels(const imaging::Bitmap& pixels, int x, int y);
+    /// 0 and 1 the arrow, 5 the moving arrows, 99 the text pointer.
+    void SetMousePointer(int pointer);
+    int MousePointer() const { return mouse_pointer_; }
 
-    // Text and paint-effect state.
+    // The floating copy: the region's pixels of a source, hovering over the image. Units follow ScaleMode.
+    /// source has the size of the image; the shape is the region as it is now.
+    void SetFloater(const imaging::Bitmap& source);
+    const imaging::Bitmap& Floater() const { return floater_.source; }
+    /// The pixels of Floater that float, where they were lifted.
+    const imaging::Region& FloaterRgn() const { return floater_.region; }
+    void SetFloaterVisible(bool visible);
+    bool FloaterVisible() const { return floater_.visible; }
+    /// Where the region's bounds are displayed; exact, so that a drag moves by what the mouse moved and a
+    /// click by nothing.
+    void SetFloaterRect(double left, double top, double width, double height);
+    void MoveFloater(double left, double top);
+    double FloaterLeft() const { return in_scale(floater_.rect.left(), true); }
+    double FloaterTop() const { return in_scale(floater_.rect.top(), false); }
+    double FloaterWidth() const { return in_scale(floater_.rect.width(), true); }
+    double FloaterHeight() const { return in_scale(floater_.rect.height(), false); }
+    /// Device pixels.
+    const QRectF& floater_rectangle() const { return floater_.rect; }
+    /// Combines the floating pixels with the image inside the region, as if their bounds had been moved to
+    /// (left, top) in bitmap pixels, and hides them.
+    Code DropFloater(int left, int top);
+
+    // Text and paint-effect state. Text is drawn from the top left corner of its box, in one line that ends
+    // with the image, not with the box. It has the size on the screen that the font states: at 25 % it takes
+    // four times the pixels of the image that it takes at 100 %.
     QFont& Font() { return font_; }
     void SetDrawFontColor(const QColor& colour) { font_colour_ = colour; }
+    /// On: drawing goes into the bitmap. Off: nothing is drawn, for the screen alone keeps nothing.
     void SetDrawPersistence(bool on) { draw_persistent_ = on; }
+    /// Display coordinates, in the unit of ScaleMode.
     void SetTextBox(int left, int top, int width, int height) { text_box_ = {left, top, width, height}; }
+    /// Tenths of a degree, clockwise as Rotate, about the box's top left corner.
     void SetTextAngle(int angle) { text_angle_ = angle; }
+    /// The transition (transition.h) that the next ForceRepaint plays, or turning AutoRepaint on; 0, which is
+    /// none, again as soon as it has begun.
+    int PaintEffect() const { return paint_effect_; }
     void SetPaintEffect(int effect) { paint_effect_ = effect; }
+    /// Milliseconds from one step of the transition to the next.
+    int EffectDelay() const { return effect_delay_; }
     void SetEffectDelay(int milliseconds) { effect_delay_ = milliseconds; }
 
     // Operations (engine_operations.cpp): on the region where one is selected and the operation allows. Units
@@ -197,6 +244,7 @@ class Engine : public QObject {
     std::int64_t GetColorCount();
     /// The edges of the image around mid grey; what Combine with kCombineAddSigned sharpens it with.
     Code EdgeComponent(int amount);
+    /// One line of text, smooth where the image has levels; see compose_mask for palettes. flags is 0.
     Code DrawText(const QString& text, int flags);
     Code Copy(int flags);
     Code Paste(int flags);
@@ -212,6 +260,8 @@ class Engine : public QObject {
     void display_changed();  ///< zoom, mode or display preferences
     void repaint_requested();
     void region_changed();
+    void floater_changed();
+    void pointer_changed();
     void partly_loaded();  ///< rows have arrived at loading()
 
   private:
@@ -228,6 +278,7 @@ class Engine : public QObject {
     imaging::Context context(const Report& report) const;
     const imaging::Region* region() const { return HasRgn() ? &region_ : nullptr; }
     double in_scale(double pixels, bool horizontal) const;
+    double from_scale(double value, bool horizontal) const;
     void note_damage(const imaging::Outcome& outcome);
     Code take(imaging::Result<imaging::Outcome> outcome);
 
@@ -256,6 +307,13 @@ class Engine : public QObject {
     imaging::Region region_;
     int region_frame_ = 0;
     int region_tracking_ = 0;
+    int mouse_pointer_ = 0;
+    struct {
+        imaging::Bitmap source;
+        imaging::Region region;
+        bool visible = false;
+        QRectF rect;  // device pixels
+    } floater_;
     std::vector<imaging::Bitmap> planes_;
     std::vector<std::int64_t> histogram_;
     QFont font_;

@@ -44,6 +44,7 @@ class Viewer final : public program::ImageWindow {
     void CancelRegion() override;
     engine::Code RotateRegion(int angle, bool option) override;
     engine::Code ShearRegion(int angle, bool option) override;
+    void size_control(int width, int height) override { size_client_to(width, height); }
     void show_text_pointer(bool on) override;
     imaging::Rect visible_part() const override;
 
@@ -72,6 +73,18 @@ class Viewer final : public program::ImageWindow {
     void Form_KeyPress(int key);
     void LEAD1_ProgressStatus(int percent);
     void LEAD1_MouseDown(int button, int shift, double x, double y);
+    void LEAD1_MouseMove(int button, int shift, double x, double y);
+    void LEAD1_MouseUp(int button, int shift, double x, double y);
+
+    void lift_region();
+    void drop_region();
+    void drop_region_at(int left, int top);
+    void put_back_pixels();
+    void pixels_moved();
+    void nudge_region(int dx, int dy);
+    void record_nudged_rectangle();
+    bool abandon_drag();
+    void show_selection();
 
     void set_title(const QString& source);
     bool size_client_to(int width, int height);
