@@ -38,21 +38,12 @@ void copy_bits(std::span<const std::uint8_t> in, int from, std::span<std::uint8_
     }
 }
 
-std::size_t bytes_per_pixel(Layout layout) {
-    switch (layout) {
-        case Layout::gray16: return 2;
-        case Layout::rgb24: return 3;
-        case Layout::rgba32: return 4;
-        default: return 1;
-    }
-}
-
 // count pixels of row `y` of in, from pixel `from` on, to pixel `at` of row `to_y` of out: same layouts.
 void copy_pixels(const Bitmap& in, int from, int y, Bitmap& out, int at, int to_y, int count) {
     const auto source = in.row(y);
     const auto target = out.writable_row(to_y);
     if (in.layout() == Layout::bit1) return copy_bits(source, from, target, at, count);
-    const std::size_t size = bytes_per_pixel(in.layout());
+    const auto size = static_cast<std::size_t>(pixel_bytes(in.layout()));
     std::memcpy(target.data() + static_cast<std::size_t>(at) * size,
                 source.data() + static_cast<std::size_t>(from) * size,
                 static_cast<std::size_t>(count) * size);
