@@ -37,7 +37,10 @@ ParameterDialog::ParameterDialog(CommonDialog& control, DialogKind kind, const i
     if (!rows_.empty()) rows_.front().field->focus();
 }
 
-ParameterDialog::~ParameterDialog() = default;
+ParameterDialog::~ParameterDialog() {
+    // Losing the focus writes a field's text anew: while everything that listens is still there.
+    hide();
+}
 
 void ParameterDialog::build(DialogKind kind) {
     auto* layout = new QVBoxLayout{this};

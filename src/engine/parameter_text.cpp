@@ -25,7 +25,8 @@ constexpr KnownUnit kKnownUnits[] = {
     {"tenths of a degree", 1, "°", 10},
     {"degrees", 0, "°", 1},
     {"pixels", 0, QT_TRANSLATE_NOOP("ParameterDialog", "pixels"), 1},
-    {"levels", 0, "", 1},
+    {"levels per channel", 0, QT_TRANSLATE_NOOP("ParameterDialog", "per channel"), 1},
+    {"levels of 255", 0, "", 1},
 };
 
 int power_of_ten(int decimals) { return static_cast<int>(std::lround(std::pow(10.0, decimals))); }

@@ -54,6 +54,8 @@ void PreviewPair::build() {
     grid->addWidget(after_, 1, 1);
     grid->addWidget(build_zoom_row(), 2, 0, 1, 2);
     grid->setRowStretch(1, 1);
+    grid->setColumnStretch(0, 1);
+    grid->setColumnStretch(1, 1);
     for (PreviewPane* pane : {before_, after_}) {
         pane->set_view(view_);
         connect(pane, &PreviewPane::panned, this, &PreviewPair::pan);
@@ -85,12 +87,18 @@ QWidget* PreviewPair::build_zoom_row() {
 }
 
 void PreviewPair::set_arguments(const std::vector<int>& arguments) {
+    if (arguments == arguments_) return;
     arguments_ = arguments;
     ask();
 }
 
 void PreviewPair::resizeEvent(QResizeEvent* event) {
     QWidget::resizeEvent(event);
+    ask();
+}
+
+void PreviewPair::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
     ask();
 }
 
@@ -112,7 +120,7 @@ QPoint PreviewPair::clamped(QPoint centre) const {
 }
 
 void PreviewPair::ask() {
-    view_.pane = before_->device_size();
+    view_.pane = before_->device_size().boundedTo(after_->device_size());
     if (arguments_.empty() || !isVisible()) return;
     view_.centre = clamped(view_.centre);
     for (PreviewPane* pane : {before_, after_}) pane->set_view(view_);
