@@ -7,6 +7,7 @@
 #include "engine/display.h"
 #include "engine/engine.h"
 #include "engine/render.h"
+#include "engine/transition_player.h"
 
 namespace quillmark::engine {
 
@@ -51,12 +52,17 @@ class ImageView final : public QAbstractScrollArea {
     RenderRequest render_request() const;
     QRect visible_part() const;  // device pixels
     void draw(QPainter& painter, const QImage& image, QPoint at);
+    QColor surround() const;  // around the image, and the sheet before it
+    void refresh_cache(const RenderRequest& wanted);
+    void begin_transition(const QImage& shown);
 
     Engine& engine_;
     QRectF dst_;
     QImage cache_;
     RenderRequest cached_;
     bool stale_ = true;
+    bool transition_due_ = false;
+    TransitionPlayer transition_;
 };
 
 }  // namespace quillmark::engine
