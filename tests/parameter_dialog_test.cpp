@@ -26,6 +26,7 @@
 #include "engine/preview_pane.h"
 #include "engine/render.h"
 #include "imaging/ops/levels.h"
+#include "imaging/ops/relief.h"
 #include "program/font_dialog.h"
 
 namespace quillmark::engine {
@@ -273,6 +274,24 @@ TEST_F(ParameterDialogTest, ColourResolutionGivesCodes) {
     EXPECT_EQ(control.DitherOption, 1);
 }
 
+TEST_F(ParameterDialogTest, SpatialFilterListsItsFamily) {
+    const Operation* operation = imaging::find_operation("SpatialFilter");
+    ASSERT_TRUE(operation);
+    ASSERT_EQ(imaging::filter_families().size(), 6u);
+    for (std::size_t i = 0; i < 6; ++i) {
+        const auto& family = imaging::filter_families()[i];
+        control.Flags = 0x40000000U | 1U << i;
+        open(DialogKind::spatial_filter, *operation);
+        EXPECT_EQ(dialog->windowTitle().toStdString(), family.name);
+        auto& list = part<QListWidget>("Filter");
+        ASSERT_EQ(list.count(), static_cast<int>(family.choices.size()));
+        EXPECT_TRUE(list.currentItem());
+        list.setCurrentRow(list.count() - 1);
+        dialog->accept();
+        EXPECT_EQ(control.Filter, family.choices.back().value);
+    }
+}
+
 TEST_F(ParameterDialogTest, TurnsOfAWholeImageAskForEverything) {
     control.Bitmap = picture(40, 30);
     control.FillColor = QColor{1, 2, 3};
@@ -458,8 +477,11 @@ TEST_F(ParameterDialogTest, SmallImagesAreShownWholeAndLarger) {
     control.Bitmap = picture(20, 10);
     open(DialogKind::effect_value, kShiftOp);
     ASSERT_TRUE(settled());
-    EXPECT_EQ(after().image.size(), QSize(320, 160));
-    EXPECT_EQ(after().image.pixel(31, 16), after().image.pixel(16, 31));
+    const QSize size = QSize{20, 10}.scaled(pane_size(), Qt::KeepAspectRatio);
+    EXPECT_GT(size.width(), 100);
+    const int change[] = {0};
+    const auto result = imaging::apply(kShiftOp, control.Bitmap, change, nullptr, {});
+    EXPECT_EQ(after().image, render(*result, {QRectF{QPointF{}, QSizeF{size}}, {QPoint{}, size}}));
     part<QRadioButton>("previewFull").setChecked(true);
     ASSERT_TRUE(settled());
     EXPECT_EQ(after().image.size(), QSize(20, 10));
@@ -481,7 +503,7 @@ TEST_F(ParameterDialogTest, StatisticsAreCountedOnce) {
 }
 
 TEST_F(ParameterDialogTest, TheNewestQuestionWins) {
-    control.Bitmap = picture(300, 200);
+    control.Bitmap = picture(200, 150);
     open(DialogKind::effect_value, kShiftOp);
     ASSERT_TRUE(settled());
     box("Value").set_value(kEndless);

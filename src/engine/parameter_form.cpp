@@ -3,6 +3,9 @@
 #include <QCoreApplication>
 #include <algorithm>
 #include <array>
+#include <bit>
+
+#include "imaging/ops/relief.h"
 
 namespace quillmark::engine {
 namespace {
@@ -75,6 +78,13 @@ constexpr Caption kCaptions[] = {
     {"Rotate", QT_TRANSLATE_NOOP("ParameterDialog", "Free Rotate")},
 };
 
+// Spatial filters: the lowest flag that is set chooses one family, in the order of the library's table.
+const imaging::FilterFamily* family_of(const CommonDialog& control, DialogKind kind) {
+    const auto families = imaging::filter_families();
+    const auto at = static_cast<std::size_t>(std::countr_zero(control.Flags));
+    return kind == DialogKind::spatial_filter && at < families.size() ? &families[at] : nullptr;
+}
+
 QString from_view(std::string_view text) {
     return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
 }
@@ -83,15 +93,17 @@ QString from_view(std::string_view text) {
 
 const ParameterForm& parameter_form(DialogKind kind) { return kForms.at(static_cast<std::size_t>(kind)); }
 
-QString form_caption(const CommonDialog& control, DialogKind) {
+QString form_caption(const CommonDialog& control, DialogKind kind) {
+    if (const auto* family = family_of(control, kind)) return from_view(family->name);
     const auto caption = std::ranges::find(kCaptions, control.Operation, &Caption::operation);
     return caption != std::end(kCaptions) ? QCoreApplication::translate("ParameterDialog", caption->text)
                                           : from_view(control.Operation);
 }
 
-std::span<const imaging::Choice> form_choices(const CommonDialog&, DialogKind,
+std::span<const imaging::Choice> form_choices(const CommonDialog& control, DialogKind kind,
                                               const imaging::Parameter& parameter) {
-    return parameter.choices;
+    const auto* family = family_of(control, kind);
+    return family ? family->choices : parameter.choices;
 }
 
 }  // namespace quillmark::engine

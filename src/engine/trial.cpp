@@ -5,6 +5,7 @@
 
 #include "engine/render.h"
 #include "imaging/ops/histogram.h"
+#include "imaging/ops/resize.h"
 #include "imaging/result_codes.h"
 #include "text/messages.h"
 
@@ -60,15 +61,11 @@ bool stopped(const imaging::Result<Bitmap>& result) {
 }
 
 // The part at another size, every pixel the mean of those it stands for.
-Bitmap resized(const Bitmap& bitmap, const Rect& part, QSize size) {
-    constexpr int kArea = 2;
-    const auto* operation = imaging::find_operation("Size");
+imaging::Result<Bitmap> resized(const Bitmap& bitmap, const Rect& part, QSize size) {
     const bool all = part == Rect{0, 0, bitmap.width(), bitmap.height()};
     const auto cut = all ? imaging::Result<Bitmap>{bitmap} : imaging::cropped(bitmap, part, {});
-    if (!operation || !cut) return {};
-    const int arguments[] = {size.width(), size.height(), kArea};
-    auto result = imaging::apply(*operation, *cut, arguments, nullptr, {});
-    return result ? std::move(*result) : Bitmap{};
+    if (!cut) return cut;
+    return imaging::resize(*cut, size.width(), size.height(), imaging::ResizeFilter::area, {});
 }
 
 // A region of the part at another size: pixels whose centres lie inside.
@@ -124,7 +121,8 @@ Trial::Reduced Trial::reduced(const TrialPlacement& shown) {
     const std::scoped_lock lock{reduced_mutex_};
     if (reduced_.size != shown.place.size()) {
         reduced_.size = shown.place.size();
-        reduced_.bitmap = resized(subject_.bitmap, shown.part, reduced_.size);
+        auto copy = resized(subject_.bitmap, shown.part, reduced_.size);
+        reduced_.bitmap = copy ? std::move(*copy) : Bitmap{};
         reduced_.region.reset();
         if (subject_.region) reduced_.region = resized(*subject_.region, shown.part, reduced_.size);
     }
