@@ -8,6 +8,7 @@
 
 #include "convert/json.h"
 #include "imaging/load.h"
+#include "imaging/ops/operation.h"
 #include "imaging/save.h"
 #include "support/fixtures.h"
 #include "support/run_program.h"
@@ -225,9 +226,73 @@ TEST(Convert, interrupted) {
     EXPECT_TRUE(stopped) << "ten signals did not stop it once";
 }
 
+TEST(ConvertOps, operations_run_in_order_inside_the_region) {
+    const ScratchFolder folder;
+    save_bmp(folder.path("a.bmp"), 12, 8, 24);
+    const ProgramRun turned = run({"convert", folder.path("a.bmp"), folder.path("b.bmp"), "--op",
+                                   "Rotate=9000", "--op=Invert", "--region", "0,0,2,3"});
+    ASSERT_EQ(turned.status, kWell) << turned.err;
+    RowSink sink;
+    const auto before = load(folder.path("a.bmp"), {}, sink);
+    const auto after = load(folder.path("b.bmp"), {}, sink);
+    ASSERT_TRUE(before && after);
+    ASSERT_EQ(after->bitmap.width(), 8);
+    for (int y = 0; y < 12; ++y) {
+        for (int x = 0; x < 8; ++x) {
+            Rgba expected = before->bitmap.pixel(y, 7 - x);
+            if (x < 2 && y < 3)
+                expected = {static_cast<std::uint8_t>(255 - expected.r),
+                            static_cast<std::uint8_t>(255 - expected.g),
+                            static_cast<std::uint8_t>(255 - expected.b), 255};
+            ASSERT_EQ(after->bitmap.pixel(x, y), expected) << x << "," << y;
+        }
+    }
+    EXPECT_EQ(run({"convert", folder.path("a.bmp"), folder.path("c.bmp"), "--op", "Grayscale=8", "--ellipse",
+                   "1,1,4,4"})
+                  .status,
+              kWell);
+}
+
+TEST(ConvertOps, what_makes_no_sense_is_refused_with_the_reason) {
+    const ScratchFolder folder;
+    save_bmp(folder.path("a.bmp"), 5, 5, 24);
+    struct {
+        std::vector<std::string> options;
+        std::string_view reason;
+    } const cases[] = {
+        {{"--op", "Sparkle"}, "no operation"},
+        {{"--op", "Intensity=5000"}, "from -1000 to 1000"},
+        {{"--op", "Intensity=1,2"}, "1 values at most"},
+        {{"--op", "Grayscale=9"}, "one of 8"},
+        {{"--op", "Invert", "--region", "1,2,3"}, "x,y,width,height"},
+        {{"--op", "Invert", "--region", "1,2,3,0"}, "x,y,width,height"},
+        {{"--op", "Invert", "--region", "1,1,3,3", "--ellipse", "1,1,3,3"}, "enough"},
+        {{"--region", "1,2,3,4"}, "no --op"},
+    };
+    for (const auto& [options, reason] : cases) {
+        std::vector<std::string> words{"convert", folder.path("a.bmp"), folder.path("b.bmp")};
+        words.insert(words.end(), options.begin(), options.end());
+        const ProgramRun result = run(words);
+        EXPECT_EQ(result.status, kMisused) << options[1];
+        EXPECT_TRUE(contains(result.err, reason)) << result.err;
+    }
+    EXPECT_EQ(folder.names().size(), 1U);
+}
+
+TEST(ConvertOps, the_list_names_every_operation) {
+    const std::string text = run({"ops"}).out, json = run({"ops", "--json"}).out;
+    int listed = 0;
+    for (const Operation* operation : all_operations()) {
+        EXPECT_TRUE(contains(text, std::string{operation->name})) << operation->name;
+        EXPECT_TRUE(contains(json, "{\"name\":\"" + std::string{operation->name} + "\"")) << operation->name;
+        ++listed;
+    }
+    EXPECT_GE(listed, 28);
+}
+
 TEST(ConvertHelp, every_command_explains_itself) {
     const std::string overview = run({"--help"}).out;
-    for (const std::string command : {"info", "convert", "formats"}) {
+    for (const std::string command : {"info", "convert", "formats", "ops"}) {
         EXPECT_TRUE(contains(overview, command));
         const ProgramRun help = run({command, "--help"});
         EXPECT_EQ(help.status, kWell);

@@ -19,7 +19,8 @@ struct Option {
 
 struct Arguments {
     std::vector<std::string> files;
-    std::map<std::string, std::string, std::less<>> options;  ///< by name; switches hold ""
+    /// By name, in the order given; a switch holds "". Where one value is asked for, the last one counts.
+    std::map<std::string, std::vector<std::string>, std::less<>> options;
 
     bool has(std::string_view name) const { return options.find(name) != options.end(); }
 };
@@ -34,6 +35,12 @@ struct Parsed {
 /// Sorts the words of a command line. Options stand anywhere, as "--name value" or "--name=value"; after "--"
 /// all words are files. "--help" is accepted by every command.
 Parsed<Arguments> parse_arguments(std::span<char* const> words, std::span<const Option> options);
+
+/// The values of an option, in the order given; empty when it is not.
+std::span<const std::string> values_of(const Arguments& arguments, std::string_view name);
+
+/// The whole number that a text is (decimal, or hexadecimal after 0x), or nothing.
+std::optional<int> whole_number(std::string_view text);
 
 /// The option's whole number between low and high, or fallback when it is not given.
 Parsed<int> number_option(const Arguments& arguments, std::string_view name, int low, int high, int fallback);

@@ -31,6 +31,7 @@ struct Command {
 extern const Command kInfo;
 extern const Command kConvert;
 extern const Command kFormats;
+extern const Command kOps;
 
 /// Says what is wrong with the command line and where to read more. Returns kMisused.
 int misused(const Command& command, const std::string& problem);

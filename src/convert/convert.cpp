@@ -5,6 +5,7 @@
 #include <string>
 
 #include "convert/commands.h"
+#include "convert/operations.h"
 #include "convert/watch.h"
 #include "imaging/load.h"
 #include "imaging/save.h"
@@ -28,6 +29,7 @@ struct Job {
     int format_code = 0;
     int bits = 0;
     int quality = 85;
+    Operations operations;
 };
 
 bool writes(const FormatCode& format, int bits) {
@@ -96,7 +98,11 @@ Parsed<Job> job_from(const Arguments& arguments) {
     const auto format = *code.value != 0 ? format_from_code(*code.value, *bits.value)
                                          : format_from_extension(out, *bits.value);
     if (!format.value) return {{}, format.problem};
-    return {Job{arguments.files[0], out, *page.value, *format.value, *bits.value, *quality.value}, ""};
+    auto operations = operations_from(arguments);
+    if (!operations.value) return {{}, operations.problem};
+    return {Job{arguments.files[0], out, *page.value, *format.value, *bits.value, *quality.value,
+                std::move(*operations.value)},
+            ""};
 }
 
 Result<Outcome> read(const Job& job, Progress& progress) {
@@ -107,6 +113,13 @@ Result<Outcome> read(const Job& job, Progress& progress) {
     if (!info) return info.error();
     if (job.page > info->pages) return Error{Fault::no_page, "page"};
     return imaging::load(job.in, options, progress);
+}
+
+Result<imaging::Bitmap> operate(const Job& job, const imaging::Bitmap& bitmap, Progress& progress) {
+    if (job.operations.steps.empty()) return bitmap;
+    progress.stage("working");
+    // Bars may be drawn by one thread only; the working threads ask whether to stop.
+    return apply_all(job.operations, bitmap, [](std::int64_t, std::int64_t) { return !stop_requested(); });
 }
 
 Result<void> write(const Job& job, const imaging::Bitmap& bitmap, Progress& progress) {
@@ -137,13 +150,16 @@ int run(const Command& command, const Arguments& arguments) {
     if (!job.value) return misused(command, job.problem);
     watch_for_stop();
     Result<Outcome> outcome = Error{Fault::cancelled, ""};
+    Result<imaging::Bitmap> picture = Error{Fault::cancelled, ""};
     Result<void> written;
     {
         Progress progress;
         outcome = read(*job.value, progress);
-        if (outcome) written = write(*job.value, outcome->bitmap, progress);
+        if (outcome) picture = operate(*job.value, outcome->bitmap, progress);
+        if (picture) written = write(*job.value, *picture, progress);
     }
     if (!outcome) return report_failure(job.value->in, outcome.error());
+    if (!picture) return report_failure(job.value->in, picture.error());
     if (!written) return report_failure(job.value->out, written.error(), Transfer::writing);
     return report_warnings(*job.value, *outcome);
 }
@@ -152,6 +168,9 @@ constexpr Option kOptions[] = {
     {"bits", "N", "bits per pixel of OUT (default: what keeps most of the picture)"},
     {"page", "N", "take page N of IN (default 1)"},
     {"quality", "Q", "1 (smallest) to 100 (best) for formats that lose detail (default 85)"},
+    {"op", "NAME[=A,B]", "apply an operation; may be repeated, applied in order; see ops"},
+    {"region", "X,Y,W,H", "operations act inside this rectangle only"},
+    {"ellipse", "X,Y,W,H", "the same, inside the ellipse in this rectangle"},
     {"format", "CODE", "write this format code whatever OUT is called; see formats"},
 };
 
@@ -170,7 +189,8 @@ extern const Command kConvert{
     "Examples:\n"
     "  quillmark-convert convert scan.tif scan.png\n"
     "  quillmark-convert convert photo.png photo.jpg --quality 90\n"
-    "  quillmark-convert convert fax.tif page3.bmp --page 3 --bits 1\n",
+    "  quillmark-convert convert fax.tif page3.bmp --page 3 --bits 1\n"
+    "  quillmark-convert convert a.png b.png --op Rotate=9000 --op GammaCorrect=150\n",
     kOptions,
     run};
 

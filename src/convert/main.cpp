@@ -10,7 +10,7 @@
 namespace quillmark::convert {
 namespace {
 
-constexpr const Command* kCommands[] = {&kInfo, &kConvert, &kFormats};
+constexpr const Command* kCommands[] = {&kInfo, &kConvert, &kFormats, &kOps};
 
 void print_overview(std::FILE* to) {
     std::fprintf(to, "usage: %s COMMAND [ARGUMENTS]\n\nReads, describes and converts raster images.\n\n",
@@ -30,7 +30,7 @@ void print_help(const Command& command) {
     for (const Option& option : command.options) {
         const std::string left =
             "--" + std::string{option.name} + (option.value.empty() ? "" : " ") + std::string{option.value};
-        std::printf("  %-14s  %s\n", left.c_str(), option.help.data());
+        std::printf("  %-17s  %s\n", left.c_str(), option.help.data());
     }
 }
 

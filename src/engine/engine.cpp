@@ -15,12 +15,22 @@ Engine::~Engine() = default;
 void Engine::SetBitmap(const imaging::Bitmap& bitmap) {
     const bool same_size = bitmap.width() == bitmap_.width() && bitmap.height() == bitmap_.height();
     bitmap_ = bitmap;
+    info_.width = bitmap.width();
+    info_.height = bitmap.height();
+    info_.bits = bitmap.bits();
+    info_.size_mem = bytes_in_memory(info_.width, info_.height, info_.bits);
     if (!same_size) {
         SetFloaterVisible(false);
         floater_.source = {};
         if (HasRgn()) FreeRgn();
     }
     emit bitmap_changed();
+}
+
+void Engine::SetAutoRepaint(bool on) {
+    const bool turned_on = on && !auto_repaint_;
+    auto_repaint_ = on;
+    if (turned_on || (on && paint_effect_ != 0)) emit repaint_requested();
 }
 
 void Engine::SetAutoScroll(bool on) {

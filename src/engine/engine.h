@@ -27,19 +27,23 @@ class Loading;
 /// Result codes are the program's: 0 for success, 20000 and above for a failure (texts in text/messages.h).
 using Code = std::int16_t;
 
-/// Facts of a file, as the last successful query or load left them.
+/// Facts of a file, as the last successful query left them; sides and depth follow the image once there is
+/// one.
 struct FileInfo {
     int format = 0;  ///< engine format code, 0 before the first query
     int width = 0, height = 0;
     int bits = 0;
     int page = 1;  ///< the page the facts refer to
     int total_pages = 0;
-    std::int64_t size_mem = 0;   ///< bytes in memory: width x height x bits / 8, rounded
+    std::int64_t size_mem = 0;   ///< bytes_in_memory of these sides and depth
     std::int64_t size_disk = 0;  ///< bytes of the file
     bool has_stamp = false;
     imaging::Resolution resolution;
     QString compression;
 };
+
+/// width x height x bits / 8, rounded.
+std::int64_t bytes_in_memory(int width, int height, int bits);
 
 /// Paint-size modes: how the image is fitted to the control.
 enum PaintSize : int { kPaintNormal = 0, kPaintStretch = 1, kPaintFit = 3 };
@@ -95,7 +99,8 @@ class Engine : public QObject {
     int ScaleMode() const { return scale_mode_; }
     void SetScaleMode(int unit) { scale_mode_ = unit; }
     bool AutoRepaint() const { return auto_repaint_; }
-    void SetAutoRepaint(bool on) { auto_repaint_ = on; }
+    /// Turned on, it shows what has changed meanwhile, and plays the PaintEffect that waits.
+    void SetAutoRepaint(bool on);
     bool AutoScroll() const { return auto_scroll_; }
     void SetAutoScroll(bool on);
     int PaintSizeMode() const { return paint_size_mode_; }
@@ -179,13 +184,23 @@ class Engine : public QObject {
     /// (left, top) in bitmap pixels, and hides them.
     Code DropFloater(int left, int top);
 
-    // Text and paint-effect state.
+    // Text and paint-effect state. Text is drawn from the top left corner of its box, in one line that ends
+    // with the image, not with the box. It has the size on the screen that the font states: at 25 % it takes
+    // four times the pixels of the image that it takes at 100 %.
     QFont& Font() { return font_; }
     void SetDrawFontColor(const QColor& colour) { font_colour_ = colour; }
+    /// On: drawing goes into the bitmap. Off: nothing is drawn, for the screen alone keeps nothing.
     void SetDrawPersistence(bool on) { draw_persistent_ = on; }
+    /// Display coordinates, in the unit of ScaleMode.
     void SetTextBox(int left, int top, int width, int height) { text_box_ = {left, top, width, height}; }
+    /// Tenths of a degree, clockwise as Rotate, about the box's top left corner.
     void SetTextAngle(int angle) { text_angle_ = angle; }
+    /// The transition (transition.h) that the next ForceRepaint plays, or turning AutoRepaint on; 0, which is
+    /// none, again as soon as it has begun.
+    int PaintEffect() const { return paint_effect_; }
     void SetPaintEffect(int effect) { paint_effect_ = effect; }
+    /// Milliseconds from one step of the transition to the next.
+    int EffectDelay() const { return effect_delay_; }
     void SetEffectDelay(int milliseconds) { effect_delay_ = milliseconds; }
 
     // Operations (engine_operations.cpp): on the region where one is selected and the operation allows. Units
@@ -230,6 +245,7 @@ class Engine : public QObject {
     std::int64_t GetColorCount();
     /// The edges of the image around mid grey; what Combine with kCombineAddSigned sharpens it with.
     Code EdgeComponent(int amount);
+    /// One line of text, smooth where the image has levels; see compose_mask for palettes. flags is 0.
     Code DrawText(const QString& text, int flags);
     Code Copy(int flags);
     Code Paste(int flags);

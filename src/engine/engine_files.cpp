@@ -23,6 +23,10 @@ imaging::LoadOptions options_for(int bits, int page) {
 
 }  // namespace
 
+std::int64_t bytes_in_memory(int width, int height, int bits) {
+    return text::round_half_even(static_cast<double>(width) * height * bits / 8);
+}
+
 Code Engine::GetFileInfo(const QString& name, int page) {
     imaging::ReadOptions options;
     options.page = std::max(page, 1);
@@ -34,7 +38,7 @@ Code Engine::GetFileInfo(const QString& name, int page) {
     info_.bits = info->bits;
     info_.page = info->page;
     info_.total_pages = info->pages;
-    info_.size_mem = text::round_half_even(static_cast<double>(info->width) * info->height * info->bits / 8);
+    info_.size_mem = bytes_in_memory(info->width, info->height, info->bits);
     info_.size_disk = QFileInfo{name}.size();
     info_.has_stamp = info->has_stamp;
     info_.resolution = info->resolution;

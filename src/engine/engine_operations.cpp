@@ -2,7 +2,9 @@
 #include <vector>
 
 #include "engine/engine.h"
+#include "engine/text_drawing.h"
 #include "imaging/ops/combine.h"
+#include "imaging/ops/compose_mask.h"
 #include "imaging/ops/histogram.h"
 #include "imaging/ops/operation.h"
 #include "imaging/ops/separation.h"
@@ -10,6 +12,8 @@
 
 namespace quillmark::engine {
 namespace {
+
+constexpr double kTwipsPerPoint = 20;
 
 int packed(const QColor& colour) { return static_cast<int>(colour.rgb() & 0xFFFFFFU); }
 
@@ -127,7 +131,30 @@ std::int64_t Engine::GetColorCount() {
     return count ? *count : 0;
 }
 
-Code Engine::DrawText(const QString&, int) { return kNotAvailable; }
+Code Engine::DrawText(const QString& text, int) {
+    if (!draw_persistent_ || text.isEmpty()) return 0;
+    const bool shown = !dst_.isEmpty();
+    // Image pixels per display pixel.
+    const double across = shown ? BitmapWidth() / dst_.width() : 1.0,
+                 down = shown ? BitmapHeight() / dst_.height() : 1.0;
+    const bool twips = scale_mode_ == kTwips;
+    const double left = twips ? text_box_.left() / twips_x_ : text_box_.left(),
+                 top = twips ? text_box_.top() / twips_y_ : text_box_.top();
+    const TextPlacement placement{{(left - dst_.left()) * across, (top - dst_.top()) * down},
+                                  kTwipsPerPoint / twips_x_ * across,
+                                  kTwipsPerPoint / twips_y_ * down,
+                                  text_angle_ / 10.0};
+    const QColor& c = font_colour_;
+    const imaging::Rgba colour{static_cast<std::uint8_t>(c.red()), static_cast<std::uint8_t>(c.green()),
+                               static_cast<std::uint8_t>(c.blue())};
+    return apply([&](const imaging::Bitmap& bitmap, const imaging::Region* selected,
+                     const imaging::Context& context) -> imaging::Result<imaging::Bitmap> {
+        const auto mask = draw_text(text, font_, placement, bitmap.width(), bitmap.height(), context.limits);
+        if (!mask) return mask.error();
+        if (mask->coverage.empty()) return bitmap;
+        return imaging::compose_mask(bitmap, mask->coverage, mask->place, colour, selected, context);
+    });
+}
 Code Engine::Copy(int) { return kNotAvailable; }
 Code Engine::Paste(int) { return kNotAvailable; }
 Code Engine::Capture(int, int, int, int, int) { return kNotAvailable; }

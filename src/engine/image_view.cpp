@@ -3,6 +3,7 @@
 #include <QMouseEvent>
 #include <QPainter>
 #include <QScrollBar>
+#include <QStyle>
 #include <QWheelEvent>
 #include <cmath>
 
@@ -56,8 +57,10 @@ ImageView::ImageView(Engine& engine, QWidget* parent)
     // have moved, and what they uncover stays unpainted.
     connect(&engine, &Engine::repaint_requested, this, [this] {
         stale_ = true;
+        transition_due_ = engine_.PaintEffect() != 0;
         viewport()->update();
     });
+    connect(&transition_, &TransitionPlayer::changed, viewport(), qOverload<>(&QWidget::update));
     connect(&engine, &Engine::partly_loaded, this, [this] {
         update_layout();
         viewport()->update();
@@ -176,9 +179,11 @@ imaging::Rect ImageView::visible_pixels() const {
         .intersected({0, 0, engine_.BitmapWidth(), engine_.BitmapHeight()});
 }
 
+QColor ImageView::surround() const { return palette().color(QPalette::Window).darker(120); }
+
 void ImageView::paintEvent(QPaintEvent*) {
     QPainter painter{viewport()};
-    painter.fillRect(viewport()->rect(), palette().color(QPalette::Window).darker(120));
+    painter.fillRect(viewport()->rect(), surround());
     const RenderRequest wanted = render_request();
     if (wanted.exposed.isEmpty()) return;
     if (Loading* loading = engine_.loading()) {
@@ -187,13 +192,29 @@ void ImageView::paintEvent(QPaintEvent*) {
         if (!partial.isNull()) draw(painter, partial, wanted.exposed.topLeft());
         return;
     }
-    if (stale_ || !(cached_ == wanted)) {
-        cache_ = engine::render(engine_.Bitmap(), wanted);
-        cached_ = wanted;
-        stale_ = false;
-    }
-    draw(painter, cache_, wanted.exposed.topLeft());
+    refresh_cache(wanted);
+    draw(painter, transition_.running() ? transition_.picture() : cache_, wanted.exposed.topLeft());
     draw_selection(painter);
+}
+
+void ImageView::refresh_cache(const RenderRequest& wanted) {
+    if (!stale_ && cached_ == wanted) return;
+    const QImage before = cached_ == wanted ? cache_ : QImage{};
+    cache_ = engine::render(engine_.Bitmap(), wanted);
+    cached_ = wanted;
+    stale_ = false;
+    if (transition_.running() && transition_.target() != cache_) transition_.finish();
+    if (transition_due_) begin_transition(before);
+}
+
+// From what is shown; where that is the same picture, it appears anew on an empty sheet.
+void ImageView::begin_transition(const QImage& shown) {
+    transition_due_ = false;
+    const bool animated = style()->styleHint(QStyle::SH_Widget_Animation_Duration, nullptr, this) > 0;
+    if (animated)
+        transition_.begin(engine_.PaintEffect(), engine_.EffectDelay(), shown == cache_ ? QImage{} : shown,
+                          cache_, surround().rgb());
+    engine_.SetPaintEffect(0);
 }
 
 void ImageView::draw_selection(QPainter& painter) {

@@ -9,6 +9,7 @@
 #include "engine/engine.h"
 #include "engine/region_tracker.h"
 #include "engine/render.h"
+#include "engine/transition_player.h"
 #include "engine/selection_painter.h"
 
 namespace quillmark::engine {
@@ -68,6 +69,9 @@ class ImageView final : public QAbstractScrollArea {
     RenderRequest render_request() const;
     QRect visible_part() const;  // device pixels
     void draw(QPainter& painter, const QImage& image, QPoint at);
+    QColor surround() const;  // around the image, and the sheet before it
+    void refresh_cache(const RenderRequest& wanted);
+    void begin_transition(const QImage& shown);
     QPointF pixel_offset() const;
     QPointF device_position(const QMouseEvent& event) const;
     void draw_selection(QPainter& painter);
@@ -81,6 +85,8 @@ class ImageView final : public QAbstractScrollArea {
     QImage cache_;
     RenderRequest cached_;
     bool stale_ = true;
+    bool transition_due_ = false;
+    TransitionPlayer transition_;
     RegionTracker tracker_;
     SelectionPainter selection_;
     QBasicTimer marching_;

@@ -3,12 +3,14 @@
 #include <QHash>
 #include <QMdiArea>
 #include <algorithm>
+#include <type_traits>
 
 #include "files/open.h"
 #include "files/recent_files.h"
 #include "frame/arrange.h"
 #include "frame/image_process.h"
 #include "frame/preferences.h"
+#include "operations/operations.h"
 #include "program/image_window.h"
 
 namespace quillmark::frame {
@@ -24,6 +26,23 @@ void on_active(ImageProcess& frame, int) {
 template <void (*Command)(program::FrameFace&)>
 void plain(ImageProcess& frame, int) {
     Command(frame);
+}
+
+/// A command of the active window, with or without an argument.
+template <auto Command>
+void on_image(ImageProcess& frame, int argument) {
+    ImageWindow* window = frame.active_window();
+    if (!window) return;
+    if constexpr (std::is_invocable_v<decltype(Command), program::FrameFace&, ImageWindow&, int>)
+        Command(frame, *window, argument);
+    else
+        Command(frame, *window);
+}
+
+void select_nothing(program::FrameFace&, ImageWindow& window) { window.SetRegionTool(0); }
+void region_tool(program::FrameFace& frame, ImageWindow& window, int shape) {
+    frame.state().NonRectRegion = shape != 1;
+    window.SetRegionTool(static_cast<std::int16_t>(shape));
 }
 
 void increment(ImageProcess& frame, int which) { prompt_increment(frame, static_cast<Increment>(which)); }
@@ -52,7 +71,7 @@ constexpr Command kCommands[] = {
     {u"ID_ScreenCapture", kNone, false, nullptr, 0},
     {u"ID_Print", kNone, false, nullptr, 0},
     {u"ID_Scan", kNone, false, nullptr, 0},
-    {u"ID_UnDo", kNone, false, nullptr, 0},
+    {u"ID_UnDo", kNone, false, on_image<operations::undo>, 0},
     {u"ID_PrintSetup", kNone, false, nullptr, 0},
     {u"ID_ZoomIn", kNone, false, on_active<&ImageWindow::ZoomIn>, 0},
     {u"ID_ZoomOut", kNone, false, on_active<&ImageWindow::ZoomOut>, 0},
@@ -60,66 +79,66 @@ constexpr Command kCommands[] = {
     {u"ID_ViewFit", kNone, false, on_active<&ImageWindow::ViewFit>, 0},
     {u"ID_ViewStretch", kNone, false, on_active<&ImageWindow::ViewStretch>, 0},
     {u"ID_ViewSnap", kNone, false, on_active<&ImageWindow::ViewSnap>, 0},
-    {u"ID_AddText", kCopy, true, nullptr, 0},
-    {u"ID_TextFont", kNone, false, nullptr, 0},
-    {u"ID_TextAngle", kNone, false, nullptr, 0},
-    {u"ID_TextOffset", kNone, false, nullptr, 0},
-    {u"ID_MoreBrightness", kCopy, true, nullptr, +1},
-    {u"ID_LessBrightness", kCopy, true, nullptr, -1},
-    {u"ID_MoreContrast", kCopy, true, nullptr, +1},
-    {u"ID_LessContrast", kCopy, true, nullptr, -1},
-    {u"ID_MoreHue", kCopy, true, nullptr, +1},
-    {u"ID_LessHue", kCopy, true, nullptr, -1},
-    {u"ID_FlipHorizontal", kCopy, false, nullptr, 0},
-    {u"ID_FlipVertical", kCopy, false, nullptr, 0},
-    {u"ID_RotateLeft", kCopy, true, nullptr, 27000},
-    {u"ID_RotateRight", kCopy, true, nullptr, 9000},
-    {u"ID_FreeRotate", kCopy, true, nullptr, 0},
-    {u"ID_Shear", kCopy, true, nullptr, 0},
-    {u"ID_Crop", kNone, true, nullptr, 0},
-    {u"ID_PaintEffects", kCopy, false, nullptr, 0},
-    {u"ID_None", kNone, false, nullptr, 0},
-    {u"ID_Rectangle", kCopy, true, nullptr, 1},
-    {u"ID_Ellipse", kCopy, true, nullptr, 2},
-    {u"ID_RoundRectangle", kCopy, true, nullptr, 3},
-    {u"ID_Freehand", kCopy, true, nullptr, 4},
-    {u"ID_CancelRegion", kNone, false, nullptr, 0},
-    {u"ID_EffectPosterize", kNone, false, nullptr, 0},
-    {u"ID_EffectMosaic", kNone, false, nullptr, 1},
-    {u"ID_EffectAverage", kNone, false, nullptr, 2},
-    {u"ID_EffectMedian", kNone, false, nullptr, 3},
-    {u"ID_EffectSharpen", kNone, false, nullptr, 4},
-    {u"ID_EffectAddNoise", kNone, false, nullptr, 5},
-    {u"ID_EffectEmboss", kNone, false, nullptr, 6},
-    {u"ID_EffectUnderlay", kNone, true, nullptr, 0},
-    {u"ID_EffectEdgeEnhance", kNone, true, nullptr, 0},
-    {u"ID_SFGradient", kNone, false, nullptr, 0},
-    {u"ID_SFLaplacian", kNone, false, nullptr, 1},
-    {u"ID_SFSobel", kNone, false, nullptr, 2},
-    {u"ID_SFPrewitt", kNone, false, nullptr, 3},
-    {u"ID_SFShiftAndDifference", kNone, false, nullptr, 4},
-    {u"ID_SFLineSegment", kNone, false, nullptr, 5},
-    {u"ID_Resize", kNone, true, nullptr, 0},
-    {u"ID_HalfToneView", kNone, true, nullptr, 1},
-    {u"ID_HalfTonePrint", kNone, true, nullptr, 0},
-    {u"ID_SeparateRGB", kNone, false, nullptr, 0},
-    {u"ID_SeparateCMYK", kNone, false, nullptr, 1},
-    {u"ID_SeparateHSV", kNone, false, nullptr, 2},
-    {u"ID_SeparateHLS", kNone, false, nullptr, 3},
-    {u"ID_SeparateCMY", kNone, false, nullptr, 4},
-    {u"ID_Grayscale", kNone, false, nullptr, 8},
-    {u"ID_Grayscale12", kNone, false, nullptr, 12},
-    {u"ID_Grayscale16", kNone, false, nullptr, 16},
-    {u"ID_Invert", kCopy, true, nullptr, 0},
-    {u"ID_HistogramContrast", kNone, true, nullptr, 16},
-    {u"ID_HistogramEqualize", kNone, true, nullptr, 0},
-    {u"ID_ViewHistogram", kNone, true, nullptr, 0},
-    {u"ID_StretchIntensity", kCopy, true, nullptr, 0},
-    {u"ID_GammaCorrection", kCopy, true, nullptr, 29},
-    {u"ID_IntensityDetect", kCopy, true, nullptr, 31},
-    {u"ID_Saturation", kCopy, true, nullptr, 8},
-    {u"ID_Resolution", kCopy, true, nullptr, 16380},
-    {u"ID_CountUniqueColors", kNone, false, nullptr, 0},
+    {u"ID_AddText", kCopy, true, on_image<operations::prompt_text>, 0},
+    {u"ID_TextFont", kNone, false, plain<operations::choose_text_font>, 0},
+    {u"ID_TextAngle", kNone, false, plain<operations::prompt_text_angle>, 0},
+    {u"ID_TextOffset", kNone, false, plain<operations::prompt_text_offset>, 0},
+    {u"ID_MoreBrightness", kCopy, true, on_image<operations::step_intensity>, +1},
+    {u"ID_LessBrightness", kCopy, true, on_image<operations::step_intensity>, -1},
+    {u"ID_MoreContrast", kCopy, true, on_image<operations::step_contrast>, +1},
+    {u"ID_LessContrast", kCopy, true, on_image<operations::step_contrast>, -1},
+    {u"ID_MoreHue", kCopy, true, on_image<operations::step_hue>, +1},
+    {u"ID_LessHue", kCopy, true, on_image<operations::step_hue>, -1},
+    {u"ID_FlipHorizontal", kCopy, false, on_image<operations::mirror_horizontally>, 0},
+    {u"ID_FlipVertical", kCopy, false, on_image<operations::mirror_vertically>, 0},
+    {u"ID_RotateLeft", kCopy, true, on_image<operations::quarter_turn>, 27000},
+    {u"ID_RotateRight", kCopy, true, on_image<operations::quarter_turn>, 9000},
+    {u"ID_FreeRotate", kCopy, true, on_image<operations::free_rotate>, 0},
+    {u"ID_Shear", kCopy, true, on_image<operations::shear>, 0},
+    {u"ID_Crop", kNone, true, on_image<operations::crop>, 0},
+    {u"ID_PaintEffects", kCopy, false, on_image<operations::paint_effect>, 0},
+    {u"ID_None", kNone, false, on_image<select_nothing>, 0},
+    {u"ID_Rectangle", kCopy, true, on_image<region_tool>, 1},
+    {u"ID_Ellipse", kCopy, true, on_image<region_tool>, 2},
+    {u"ID_RoundRectangle", kCopy, true, on_image<region_tool>, 3},
+    {u"ID_Freehand", kCopy, true, on_image<region_tool>, 4},
+    {u"ID_CancelRegion", kNone, false, on_active<&ImageWindow::CancelRegion>, 0},
+    {u"ID_EffectPosterize", kNone, false, on_image<operations::effect>, 0},
+    {u"ID_EffectMosaic", kNone, false, on_image<operations::effect>, 1},
+    {u"ID_EffectAverage", kNone, false, on_image<operations::effect>, 2},
+    {u"ID_EffectMedian", kNone, false, on_image<operations::effect>, 3},
+    {u"ID_EffectSharpen", kNone, false, on_image<operations::effect>, 4},
+    {u"ID_EffectAddNoise", kNone, false, on_image<operations::effect>, 5},
+    {u"ID_EffectEmboss", kNone, false, on_image<operations::effect>, 6},
+    {u"ID_EffectUnderlay", kNone, true, on_image<operations::underlay>, 0},
+    {u"ID_EffectEdgeEnhance", kNone, true, on_image<operations::edge_enhance>, 0},
+    {u"ID_SFGradient", kNone, false, on_image<operations::spatial_filter>, 0},
+    {u"ID_SFLaplacian", kNone, false, on_image<operations::spatial_filter>, 1},
+    {u"ID_SFSobel", kNone, false, on_image<operations::spatial_filter>, 2},
+    {u"ID_SFPrewitt", kNone, false, on_image<operations::spatial_filter>, 3},
+    {u"ID_SFShiftAndDifference", kNone, false, on_image<operations::spatial_filter>, 4},
+    {u"ID_SFLineSegment", kNone, false, on_image<operations::spatial_filter>, 5},
+    {u"ID_Resize", kNone, true, on_image<operations::resize>, 0},
+    {u"ID_HalfToneView", kNone, true, on_image<operations::halftone>, 1},
+    {u"ID_HalfTonePrint", kNone, true, on_image<operations::halftone>, 0},
+    {u"ID_SeparateRGB", kNone, false, on_image<operations::separate>, 0},
+    {u"ID_SeparateCMYK", kNone, false, on_image<operations::separate>, 1},
+    {u"ID_SeparateHSV", kNone, false, on_image<operations::separate>, 2},
+    {u"ID_SeparateHLS", kNone, false, on_image<operations::separate>, 3},
+    {u"ID_SeparateCMY", kNone, false, on_image<operations::separate>, 4},
+    {u"ID_Grayscale", kNone, false, on_image<operations::grayscale>, 8},
+    {u"ID_Grayscale12", kNone, false, on_image<operations::grayscale>, 12},
+    {u"ID_Grayscale16", kNone, false, on_image<operations::grayscale>, 16},
+    {u"ID_Invert", kCopy, true, on_image<operations::invert>, 0},
+    {u"ID_HistogramContrast", kNone, true, on_image<operations::adjust_colour>, 16},
+    {u"ID_HistogramEqualize", kNone, true, on_image<operations::equalize>, 0},
+    {u"ID_ViewHistogram", kNone, true, on_image<operations::view_histogram>, 0},
+    {u"ID_StretchIntensity", kCopy, true, on_image<operations::stretch_intensity>, 0},
+    {u"ID_GammaCorrection", kCopy, true, on_image<operations::adjust_colour>, 29},
+    {u"ID_IntensityDetect", kCopy, true, on_image<operations::adjust_colour>, 31},
+    {u"ID_Saturation", kCopy, true, on_image<operations::adjust_colour>, 8},
+    {u"ID_Resolution", kCopy, true, on_image<operations::adjust_colour>, 16380},
+    {u"ID_CountUniqueColors", kNone, false, on_image<operations::count_unique_colours>, 0},
     {u"ID_BrightnessIncrement", kNone, false, increment, static_cast<int>(Increment::brightness)},
     {u"ID_ContrastIncrement", kNone, false, increment, static_cast<int>(Increment::contrast)},
     {u"ID_HueIncrement", kNone, false, increment, static_cast<int>(Increment::hue)},
@@ -134,8 +153,8 @@ constexpr Command kCommands[] = {
     {u"ID_ArrangeIcons", kNone, false, arrange_windows, static_cast<int>(Arrangement::icons)},
     {u"ID_CloseAll", kNone, false, close_all, 0},
     {u"ID_ShowProgess", kNone, false, plain<toggle_show_progress>, 0},
-    {u"ID_InsertText", kNone, true, nullptr, 0},
-    {u"ID_FontType", kNone, false, nullptr, 0},
+    {u"ID_InsertText", kNone, true, on_image<operations::prompt_text>, 0},
+    {u"ID_FontType", kNone, false, plain<operations::choose_text_font>, 0},
     {u"ID_FileAssociation", kNone, false, nullptr, 0},
     {u"ID_CustomizeToolbars", kNone, false, customize, 0},
     {u"ID_DefaultToolbars", kNone, false, default_toolbars, 0},

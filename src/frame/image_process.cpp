@@ -89,6 +89,8 @@ ImageProcess::~ImageProcess() {
     area_ = nullptr;
 }
 
+program::ImageWindow* ImageProcess::image_window(std::int32_t handle) { return viewer_with(*area_, handle); }
+
 void ImageProcess::build() {
     area_ = new QMdiArea{this};
     area_->setObjectName(QStringLiteral("DocumentArea"));

@@ -57,6 +57,7 @@ class ImageProcess final : public QMainWindow, public program::FrameFace {
     program::DocumentList& kids() override { return kids_; }
     program::ImageWindow* new_image_window() override;
     program::ImageWindow* active_window() override;
+    program::ImageWindow* image_window(std::int32_t handle) override;
     void send_active_to_back() override;
     void set_caption(const QString& caption) override;
     void StatusInit() override;

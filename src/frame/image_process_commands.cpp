@@ -14,6 +14,7 @@
 #include "frame/layout_file.h"
 #include "frame/title_style.h"
 #include "frame/tool_table.h"
+#include "operations/operations.h"
 #include "platform/screen.h"
 #include "platform/shell.h"
 #include "program/run_time_error.h"
@@ -41,12 +42,14 @@ void ImageProcess::SSActiveToolBars1_ToolClick(const QString& id) {
             window->LEAD3().SetBitmap(window->LEAD1().Bitmap());
         try {
             command->run(*this, command->argument);
+            if (command->changed) state_.ImageChanged = true;
         } catch (const program::RunTimeError& error) {
-            prompts_->message(error.description(),
-                              QStringLiteral("UNEXPECTED ERROR! (ImageProcess: %1)").arg(id),
-                              program::Icon::stop);
+            if (!error.stopped()) {
+                prompts_->message(error.description(),
+                                  QStringLiteral("UNEXPECTED ERROR! (ImageProcess: %1)").arg(id),
+                                  program::Icon::stop);
+            }
         }
-        if (command->changed) state_.ImageChanged = true;
     } else if (command) {
         surface_->restore_checked(id);
     }
@@ -84,7 +87,9 @@ program::ImageWindow* ImageProcess::active_window() {
 void ImageProcess::send_active_to_back() {
     // The next window in stacking order becomes active, the former one goes to the end of that order.
     QMdiSubWindow* active = area_->currentSubWindow();
-    const auto order = area_->subWindowList(QMdiArea::CreationOrder);
+    auto order = area_->subWindowList(QMdiArea::CreationOrder);
+    // Windows that wait to be shown cannot become active.
+    erase_if(order, [](const QMdiSubWindow* window) { return window->isHidden(); });
     if (!active || order.size() < 2) return;
     const qsizetype next = (order.indexOf(active) + 1) % order.size();
     active->lower();
@@ -130,7 +135,7 @@ void ImageProcess::C_FileSave() {
                       QCoreApplication::applicationName(), program::Icon::exclamation);
 }
 
-void ImageProcess::InsertText(int, int) {}
+void ImageProcess::InsertText(int x, int y) { operations::InsertText(*this, x, y); }
 
 void ImageProcess::update_status_panel() {
     statusBar()->setVisible(kids_.KidCount != 0);

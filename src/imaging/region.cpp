@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "imaging/affine.h"
+
 namespace quillmark::imaging {
 
 Rect Rect::intersected(const Rect& other) const {
@@ -130,6 +132,108 @@ Region Region::clipped(const Rect& rect) const {
         builder.end_row();
     }
     return builder.finish();
+}
+
+Region Region::united(const Region& other) const {
+    if (empty()) return other;
+    if (other.empty()) return *this;
+    const int top = std::min(bounds_.y, other.bounds_.y);
+    const int bottom = std::max(bounds_.bottom(), other.bounds_.bottom());
+    Builder builder{top};
+    for (int y = top; y < bottom; ++y) {
+        auto a = row(y), b = other.row(y);
+        while (!a.empty() || !b.empty()) {
+            auto& next = b.empty() || (!a.empty() && a.front().first <= b.front().first) ? a : b;
+            builder.add(next.front().first, next.front().last);
+            next = next.subspan(1);
+        }
+        builder.end_row();
+    }
+    return builder.finish();
+}
+
+Region Region::subtracted(const Region& other) const {
+    Builder builder{bounds_.y};
+    for (int y = bounds_.y; y < bounds_.bottom(); ++y) {
+        auto cuts = other.row(y);
+        for (const Run& run : row(y)) {
+            int first = run.first;
+            while (!cuts.empty() && cuts.front().first < run.last) {
+                builder.add(first, std::min(cuts.front().first, run.last));
+                first = std::max(first, cuts.front().last);
+                if (cuts.front().last > run.last) break;  // it may reach into the next run
+                cuts = cuts.subspan(1);
+            }
+            builder.add(first, run.last);
+        }
+        builder.end_row();
+    }
+    return builder.finish();
+}
+
+namespace {
+
+std::int64_t floor_div(std::int64_t a, std::int64_t b) { return a / b - (a % b != 0 && (a < 0) != (b < 0)); }
+
+// A coordinate along a row, in units of 2^-32 pixels.
+struct Slope {
+    std::int64_t start, step;
+
+    // The first x from which on the coordinate is at least limit (rising), or below it (falling).
+    std::int64_t passes(std::int64_t limit) const {
+        return step > 0 ? -floor_div(start - limit, step) : floor_div(start - limit, -step) + 1;
+    }
+    std::int64_t at(std::int64_t x) const { return start + step * x; }
+    static Slope of(double start, double step) {
+        return {std::llround(start * 4294967296.0), std::llround(step * 4294967296.0)};
+    }
+};
+
+// The x in `within` whose coordinates lie in the pixels of run.
+Run crossing(const Slope& slope, const Run& run, const Run& within) {
+    const std::int64_t low = std::int64_t{run.first} << 32, high = std::int64_t{run.last} << 32;
+    if (slope.step == 0) return slope.start >= low && slope.start < high ? within : Run{};
+    const bool rising = slope.step > 0;
+    const auto limited = [&](std::int64_t x) {
+        return static_cast<int>(std::clamp<std::int64_t>(x, within.first, within.last));
+    };
+    return {limited(slope.passes(rising ? low : high)), limited(slope.passes(rising ? high : low))};
+}
+
+}  // namespace
+
+// Row by row of the target: along it the source row changes seldom, and in between whole runs are taken over.
+Region Region::mapped(const Placement& placement) const {
+    const Rect target = placement.target;
+    const Affine& back = placement.back;
+    Builder builder{target.y};
+    for (int y = target.y; y < target.bottom(); ++y) {
+        const double x0 = target.x + 0.5, y0 = y + 0.5;
+        const Slope across = Slope::of(back.xx * x0 + back.xy * y0 + back.x0, back.xx);
+        const Slope down = Slope::of(back.yx * x0 + back.yy * y0 + back.y0, back.yx);
+        for (int x = 0; x < target.width;) {
+            const std::int64_t line = down.at(x) >> 32;
+            std::int64_t to = target.width;
+            if (down.step != 0) to = std::min(to, down.passes((line + (down.step > 0)) << 32));
+            const Run within{x, static_cast<int>(to)};
+            const auto runs = row(static_cast<int>(line));
+            for (std::size_t i = 0; i < runs.size(); ++i) {
+                const Run part = crossing(across, runs[across.step < 0 ? runs.size() - 1 - i : i], within);
+                builder.add(target.x + part.first, target.x + part.last);
+            }
+            x = within.last;
+        }
+        builder.end_row();
+    }
+    return builder.finish();
+}
+
+Region Region::turned(int angle) const {
+    return empty() || angle % 36000 == 0 ? *this : mapped(turned_about_centre(bounds_, angle));
+}
+
+Region Region::sheared(int angle, bool horizontal) const {
+    return empty() || angle == 0 ? *this : mapped(sheared_about_centre(bounds_, angle, horizontal));
 }
 
 }  // namespace quillmark::imaging

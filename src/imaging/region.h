@@ -60,11 +60,25 @@ class Region {
     Region moved(int dx, int dy) const;
     /// The part inside rect.
     Region clipped(const Rect& rect) const;
+    /// The pixels of either.
+    Region united(const Region& other) const;
+    /// The pixels that other does not have.
+    Region subtracted(const Region& other) const;
+    /// Turned by angle hundredths of a degree clockwise about the centre of its bounds: the pixels whose
+    /// centres come from inside it. Quarter turns keep every pixel (see turned_about_centre).
+    Region turned(int angle) const;
+    /// Sheared about the centre of its bounds (see sheared_about_centre).
+    Region sheared(int angle, bool horizontal) const;
+
+    /// Closed polygons along pixel edges, each point a corner: clockwise around what is inside,
+    /// counter-clockwise around holes. Pixels that share a corner only are apart. Costs the outline's length.
+    std::vector<std::vector<Point>> outlines() const;
 
     friend bool operator==(const Region&, const Region&) = default;
 
   private:
     class Builder;
+    Region mapped(const struct Placement& placement) const;
 
     Rect bounds_;
     std::vector<std::uint32_t> starts_;  // of each row of bounds in runs_, and the end

@@ -1,10 +1,41 @@
 #include "imaging/swizzle.h"
 
+#include <array>
+#include <cstring>
+
 #if defined(__SSSE3__)
 #include <tmmintrin.h>
 #endif
 
 namespace quillmark::imaging {
+namespace {
+
+template <std::size_t Size>
+void reverse_sized(const std::uint8_t* in, std::uint8_t* out, std::size_t count) {
+    const std::uint8_t* from = in + count * Size;
+    for (; count > 0; --count, out += Size) std::memcpy(out, from -= Size, Size);
+}
+
+constexpr auto kReversedByte = [] {
+    std::array<std::uint8_t, 256> table{};
+    for (unsigned i = 0; i < 256; ++i) {
+        unsigned reversed = 0;
+        for (unsigned bit = 0; bit < 8; ++bit) reversed |= (i >> bit & 1U) << (7 - bit);
+        table[i] = static_cast<std::uint8_t>(reversed);
+    }
+    return table;
+}();
+
+// Moves packed bits to the left by less than a byte; zeros follow.
+void shift_left(std::uint8_t* bits, std::size_t bytes, unsigned by) {
+    if (by == 0) return;
+    for (std::size_t i = 0; i + 1 < bytes; ++i)
+        bits[i] = static_cast<std::uint8_t>(bits[i] << by | bits[i + 1] >> (8 - by));
+    bits[bytes - 1] = static_cast<std::uint8_t>(bits[bytes - 1] << by);
+}
+
+}  // namespace
+
 namespace plain {
 
 void swap_rgb24(const std::uint8_t* in, std::uint8_t* out, std::size_t count) {
@@ -28,6 +59,21 @@ void drop_fourth(const std::uint8_t* in, std::uint8_t* out, std::size_t count, i
 void interleave_rgb(const std::uint8_t* r, const std::uint8_t* g, const std::uint8_t* b, std::uint8_t* out,
                     std::size_t count) {
     for (; count > 0; --count, out += 3) out[0] = *r++, out[1] = *g++, out[2] = *b++;
+}
+
+void reverse_pixels(const std::uint8_t* in, std::uint8_t* out, std::size_t count, int bytes_per_pixel) {
+    switch (bytes_per_pixel) {
+        case 1: return reverse_sized<1>(in, out, count);
+        case 2: return reverse_sized<2>(in, out, count);
+        case 3: return reverse_sized<3>(in, out, count);
+        default: return reverse_sized<4>(in, out, count);
+    }
+}
+
+void reverse_bits(const std::uint8_t* in, std::uint8_t* out, std::size_t count) {
+    const std::size_t bytes = (count + 7) / 8;
+    for (std::size_t i = 0; i < bytes; ++i) out[i] = kReversedByte[in[bytes - 1 - i]];
+    shift_left(out, bytes, static_cast<unsigned>(bytes * 8 - count));
 }
 
 }  // namespace plain
@@ -113,8 +159,51 @@ void interleave_rgb(const std::uint8_t* r, const std::uint8_t* g, const std::uin
     plain::interleave_rgb(r, g, b, out, count);
 }
 
+void reverse_pixels(const std::uint8_t* in, std::uint8_t* out, std::size_t count, int bytes_per_pixel) {
+    constexpr char x = -128;  // shuffles in a zero
+    // Of three-byte pixels five a step: the load begins a byte early, so that it never ends beyond the row,
+    // and the 16th byte of the store is overwritten by the next one.
+    const __m128i orders[] = {_mm_setr_epi8(15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0),
+                              _mm_setr_epi8(14, 15, 12, 13, 10, 11, 8, 9, 6, 7, 4, 5, 2, 3, 0, 1),
+                              _mm_setr_epi8(13, 14, 15, 10, 11, 12, 7, 8, 9, 4, 5, 6, 1, 2, 3, x),
+                              _mm_setr_epi8(12, 13, 14, 15, 8, 9, 10, 11, 4, 5, 6, 7, 0, 1, 2, 3)};
+    const __m128i order = orders[bytes_per_pixel - 1];
+    const auto size = static_cast<std::size_t>(bytes_per_pixel);
+    const std::size_t step = 16 / size;
+    const std::uint8_t* from = in + count * size;
+    for (; count > step; count -= step, out += step * size) {
+        store(out, _mm_shuffle_epi8(load(from - 16), order));
+        from -= step * size;
+    }
+    plain::reverse_pixels(in, out, count, bytes_per_pixel);
+}
+
+void reverse_bits(const std::uint8_t* in, std::uint8_t* out, std::size_t count) {
+    const __m128i order = _mm_setr_epi8(15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
+    const __m128i low = _mm_set1_epi8(15);
+    // The bits of a nibble reversed, as the upper nibble and as the lower one.
+    const __m128i up =
+        _mm_setr_epi8(0, -128, 64, -64, 32, -96, 96, -32, 16, -112, 80, -48, 48, -80, 112, -16);
+    const __m128i down = _mm_and_si128(_mm_srli_epi16(up, 4), low);
+    const std::size_t bytes = (count + 7) / 8;
+    std::size_t i = 0;
+    for (; i + 16 <= bytes; i += 16) {
+        const __m128i v = _mm_shuffle_epi8(load(in + bytes - 16 - i), order);
+        store(out + i, _mm_or_si128(_mm_shuffle_epi8(up, _mm_and_si128(v, low)),
+                                    _mm_shuffle_epi8(down, _mm_and_si128(_mm_srli_epi16(v, 4), low))));
+    }
+    for (; i < bytes; ++i) out[i] = kReversedByte[in[bytes - 1 - i]];
+    shift_left(out, bytes, static_cast<unsigned>(bytes * 8 - count));
+}
+
 #else
 
+void reverse_pixels(const std::uint8_t* in, std::uint8_t* out, std::size_t count, int bytes_per_pixel) {
+    plain::reverse_pixels(in, out, count, bytes_per_pixel);
+}
+void reverse_bits(const std::uint8_t* in, std::uint8_t* out, std::size_t count) {
+    plain::reverse_bits(in, out, count);
+}
 void stream_swap_rgb24(const std::uint8_t* in, std::uint8_t* out, std::size_t count) {
     plain::swap_rgb24(in, out, count);
 }

@@ -18,6 +18,11 @@ void drop_fourth(const std::uint8_t* in, std::uint8_t* out, std::size_t count, i
 /// Separate R, G, B rows to R,G,B pixels.
 void interleave_rgb(const std::uint8_t* r, const std::uint8_t* g, const std::uint8_t* b, std::uint8_t* out,
                     std::size_t count);
+/// count pixels of 1, 2, 3 or 4 bytes in the reverse order. in and out do not overlap.
+void reverse_pixels(const std::uint8_t* in, std::uint8_t* out, std::size_t count, int bytes_per_pixel);
+/// count pixels of one bit, the leftmost in the most significant bit, in the reverse order; what follows them
+/// in the last byte is cleared. in and out do not overlap.
+void reverse_bits(const std::uint8_t* in, std::uint8_t* out, std::size_t count);
 
 /// The plain twins, for the tests.
 namespace plain {
@@ -26,6 +31,8 @@ void swap_rgba32(const std::uint8_t* in, std::uint8_t* out, std::size_t count);
 void drop_fourth(const std::uint8_t* in, std::uint8_t* out, std::size_t count, int r, int g, int b);
 void interleave_rgb(const std::uint8_t* r, const std::uint8_t* g, const std::uint8_t* b, std::uint8_t* out,
                     std::size_t count);
+void reverse_pixels(const std::uint8_t* in, std::uint8_t* out, std::size_t count, int bytes_per_pixel);
+void reverse_bits(const std::uint8_t* in, std::uint8_t* out, std::size_t count);
 }  // namespace plain
 
 }  // namespace quillmark::imaging

@@ -33,6 +33,8 @@ class FrameFace {
     virtual ImageWindow* new_image_window() = 0;
     /// The active image window, or nullptr.
     virtual ImageWindow* active_window() = 0;
+    /// The open image window with this handle, or nullptr.
+    virtual ImageWindow* image_window(std::int32_t handle) = 0;
     /// Sends the active image window behind the others; the next one becomes active.
     virtual void send_active_to_back() = 0;
     /// The frame's hidden instance: a scratch image of operations.

@@ -25,6 +25,9 @@ QMessageBox::Icon box_icon(Icon icon) {
     return QMessageBox::NoIcon;
 }
 
+// The texts' line ends are carriage returns; labels break lines at line feeds only.
+QString with_line_feeds(QString text) { return text.replace(u'\r', u'\n'); }
+
 }  // namespace
 
 Answer DesktopPrompts::message(const QString& text, const QString& title, Icon icon, Buttons buttons) {
@@ -38,7 +41,7 @@ Answer DesktopPrompts::message_with_detail(const QString& text, const QString& d
 
 Answer DesktopPrompts::show(const QString& text, const QString& detail, const QString& title, Icon icon,
                             Buttons buttons) {
-    QMessageBox box{box_icon(icon), title, text,
+    QMessageBox box{box_icon(icon), title, with_line_feeds(text),
                     buttons == Buttons::ok ? QMessageBox::Ok : QMessageBox::Yes | QMessageBox::No, owner_};
     box.setTextFormat(Qt::PlainText);  // file names are shown as they are, never as markup
     box.setInformativeText(
@@ -59,7 +62,7 @@ Answer DesktopPrompts::show(const QString& text, const QString& detail, const QS
 QString DesktopPrompts::input(const QString& prompt, const QString& title, const QString& initial) {
     QInputDialog dialog{owner_};
     dialog.setWindowTitle(title);
-    dialog.setLabelText(prompt);
+    dialog.setLabelText(with_line_feeds(prompt));
     dialog.setTextValue(initial);
     dialog.setMinimumWidth(dialog.fontMetrics().horizontalAdvance(title) + kTitleButtons);
     return dialog.exec() == QDialog::Accepted ? dialog.textValue() : QString{};

@@ -38,8 +38,11 @@ struct ProgramState {
 
     std::int16_t BrightnessInc = 0, ContrastInc = 0, HueInc = 0, GammaInc = 0;
     std::int16_t RectLeft = 0, RectTop = 0, RectRight = 0, RectBottom = 0;  ///< the last rectangle selection
-    std::int16_t PCDResolution = 0;  ///< Photo CD resolution index kept between opens
-    bool CancelPrintFlag = false;    ///< the last print-layout prompt was cancelled
+    QString PendingText;                 ///< drawn at the next release of the mouse on an image; else empty
+    std::int32_t PendingTextWindow = 0;  ///< handle of the window that shows the text pointer for it
+    std::int32_t TextColor = 0;          ///< the current text colour, red in the lowest byte
+    std::int16_t PCDResolution = 0;      ///< Photo CD resolution index kept between opens
+    bool CancelPrintFlag = false;        ///< the last print-layout prompt was cancelled
     QString OpenDialogFormats = QStringLiteral("1073737150");  ///< formats the save dialogs offer, as a mask
 };
 

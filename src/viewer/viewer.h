@@ -44,6 +44,7 @@ class Viewer final : public program::ImageWindow {
     void CancelRegion() override;
     engine::Code RotateRegion(int angle, bool option) override;
     engine::Code ShearRegion(int angle, bool option) override;
+    void size_control(int width, int height) override { size_client_to(width, height); }
     void show_text_pointer(bool on) override;
     imaging::Rect visible_part() const override;
 

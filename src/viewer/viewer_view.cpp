@@ -36,6 +36,7 @@ void Viewer::check_view(const char16_t* id) { frame_.tools().set_checked(id, tru
 void Viewer::ViewNormal() {
     if (window_state() & Qt::WindowMinimized) return;
     frame_.state().ZoomPercent = 100;
+    lead1_.SetAutoScroll(true);  // a crop had switched it off
     lead1_.SetPaintSizeMode(engine::kPaintNormal);
     lead1_.ForceRepaint();
     check_view(u"ID_ViewNormal");
@@ -75,6 +76,7 @@ void Viewer::ViewSnap() {
 
 void Viewer::apply_zoom(int percent, const char16_t* tool) {
     frame_.state().ZoomPercent = static_cast<std::int16_t>(percent);
+    lead1_.SetAutoScroll(true);  // a crop had switched it off
     lead1_.SetPaintZoomFactor(percent);
     lead1_.ForceRepaint();
     frame_.tools().set_edit_text(kZoomBox, QString::number(percent));

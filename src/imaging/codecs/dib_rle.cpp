@@ -3,8 +3,8 @@
 #include <cstring>
 #include <utility>
 
-#include "imaging/codecs/ccitt.h"
 #include "imaging/codecs/dib.h"
+#include "imaging/codecs/fax_decoder.h"
 #include "imaging/swizzle.h"
 
 namespace quillmark::imaging::dib {
@@ -191,11 +191,17 @@ Result<int> read_rle_rows(const ByteReader& in, const DibHeader& header, Bitmap&
 }
 
 Result<int> read_huffman_rows(const ByteReader& in, const DibHeader& header, Bitmap& bitmap, RowSink& sink) {
-    HuffmanRowDecoder decoder{in.sub(header.bits_at)};
+    // No row needs more than five bits a pixel and its end-of-line code.
+    const std::int64_t most = (std::int64_t{header.width} * 5 / 8 + 64) * header.height;
+    ByteReader bits = in.sub(header.bits_at);
+    const std::vector<std::uint8_t> data =
+        bits.bytes(static_cast<std::size_t>(std::min(bits.remaining(), most)));
+    fax::Decoder decoder{data, {fax::Coding::group3, header.width, false}};
     Steps steps{header, bitmap, sink};
     const codecs::RowOrder order = row_order(header);
     int row = 0;
-    while (row < header.height && decoder.decode_row(bitmap.writable_row(order.target(row)), header.width)) {
+    while (row < header.height &&
+           decoder.next(bitmap.writable_row(order.target(row))) == fax::Decoder::Row::good) {
         if (!steps.reached(++row)) return Error{Fault::cancelled, "bitmap"};
     }
     if (!steps.tell(row)) return Error{Fault::cancelled, "bitmap"};

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <optional>
 
+#include "imaging/codecs/fax_decoder.h"
 #include "imaging/codecs/row_stream.h"
 #include "imaging/codecs/tiff_pixels.h"
 #include "imaging/swizzle.h"
@@ -14,6 +15,20 @@ namespace {
 constexpr int kReportRows = 64;
 constexpr std::size_t kReadAhead = 256 << 10;
 constexpr std::size_t kDirectRow = 8 << 10;  // rows of this size are worth a read of their own
+
+constexpr std::int64_t kReadAheadSpare = 4096;
+
+// How our own coder reads the page's rows; nothing where they are left to libtiff.
+std::optional<fax::Coding> fax_coding(const Page& page) {
+    if (page.bits != 1 || page.samples != 1 || page.width > 1'000'000) return {};
+    switch (page.compression) {
+        case COMPRESSION_CCITTRLE: return fax::Coding::aligned_rows;
+        case COMPRESSION_CCITTFAX3:
+            return page.fax_options & GROUP3OPT_2DENCODING ? fax::Coding::group3_2d : fax::Coding::group3;
+        case COMPRESSION_CCITTFAX4: return fax::Coding::group4;
+        default: return {};
+    }
+}
 
 // Rows of an image in strips. Uncompressed rows are read from the file itself, past libtiff: no second
 // buffer, and a byte count that lies does no harm.
@@ -35,6 +50,7 @@ class StripRows {
 
     /// Reads row y of a plane, native byte order. Rows of a strip must be asked for in order.
     bool read(std::uint32_t y, std::uint16_t plane, std::uint8_t* out) {
+        if (fax_) return read_fax(y, plane, out);
         if (page_.compression != COMPRESSION_NONE) return TIFFReadScanline(handle_.get(), out, y, plane) == 1;
         const std::uint32_t strip = TIFFComputeStrip(handle_.get(), y, plane);
         const auto begin = static_cast<std::int64_t>(TIFFGetStrileOffset(handle_.get(), strip));
@@ -45,7 +61,39 @@ class StripRows {
         return true;
     }
 
+    /// Rows that were damaged, where the coding tells.
+    int damaged_rows() const { return damaged_; }
+
   private:
+    // Fax strips are taken raw and decoded by our own coder.
+    bool read_fax(std::uint32_t y, std::uint16_t plane, std::uint8_t* out) {
+        if (y % page_.rows_per_strip == 0 && !begin_fax_strip(TIFFComputeStrip(handle_.get(), y, plane)))
+            decoder_.reset();
+        if (!decoder_) return false;
+        const auto row = decoder_->next({out, row_bytes_});
+        if (row == fax::Decoder::Row::damaged) ++damaged_;
+        return row != fax::Decoder::Row::end;
+    }
+
+    bool begin_fax_strip(std::uint32_t strip) {
+        const auto offset = static_cast<std::int64_t>(TIFFGetStrileOffset(handle_.get(), strip));
+        const auto told = static_cast<std::int64_t>(TIFFGetStrileByteCount(handle_.get(), strip));
+        if (offset <= 0 || offset >= handle_.size()) return false;
+        // A count that is missing or lies: what the file still holds, as far as rows can need it.
+        const std::int64_t most =
+            (std::int64_t{page_.width} * 5 / 8 + 64) * page_.rows_per_strip + kReadAheadSpare;
+        const std::int64_t held = std::min(handle_.size() - offset, most);
+        strip_.resize(static_cast<std::size_t>(told > 0 ? std::min(told, held) : held));
+        strip_.resize(handle_.read_at(offset, strip_));
+        fax::Layout layout{*fax_, static_cast<int>(page_.width), reversed_};
+        const bool framed = layout.coding == fax::Coding::group3 || layout.coding == fax::Coding::group3_2d;
+        if (framed && !fax::has_end_of_line(strip_, reversed_))
+            layout.coding =
+                page_.fax_options & GROUP3OPT_FILLBITS ? fax::Coding::aligned_rows : fax::Coding::rows;
+        decoder_.emplace(strip_, layout);
+        return true;
+    }
+
     bool fetch(std::int64_t offset, std::span<std::uint8_t> out) {
         if (out.size() >= kDirectRow) return handle_.read_at(offset, out) == out.size();
         const auto held_end = held_at_ + static_cast<std::int64_t>(held_);
@@ -81,6 +129,10 @@ class StripRows {
     const Page& page_;
     std::size_t row_bytes_;
     bool reversed_ = is_reversed(handle_.get());
+    std::optional<fax::Coding> fax_ = fax_coding(page_);
+    std::optional<fax::Decoder> decoder_;
+    std::vector<std::uint8_t> strip_;
+    int damaged_ = 0;
     std::vector<std::uint8_t> ahead_;
     std::int64_t held_at_ = 0;
     std::size_t held_ = 0;
@@ -96,6 +148,8 @@ class Consumer {
                      std::span<const std::uint8_t* const> planes) = 0;
     /// Pixels [x, x + count) of rows [first, last) could not be decoded.
     virtual void missing(std::uint32_t x, std::size_t count, std::uint32_t first, std::uint32_t last) = 0;
+    /// Rows were delivered, but not all of them whole.
+    virtual void damaged() {}
     /// Rows [first, last) are complete, some of them perhaps missing. False: stop.
     virtual bool rows(std::uint32_t first, std::uint32_t last, bool any_decoded) = 0;
 };
@@ -129,6 +183,7 @@ class BitmapFiller final : public Consumer {
             std::memset(outcome_.bitmap.writable_row(static_cast<int>(y)).data() + from, 0, size);
         }
     }
+    void damaged() override { damaged_ = true; }
     bool rows(std::uint32_t first, std::uint32_t last, bool any_decoded) override {
         const int from = static_cast<int>(first), to = static_cast<int>(last);
         if (any_decoded) outcome_.rows_shown += to - from;
@@ -234,6 +289,7 @@ Result<void> walk_strips(Handle& handle, const Page& page, Consumer& consumer) {
         if (!consumer.rows(y, end, false)) return kCancelled;
         y = end;
     }
+    if (source.damaged_rows() > 0) consumer.damaged();
     return {};
 }
 

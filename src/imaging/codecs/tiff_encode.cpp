@@ -4,6 +4,7 @@
 #include <array>
 #include <cstring>
 
+#include "imaging/codecs/fax_encoder.h"
 #include "imaging/codecs/tiff_handle.h"
 
 namespace quillmark::imaging::tiff {
@@ -146,7 +147,23 @@ void set_tags(TIFF* tiff, const Bitmap& bitmap, const Plan& plan, int compressio
     set_metadata(tiff, bitmap.metadata());
 }
 
-Result<void> write_strips(Handle& handle, const Bitmap& bitmap, const Plan& plan, bool raw,
+// Fax strips come from our own coder; libtiff copies what it encodes, even when there is nothing to encode.
+bool write_strip(Handle& handle, std::uint32_t number, std::span<std::uint8_t> rows, const Plan& plan,
+                 int width, int compression) {
+    const auto size = static_cast<tmsize_t>(rows.size());
+    if (compression == COMPRESSION_NONE)
+        return TIFFWriteRawStrip(handle.get(), number, rows.data(), size) >= 0;
+    if (compression != COMPRESSION_CCITTFAX4)
+        return TIFFWriteEncodedStrip(handle.get(), number, rows.data(), size) >= 0;
+    fax::Encoder encoder{{fax::Coding::group4, width, false}};
+    for (std::size_t at = 0; at < rows.size(); at += plan.row_bytes)
+        encoder.add_row(rows.subspan(at, plan.row_bytes));
+    encoder.finish(true);
+    std::vector<std::uint8_t>& coded = encoder.bytes();
+    return TIFFWriteRawStrip(handle.get(), number, coded.data(), static_cast<tmsize_t>(coded.size())) >= 0;
+}
+
+Result<void> write_strips(Handle& handle, const Bitmap& bitmap, const Plan& plan, int compression,
                           const WriteOptions& options) {
     const int step = static_cast<int>(rows_per_strip(bitmap, plan));
     std::vector<std::uint8_t> strip(plan.row_bytes * static_cast<std::size_t>(step));
@@ -155,11 +172,9 @@ Result<void> write_strips(Handle& handle, const Bitmap& bitmap, const Plan& plan
         const int end = std::min(bitmap.height(), y + step);
         for (int row = y; row < end; ++row)
             store_row(bitmap, plan, row, strip.data() + static_cast<std::size_t>(row - y) * plan.row_bytes);
-        const auto size = static_cast<tmsize_t>(plan.row_bytes * static_cast<std::size_t>(end - y));
-        // libtiff copies what it encodes, even when there is nothing to encode.
-        const tmsize_t written = raw ? TIFFWriteRawStrip(handle.get(), number, strip.data(), size)
-                                     : TIFFWriteEncodedStrip(handle.get(), number, strip.data(), size);
-        if (written < 0) return Error{Fault::io, "writing TIFF strips"};
+        const std::size_t size = plan.row_bytes * static_cast<std::size_t>(end - y);
+        if (!write_strip(handle, number, {strip.data(), size}, plan, bitmap.width(), compression))
+            return Error{Fault::io, "writing TIFF strips"};
         if (options.progress && !options.progress(end, bitmap.height()))
             return Error{Fault::cancelled, "TIFF"};
     }
@@ -179,7 +194,7 @@ Result<void> encode_page(const Bitmap& bitmap, ByteWriter& out, int compression,
     Handle handle{out, largest > kClassicLimit};
     if (!handle.get()) return Error{Fault::io, "starting a TIFF file"};
     set_tags(handle.get(), bitmap, plan, compression);
-    const auto written = write_strips(handle, bitmap, plan, compression == COMPRESSION_NONE, options);
+    const auto written = write_strips(handle, bitmap, plan, compression, options);
     const bool closed = handle.close();
     if (!written) return written.error();
     if (!closed || out.failed()) return Error{Fault::io, "writing a TIFF file"};

@@ -1,198 +1,161 @@
 #include "imaging/ops/geometry.h"
 
-#include "imaging/ops/operation.h"
-
 #include <algorithm>
 #include <array>
 #include <cstring>
 #include <utility>
 
-#include "imaging/threads.h"
+#include "imaging/ops/levels.h"
+#include "imaging/ops/operation.h"
+#include "imaging/ops/row_loop.h"
+#include "imaging/ops/transpose.h"
+#include "imaging/swizzle.h"
 
 namespace quillmark::imaging {
 namespace {
 
 constexpr int kRowGrain = 64;
-constexpr int kTile = 32;  // pixels; two tiles of 4-byte pixels stay in the first-level cache
 
-// A bitmap of the same kind with other sides; pixels undefined.
-Result<Bitmap> sibling(const Bitmap& model, int width, int height, const Limits& limits) {
-    auto result =
-        Bitmap::create_unfilled(width, height, model.bits(), limits, model.layout() == Layout::gray16);
+void reverse_row(const Bitmap& in, int y, Bitmap& out, int to_y) {
+    const auto count = static_cast<std::size_t>(in.width());
+    const std::uint8_t* from = in.row(y).data();
+    std::uint8_t* to = out.writable_row(to_y).data();
+    if (in.layout() == Layout::bit1)
+        reverse_bits(from, to, count);
+    else
+        reverse_pixels(from, to, count, pixel_bytes(in.layout()));
+}
+
+// A result of the bitmap's size, filled row by row.
+template <typename Body>
+Result<Bitmap> by_rows(const Bitmap& bitmap, const Context& context, Body body) {
+    auto result = blank_like(bitmap, context.limits);
     if (!result) return result;
-    if (!model.palette().empty()) result->set_palette(model.palette());
-    result->metadata() = model.metadata();
+    const auto done = parallel_rows(bitmap.height(), kRowGrain, context, [&](int first, int last) {
+        for (int y = first; y < last; ++y) body(*result, y);
+    });
+    if (!done) return done.error();
     return result;
 }
 
-constexpr auto kReversedByte = [] {
-    std::array<std::uint8_t, 256> table{};
-    for (unsigned i = 0; i < 256; ++i) {
-        unsigned reversed = 0;
-        for (unsigned bit = 0; bit < 8; ++bit) reversed |= (i >> bit & 1U) << (7 - bit);
-        table[i] = static_cast<std::uint8_t>(reversed);
-    }
-    return table;
-}();
-
-// Mirrors a row of packed bits: bytes in reverse order with their bits reversed, then the padding shifted
-// out.
-void reverse_bits(std::span<const std::uint8_t> in, std::span<std::uint8_t> out, int width) {
-    const std::size_t bytes = in.size();
-    for (std::size_t i = 0; i < bytes; ++i) out[i] = kReversedByte[in[bytes - 1 - i]];
-    const int pad = static_cast<int>(bytes * 8) - width;
-    if (pad == 0) return;
-    for (std::size_t i = 0; i < bytes; ++i) {
-        const unsigned next = i + 1 < bytes ? out[i + 1] : 0;
-        out[i] = static_cast<std::uint8_t>(out[i] << pad | next >> (8 - pad));
-    }
+Result<Bitmap> half_turn(const Bitmap& bitmap, const Context& context) {
+    return by_rows(bitmap, context,
+                   [&](Bitmap& out, int y) { reverse_row(bitmap, bitmap.height() - 1 - y, out, y); });
 }
 
-template <std::size_t Size>
-void reverse_pixels(std::span<const std::uint8_t> in, std::span<std::uint8_t> out, int width) {
-    const std::uint8_t* from = in.data() + static_cast<std::size_t>(width - 1) * Size;
-    std::uint8_t* to = out.data();
-    for (int x = 0; x < width; ++x, from -= Size, to += Size) std::memcpy(to, from, Size);
-}
-
-template <typename Body>
-void dispatch_size(Layout layout, Body body) {
-    switch (layout) {
-        case Layout::index8: return body(std::integral_constant<std::size_t, 1>{});
-        case Layout::gray16: return body(std::integral_constant<std::size_t, 2>{});
-        case Layout::rgb24: return body(std::integral_constant<std::size_t, 3>{});
-        case Layout::rgba32: return body(std::integral_constant<std::size_t, 4>{});
-        case Layout::bit1: return;
-    }
-}
-
-// A quarter turn clockwise of bytes-per-pixel images, tile by tile: source column x becomes target row x.
-template <std::size_t Size>
-void turn_pixels(const Bitmap& in, Bitmap& out) {
-    parallel_bands((out.height() + kTile - 1) / kTile, 1, [&](int first, int last) {
-        for (int row = first * kTile; row < std::min(last * kTile, out.height()); row += kTile) {
-            const int rows = std::min(kTile, out.height() - row);
-            for (int column = 0; column < out.width(); column += kTile) {
-                const int columns = std::min(kTile, out.width() - column);
-                for (int y = row; y < row + rows; ++y) {
-                    std::uint8_t* to = out.writable_row(y).data() + static_cast<std::size_t>(column) * Size;
-                    for (int x = column; x < column + columns; ++x, to += Size) {
-                        std::memcpy(to,
-                                    in.row(in.height() - 1 - x).data() + static_cast<std::size_t>(y) * Size,
-                                    Size);
-                    }
-                }
-            }
-        }
+// Rows and columns exchanged, with the source flipped before, the result flipped after, or both.
+Result<Bitmap> exchanged(const Bitmap& bitmap, bool flip_before, bool flip_after, const Context& context) {
+    auto result = blank_like(bitmap, bitmap.height(), bitmap.width(), context.limits);
+    if (!result) return result;
+    std::swap(result->metadata().resolution.x, result->metadata().resolution.y);
+    const auto in_step = static_cast<std::ptrdiff_t>(bitmap.stride());
+    const auto out_step = static_cast<std::ptrdiff_t>(result->stride());
+    const Transposition job{bitmap.row(flip_before ? bitmap.height() - 1 : 0).data(),
+                            flip_before ? -in_step : in_step,
+                            result->writable_row(flip_after ? result->height() - 1 : 0).data(),
+                            flip_after ? -out_step : out_step, bitmap.height()};
+    // Groups of target rows, each of which reads whole cache lines of the source.
+    const bool bits = bitmap.layout() == Layout::bit1;
+    const int group = bits ? 512 : 64;
+    const int groups = (result->height() + group - 1) / group;
+    const auto done = parallel_rows(groups, 1, context, [&](int first, int last) {
+        const int to = std::min(last * group, result->height());
+        if (bits)
+            transpose_bits(job, first * group, to);
+        else
+            transpose_pixels(job, pixel_bytes(bitmap.layout()), first * group, to);
     });
-}
-
-// Transposes an 8 x 8 block of bits held in a 64-bit word, rows from the most significant byte down
-// (Warren, Hacker's Delight, "Transposing a bit matrix").
-std::uint64_t transpose8(std::uint64_t x) {
-    std::uint64_t t = (x ^ (x >> 7)) & 0x00AA00AA00AA00AAULL;
-    x ^= t ^ (t << 7);
-    t = (x ^ (x >> 14)) & 0x0000CCCC0000CCCCULL;
-    x ^= t ^ (t << 14);
-    t = (x ^ (x >> 28)) & 0x00000000F0F0F0F0ULL;
-    return x ^ t ^ (t << 28);
-}
-
-// The same turn for packed bits, 8 x 8 at a time: eight source rows from the bottom up give eight target
-// columns.
-void turn_bits(const Bitmap& in, Bitmap& out) {
-    const int out_bytes = static_cast<int>(out.row_bytes());
-    const int in_bytes = static_cast<int>(in.row_bytes());
-    parallel_bands(in_bytes, 8, [&](int first, int last) {
-        for (int block = first; block < last; ++block) {
-            for (int byte = 0; byte < out_bytes; ++byte) {
-                std::uint64_t bits = 0;
-                for (int i = 0; i < 8; ++i) {
-                    const int y = in.height() - 1 - (byte * 8 + i);
-                    bits = bits << 8 | (y >= 0 ? in.row(y)[static_cast<std::size_t>(block)] : 0U);
-                }
-                bits = transpose8(bits);
-                for (int i = 0; i < 8 && block * 8 + i < out.height(); ++i) {
-                    out.writable_row(block * 8 + i)[static_cast<std::size_t>(byte)] =
-                        static_cast<std::uint8_t>(bits >> (56 - 8 * i));
-                }
-            }
-        }
-    });
+    if (!done) return done.error();
+    return result;
 }
 
 }  // namespace
 
-Result<Bitmap> flip(const Bitmap& bitmap, const Limits& limits) {
-    auto result = sibling(bitmap, bitmap.width(), bitmap.height(), limits);
-    if (!result) return result;
-    parallel_bands(bitmap.height(), kRowGrain, [&](int first, int last) {
-        for (int y = first; y < last; ++y) {
-            const auto from = bitmap.row(bitmap.height() - 1 - y);
-            std::memcpy(result->writable_row(y).data(), from.data(), from.size());
-        }
-    });
-    return result;
-}
-
-Result<Bitmap> reverse(const Bitmap& bitmap, const Limits& limits) {
-    auto result = sibling(bitmap, bitmap.width(), bitmap.height(), limits);
-    if (!result) return result;
-    parallel_bands(bitmap.height(), kRowGrain, [&](int first, int last) {
-        for (int y = first; y < last; ++y) {
-            const auto in = bitmap.row(y);
-            const auto out = result->writable_row(y);
-            if (bitmap.layout() == Layout::bit1)
-                reverse_bits(in, out, bitmap.width());
-            else
-                dispatch_size(bitmap.layout(),
-                              [&](auto size) { reverse_pixels<size()>(in, out, bitmap.width()); });
-        }
-    });
-    return result;
-}
-
-Result<Bitmap> rotate_quarters(const Bitmap& bitmap, int turns, const Limits& limits) {
-    turns = (turns % 4 + 4) % 4;
-    if (turns == 0) return bitmap;
-    if (turns == 2) {
-        auto flipped = flip(bitmap, limits);
-        return flipped ? reverse(*flipped, limits) : flipped;
+int pixel_bytes(Layout layout) {
+    switch (layout) {
+        case Layout::gray16: return 2;
+        case Layout::rgb24: return 3;
+        case Layout::rgba32: return 4;
+        default: return 1;
     }
-    auto result = sibling(bitmap, bitmap.height(), bitmap.width(), limits);
-    if (!result) return result;
-    std::swap(result->metadata().resolution.x, result->metadata().resolution.y);
-    if (bitmap.layout() == Layout::bit1)
-        turn_bits(bitmap, *result);
-    else
-        dispatch_size(bitmap.layout(), [&](auto size) { turn_pixels<size()>(bitmap, *result); });
-    // A turn to the left is a turn to the right and half a turn on.
-    return turns == 1 ? std::move(result) : rotate_quarters(*result, 2, limits);
+}
+
+Result<Bitmap> flip(const Bitmap& bitmap, const Context& context) {
+    return by_rows(bitmap, context, [&](Bitmap& out, int y) {
+        const auto from = bitmap.row(bitmap.height() - 1 - y);
+        std::memcpy(out.writable_row(y).data(), from.data(), from.size());
+    });
+}
+
+Result<Bitmap> reverse(const Bitmap& bitmap, const Context& context) {
+    return by_rows(bitmap, context, [&](Bitmap& out, int y) { reverse_row(bitmap, y, out, y); });
+}
+
+Result<Bitmap> rotate_quarters(const Bitmap& bitmap, int turns, const Context& context) {
+    switch ((turns % 4 + 4) % 4) {
+        case 1: return exchanged(bitmap, true, false, context);
+        case 2: return half_turn(bitmap, context);
+        case 3: return exchanged(bitmap, false, true, context);
+        default: return bitmap;
+    }
 }
 
 Result<Bitmap> apply_orientation(const Bitmap& bitmap, const Limits& limits) {
+    Context context;
+    context.limits = limits;
     Result<Bitmap> result = bitmap;
-    const auto then = [&](auto operation) {
-        if (result) result = operation(*result);
-    };
-    const auto mirror = [&](const Bitmap& b) { return reverse(b, limits); };
-    const auto turn = [&](int turns) {
-        return [&limits, turns](const Bitmap& b) { return rotate_quarters(b, turns, limits); };
-    };
     switch (bitmap.metadata().orientation) {
         case Orientation::normal: break;
-        case Orientation::mirrored: then(mirror); break;
-        case Orientation::rotated_180: then(turn(2)); break;
-        case Orientation::flipped: then([&](const Bitmap& b) { return flip(b, limits); }); break;
-        case Orientation::transposed: then(turn(1)), then(mirror); break;
-        case Orientation::rotated_right: then(turn(1)); break;
-        case Orientation::transversed: then(turn(3)), then(mirror); break;
-        case Orientation::rotated_left: then(turn(3)); break;
+        case Orientation::mirrored: result = reverse(bitmap, context); break;
+        case Orientation::rotated_180: result = half_turn(bitmap, context); break;
+        case Orientation::flipped: result = flip(bitmap, context); break;
+        case Orientation::transposed: result = exchanged(bitmap, false, false, context); break;
+        case Orientation::rotated_right: result = exchanged(bitmap, true, false, context); break;
+        case Orientation::transversed: result = exchanged(bitmap, true, true, context); break;
+        case Orientation::rotated_left: result = exchanged(bitmap, false, true, context); break;
     }
     if (result) result->metadata().orientation = Orientation::normal;
     return result;
 }
 
-std::span<const Operation> geometry_operations() { return {}; }
+namespace {
+
+Result<Bitmap> run_trim(const Bitmap& bitmap, std::span<const int> arguments, const Context& context) {
+    const Rect wanted{arguments[0], arguments[1], arguments[2], arguments[3]};
+    const Rect inside = wanted.intersected({0, 0, bitmap.width(), bitmap.height()});
+    if (inside.empty()) return Error{Fault::bad_parameter, "rectangle outside the image"};
+    return cropped(bitmap, inside, context.limits);
+}
+
+constexpr int kFar = 1'000'000;  // beyond every image
+constexpr std::array<Parameter, 4> kTrim{
+    Parameter{.name = "left", .unit = "pixels", .low = -kFar, .high = kFar, .initial = 0, .strict = true},
+    Parameter{.name = "top", .unit = "pixels", .low = -kFar, .high = kFar, .initial = 0, .strict = true},
+    Parameter{.name = "width", .unit = "pixels", .low = 1, .high = kFar, .initial = kFar, .strict = true},
+    Parameter{.name = "height", .unit = "pixels", .low = 1, .high = kFar, .initial = kFar, .strict = true}};
+
+}  // namespace
+
+std::span<const Operation> geometry_operations() {
+    static constexpr std::array<Operation, 3> kOperations{
+        Operation{.name = "Flip",
+                  .what = "exchanges top and bottom",
+                  .parameters = {},
+                  .scope = Scope::box,
+                  .run = [](const Bitmap& bitmap, std::span<const int>,
+                            const Context& context) { return flip(bitmap, context); }},
+        Operation{.name = "Reverse",
+                  .what = "exchanges left and right",
+                  .parameters = {},
+                  .scope = Scope::box,
+                  .run = [](const Bitmap& bitmap, std::span<const int>,
+                            const Context& context) { return reverse(bitmap, context); }},
+        Operation{.name = "Trim",
+                  .what = "cuts a rectangle out; what of it lies outside the image is left away",
+                  .parameters = kTrim,
+                  .scope = Scope::whole,
+                  .run = run_trim}};
+    return kOperations;
+}
 
 }  // namespace quillmark::imaging

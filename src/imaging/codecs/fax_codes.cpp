@@ -1,18 +1,7 @@
-#include "imaging/codecs/ccitt.h"
+#include "imaging/codecs/fax_codes.h"
 
-#include <algorithm>
-#include <array>
-
-namespace quillmark::imaging {
+namespace quillmark::imaging::fax {
 namespace {
-
-// One code word of T.4: its bits, how many they are, and the run it stands for. Runs of 64 and more are
-// make-up codes: another code of the same colour follows.
-struct RunCode {
-    std::uint16_t code;
-    std::uint8_t length;
-    std::int16_t run;
-};
 
 constexpr RunCode kWhiteCodes[] = {
     {0x35, 8, 0},     {0x07, 6, 1},     {0x07, 4, 2},     {0x08, 4, 3},     {0x0B, 4, 4},
@@ -62,103 +51,33 @@ constexpr RunCode kBlackCodes[] = {
     {0x1C, 12, 2368}, {0x1D, 12, 2432}, {0x1E, 12, 2496}, {0x1F, 12, 2560},
 };
 
-// A direct look-up by the next 13 bits, the longest code: one access a code word.
-constexpr int kIndexBits = 13;
-constexpr int kEndOfLineBits = 12;  // eleven zeros and a one
-
-struct Entry {
-    std::int16_t run = -1;  // -1: no code begins with these bits
-    std::uint8_t length = 0;
+constexpr ModeCode kModeCodes[] = {
+    {0b1, 1, vertical},           {0b011, 3, vertical + 1},    {0b010, 3, vertical - 1},
+    {0b000011, 6, vertical + 2},  {0b000010, 6, vertical - 2}, {0b0000011, 7, vertical + 3},
+    {0b0000010, 7, vertical - 3}, {0b0001, 4, pass},           {0b001, 3, horizontal},
+    {0b0000001, 7, extension},
 };
-using RunTable = std::array<Entry, 1 << kIndexBits>;
 
-template <std::size_t N>
-constexpr RunTable make_table(const RunCode (&codes)[N]) {
-    RunTable table{};
-    for (const RunCode& code : codes) {
-        const int spare = kIndexBits - code.length;
+template <typename Table, typename Code, typename Value, std::size_t N>
+constexpr Table make_lookup(const Code (&codes)[N], Value Code::*value) {
+    Table table{};
+    for (const Code& code : codes) {
+        const int spare = Table::kBits - code.length;
         const std::size_t first = static_cast<std::size_t>(code.code) << spare;
-        for (std::size_t i = 0; i < std::size_t{1} << spare; ++i) table[first + i] = {code.run, code.length};
+        for (std::size_t i = 0; i < std::size_t{1} << spare; ++i)
+            table.entries[first + i] = {code.*value, code.length};
     }
     return table;
 }
 
-constexpr RunTable kWhiteRuns = make_table(kWhiteCodes);
-constexpr RunTable kBlackRuns = make_table(kBlackCodes);
-
-// Sets pixels [first, last) of a packed row to black.
-void paint_black(std::span<std::uint8_t> row, int first, int last) {
-    if (first >= last) return;
-    const auto begin = static_cast<std::size_t>(first / 8), end = static_cast<std::size_t>(last / 8);
-    const auto head = static_cast<std::uint8_t>(0xFF >> first % 8);
-    const auto tail = static_cast<std::uint8_t>(~(0xFF >> last % 8));
-    if (begin == end) {
-        row[begin] |= head & tail;
-        return;
-    }
-    row[begin] |= head;
-    std::fill(row.begin() + static_cast<std::ptrdiff_t>(begin) + 1,
-              row.begin() + static_cast<std::ptrdiff_t>(end), std::uint8_t{0xFF});
-    if (tail != 0) row[end] |= tail;
-}
-
 }  // namespace
 
-// Tops the accumulator up to at least `bits` bits (25 at most). Past the end zeros are supplied; false once
-// all that is left is such zeros.
-bool HuffmanRowDecoder::fill(int bits) {
-    while (count_ < bits) {
-        const bool end = in_.at_end();
-        bits_ = bits_ << 8 | (end ? 0U : in_.u8());
-        count_ += 8;
-        if (end) padding_ += 8;
-    }
-    return padding_ < count_;
-}
+constexpr RunLookup kWhiteLookup = make_lookup<RunLookup>(kWhiteCodes, &RunCode::run);
+constexpr RunLookup kBlackLookup = make_lookup<RunLookup>(kBlackCodes, &RunCode::run);
+constexpr ModeLookup kModeLookup = make_lookup<ModeLookup>(kModeCodes, &ModeCode::mode);
 
-std::uint32_t HuffmanRowDecoder::peek(int bits) const {
-    return bits_ >> (count_ - bits) & ((1U << bits) - 1);
-}
+std::span<const RunCode> white_codes() { return kWhiteCodes; }
+std::span<const RunCode> black_codes() { return kBlackCodes; }
+std::span<const ModeCode> mode_codes() { return kModeCodes; }
 
-// The next complete run, or -1 when no code matches or the data end.
-int HuffmanRowDecoder::next_run(bool black, int limit) {
-    const RunTable& table = black ? kBlackRuns : kWhiteRuns;
-    int total = 0;
-    for (;;) {
-        if (!fill(kIndexBits)) return -1;
-        const Entry entry = table[peek(kIndexBits)];
-        if (entry.run < 0) return -1;
-        count_ -= entry.length;
-        total = std::min(total + entry.run, limit);
-        if (entry.run < 64) return total;
-    }
-}
-
-// Skips an end-of-line code and the zeros that may fill the space before it.
-bool HuffmanRowDecoder::skip_end_of_line() {
-    if (!fill(kEndOfLineBits) || peek(kEndOfLineBits - 1) != 0) return false;
-    while (peek(1) == 0) {
-        --count_;
-        if (!fill(1)) return false;
-    }
-    --count_;
-    return true;
-}
-
-bool HuffmanRowDecoder::decode_row(std::span<std::uint8_t> row, int width) {
-    std::ranges::fill(row, std::uint8_t{0});
-    int ends = 0;
-    while (skip_end_of_line()) ++ends;
-    if (ends > 1 && started_) return false;  // two in a row close the page
-    started_ = true;
-    bool black = false;
-    for (int x = 0; x < width; black = !black) {
-        const int run = next_run(black, width - x);
-        if (run < 0) return false;
-        if (black) paint_black(row, x, x + run);
-        x += run;
-    }
-    return true;
-}
-
-}  // namespace quillmark::imaging
+}  // namespace quillmark::imaging::fax
