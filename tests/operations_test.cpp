@@ -5,6 +5,7 @@
 #include <QComboBox>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMouseEvent>
 #include <QPushButton>
 #include <QRadioButton>
 #include <map>
@@ -703,8 +704,9 @@ TEST_F(Operations, TheHistogramShowsTheChosenWindowAndChannel) {
         EXPECT_EQ(line(200), QLineF(200, 98, 200, 98));
         part<QRadioButton>(form, "Channel1").click();
         // What stands under the pointer.
-        form.show();
-        QTest::mouseMove(&form.TheHist(), QPoint(qRound(205.0 * form.TheHist().width() / 270), 50));
+        const QPointF at{205.0 * form.TheHist().width() / 270, 50};
+        QMouseEvent move{QEvent::MouseMove, at, at, Qt::NoButton, Qt::NoButton, Qt::NoModifier};
+        QCoreApplication::sendEvent(&form.TheHist(), &move);
         EXPECT_EQ(part<QLabel>(form, "Readout").text(), u"Level 200: 8 pixels, percentile 100.0");
         windows.setCurrentIndex(2);
         EXPECT_EQ(active().windowTitle(), u"third");

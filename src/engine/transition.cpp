@@ -115,8 +115,8 @@ void Transition::add_bands(bool outward) {
         parts_.push_back({.top = top, .bottom = bottom, .sweep = sweep, .begin = begin, .end = begin + 0.5});
     };
     const QString top = QStringLiteral("T"), bottom = QStringLiteral("B");
-    band(0, 0.25, Sweep::from(outward ? bottom : top), outer);
     band(0.25, 0.75, Sweep::from(QStringLiteral("L"), outward ? Fold::outward : Fold::inward), middle);
+    band(0, 0.25, Sweep::from(outward ? bottom : top), outer);
     band(0.75, 1, Sweep::from(outward ? top : bottom), outer);
 }
 
@@ -169,7 +169,7 @@ std::optional<Transition> Transition::of(int code) {
 double Transition::arrival(QPoint pixel, QSize sheet) const {
     const double u = share(pixel.x(), sheet.width()), v = share(pixel.y(), sheet.height());
     const auto within = [&](const Part& part) {
-        return u >= part.left && u < part.right && v >= part.top && v < part.bottom;
+        return u >= part.left && u <= part.right && v >= part.top && v <= part.bottom;
     };
     const Part* part = &parts_.front();
     if (strips_ == Strips::none) {

@@ -26,7 +26,7 @@ class Transition {
     static std::optional<Transition> of(int code);
 
     /// The progress, 0 to 1, at which a pixel of the sheet turns to the new picture. Mirrored effects turn
-    /// mirrored pixels at the same moment (the middle of an odd side lies in the right or lower half).
+    /// mirrored pixels at the same moment (the middle of an odd side lies in the left or upper half).
     double arrival(QPoint pixel, QSize sheet) const;
     /// Whether the pixel shows the new picture: never at progress 0, always at 1.
     bool shows(QPoint pixel, QSize sheet, double progress) const {
@@ -58,7 +58,8 @@ class Transition {
     static std::optional<Sweep> movement(const QStringList& words);
 
     Strips strips_ = Strips::none;
-    std::vector<Part> parts_;  ///< with strips: one for the even and one for the odd ones
+    // Where parts touch, the first counts. With strips: one for the even and one for the odd ones.
+    std::vector<Part> parts_;
 };
 
 }  // namespace quillmark::engine

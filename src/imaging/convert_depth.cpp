@@ -158,7 +158,7 @@ int highest_used_index(const Bitmap& bitmap) {
 
 Result<Bitmap> to_palette(const Bitmap& bitmap, int bits, const Limits& limits) {
     const int count = 1 << bits;
-    if (bitmap.bits() <= 8 && highest_used_index(bitmap) < count) {
+    if (own_palette_fits(bitmap, bits)) {
         Palette kept = bitmap.palette();
         if (static_cast<int>(kept.size()) > count) kept.resize(static_cast<std::size_t>(count));
         auto result = repack(bitmap, bits, limits);
@@ -174,6 +174,10 @@ Result<Bitmap> to_palette(const Bitmap& bitmap, int bits, const Limits& limits) 
 }
 
 }  // namespace
+
+bool own_palette_fits(const Bitmap& bitmap, int bits) {
+    return bitmap.bits() <= 8 && (bitmap.bits() <= bits || highest_used_index(bitmap) < 1 << bits);
+}
 
 void row_to_rgb(const Bitmap& bitmap, int y, int first, std::span<std::uint8_t> out) {
     expand_row<false>(bitmap, y, first, out.size() / 3, out.data());

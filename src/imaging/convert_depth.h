@@ -11,6 +11,9 @@ namespace quillmark::imaging {
 /// below 32. Faults: unsupported (another depth), too_large, out_of_memory.
 Result<Bitmap> convert_depth(const Bitmap& bitmap, int bits, const Limits& limits);
 
+/// Whether the bitmap has a palette and uses none of its entries from 2^bits on.
+bool own_palette_fits(const Bitmap& bitmap, int bits);
+
 /// One row as R, G, B bytes: out holds 3 bytes a pixel for pixels [first, first + out.size() / 3). gray16 is
 /// scaled to 8 bits; alpha is ignored.
 void row_to_rgb(const Bitmap& bitmap, int y, int first, std::span<std::uint8_t> out);

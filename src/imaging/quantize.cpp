@@ -2,19 +2,63 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstdint>
-#include <limits>
-#include <unordered_map>
+#include <numeric>
 #include <vector>
 
 #include "imaging/convert_depth.h"
+#include "imaging/ops/dither.h"
+#include "imaging/threads.h"
 
 namespace quillmark::imaging {
 namespace {
 
-constexpr int kCells = 32 * 32 * 32;  // 5 bits a channel
+constexpr int kSide = 32;  // cells of the histogram: 5 bits a channel
+constexpr int kCells = kSide * kSide * kSide;
 
 int cell_of(int r, int g, int b) { return (r >> 3) << 10 | (g >> 3) << 5 | b >> 3; }
+
+// --- the colours themselves ---
+
+// Different colours in order of appearance, as long as they are few.
+class FewColours {
+  public:
+    explicit FewColours(int limit) : limit_{static_cast<std::size_t>(limit)} { slots_.fill(kFree); }
+
+    // False when it is one more than the limit.
+    bool add(std::uint32_t colour) {
+        // Multiplicative hashing (Knuth); at most 256 of 1024 slots are taken.
+        std::size_t slot = colour * 2'654'435'761U >> 22;
+        while (slots_[slot] != kFree && slots_[slot] != colour) slot = (slot + 1) % slots_.size();
+        if (slots_[slot] == colour) return true;
+        if (colours_.size() == limit_) return false;
+        slots_[slot] = colour;
+        colours_.push_back(colour);
+        return true;
+    }
+    const std::vector<std::uint32_t>& colours() const { return colours_; }
+
+  private:
+    static constexpr std::uint32_t kFree = ~0U;
+    std::size_t limit_;
+    std::array<std::uint32_t, 1024> slots_;
+    std::vector<std::uint32_t> colours_;
+};
+
+// Adds the colours of a row; false when they are too many.
+bool add_row(std::span<const std::uint8_t> rgb, FewColours& colours) {
+    std::uint32_t previous = ~0U;
+    for (std::size_t at = 0; at < rgb.size(); at += 3) {
+        const std::uint32_t colour = static_cast<std::uint32_t>(rgb[at]) << 16 |
+                                     static_cast<std::uint32_t>(rgb[at + 1]) << 8 | rgb[at + 2];
+        if (colour != previous && !colours.add(colour)) return false;
+        previous = colour;
+    }
+    return true;
+}
+
+// --- median cut ---
 
 struct Cell {
     std::array<std::uint8_t, 3> channel;  // 0 to 31
@@ -29,7 +73,7 @@ struct Box {
 };
 
 Box measure(const std::vector<Cell>& cells, std::size_t first, std::size_t last) {
-    std::array<int, 3> low{31, 31, 31}, high{0, 0, 0};
+    std::array<int, 3> low{kSide - 1, kSide - 1, kSide - 1}, high{0, 0, 0};
     Box box{first, last, 0, 0, 0};
     for (std::size_t i = first; i < last; ++i) {
         box.count += cells[i].count;
@@ -45,18 +89,25 @@ Box measure(const std::vector<Cell>& cells, std::size_t first, std::size_t last)
     return box;
 }
 
-// Sorts the box along its widest channel and finds where half of its pixels lie on each side.
-std::size_t split_point(std::vector<Cell>& cells, const Box& box) {
+// Cuts a box of two cells or more across its widest channel, as near to half of its pixels as a plane can,
+// and gives the place of the cut: cells before it lie below the plane.
+std::size_t cut(std::vector<Cell>& cells, const Box& box) {
     const auto channel = static_cast<std::size_t>(box.widest);
-    std::sort(cells.begin() + static_cast<std::ptrdiff_t>(box.first),
-              cells.begin() + static_cast<std::ptrdiff_t>(box.last),
-              [channel](const Cell& a, const Cell& b) { return a.channel[channel] < b.channel[channel]; });
-    std::int64_t seen = 0;
-    for (std::size_t i = box.first; i + 1 < box.last; ++i) {
-        seen += cells[i].count;
-        if (seen * 2 >= box.count) return i + 1;
+    const auto begin = cells.begin() + static_cast<std::ptrdiff_t>(box.first),
+               end = cells.begin() + static_cast<std::ptrdiff_t>(box.last);
+    std::array<std::int64_t, kSide> planes{};
+    int low = kSide, high = 0;
+    for (auto cell = begin; cell != end; ++cell) {
+        const int at = cell->channel[channel];
+        planes[static_cast<std::size_t>(at)] += cell->count;
+        low = std::min(low, at), high = std::max(high, at);
     }
-    return box.last - 1;
+    int plane = low + 1;
+    std::int64_t below = planes[static_cast<std::size_t>(low)];
+    while (plane < high && below * 2 < box.count) below += planes[static_cast<std::size_t>(plane++)];
+    const auto middle =
+        std::stable_partition(begin, end, [&](const Cell& cell) { return cell.channel[channel] < plane; });
+    return static_cast<std::size_t>(middle - cells.begin());
 }
 
 Rgba mean_colour(const std::vector<Cell>& cells, const Box& box) {
@@ -71,120 +122,72 @@ Rgba mean_colour(const std::vector<Cell>& cells, const Box& box) {
     return {mean(0), mean(1), mean(2), 255};
 }
 
-// The nearest palette entry for every cell, worked out when first asked for.
-class Nearest {
-  public:
-    explicit Nearest(const Palette& palette) : palette_{palette}, cache_(kCells, -1) {}
-
-    int operator()(int r, int g, int b) {
-        std::int16_t& known = cache_[static_cast<std::size_t>(cell_of(r, g, b))];
-        if (known < 0) known = static_cast<std::int16_t>(search(r | 4, g | 4, b | 4));
-        return known;
-    }
-
-    // Without the cell's rounding: for palettes that hold the exact colour.
-    int search(int r, int g, int b) const {
-        int best = 0, best_distance = std::numeric_limits<int>::max();
-        for (std::size_t i = 0; i < palette_.size(); ++i) {
-            const int dr = palette_[i].r - r, dg = palette_[i].g - g, db = palette_[i].b - b;
-            const int distance = dr * dr + dg * dg + db * db;
-            if (distance < best_distance) best = static_cast<int>(i), best_distance = distance;
+// The cells that have pixels.
+std::vector<Cell> histogram(const Bitmap& bitmap) {
+    constexpr int kRows = 16;
+    const int workers = std::min(thread_count(), (bitmap.height() - 1) / kRows + 1);
+    std::vector<std::vector<std::uint32_t>> counts(static_cast<std::size_t>(workers));
+    std::atomic<int> next{0};
+    parallel_bands(workers, 1, [&](int worker, int) {
+        auto& count = counts[static_cast<std::size_t>(worker)];
+        count.resize(kCells);
+        std::vector<std::uint8_t> rgb(static_cast<std::size_t>(bitmap.width()) * 3);
+        for (int row = next.fetch_add(kRows); row < bitmap.height(); row = next.fetch_add(kRows)) {
+            for (int y = row; y < std::min(row + kRows, bitmap.height()); ++y) {
+                row_to_rgb(bitmap, y, 0, rgb);
+                for (std::size_t at = 0; at < rgb.size(); at += 3)
+                    ++count[static_cast<std::size_t>(cell_of(rgb[at], rgb[at + 1], rgb[at + 2]))];
+            }
         }
-        return best;
+    });
+    std::vector<Cell> cells;
+    for (int i = 0; i < kCells; ++i) {
+        std::int64_t total = 0;
+        for (const auto& count : counts) total += count.empty() ? 0 : count[static_cast<std::size_t>(i)];
+        if (total > 0)
+            cells.push_back({{static_cast<std::uint8_t>(i >> 10), static_cast<std::uint8_t>(i >> 5 & 31),
+                              static_cast<std::uint8_t>(i & 31)},
+                             total});
     }
-
-  private:
-    const Palette& palette_;
-    std::vector<std::int16_t> cache_;
-};
-
-class IndexWriter {
-  public:
-    IndexWriter(std::span<std::uint8_t> row, bool packed) : row_{row}, packed_{packed} {
-        if (packed) std::ranges::fill(row, std::uint8_t{0});
-    }
-    void put(int x, int index) {
-        const auto at = static_cast<std::size_t>(x);
-        if (!packed_)
-            row_[at] = static_cast<std::uint8_t>(index);
-        else if (index)
-            row_[at / 8] = static_cast<std::uint8_t>(row_[at / 8] | 0x80U >> (at % 8));
-    }
-
-  private:
-    std::span<std::uint8_t> row_;
-    bool packed_;
-};
-
-// One row of error diffusion; error and next hold sixteenths for 3 channels, with a margin of one pixel.
-void diffuse_row(std::span<const std::uint8_t> rgb, std::vector<int>& error, std::vector<int>& next,
-                 const Palette& palette, Nearest& nearest, IndexWriter out) {
-    const int width = static_cast<int>(rgb.size() / 3);
-    std::ranges::fill(next, 0);
-    for (int x = 0; x < width; ++x) {
-        const std::size_t at = static_cast<std::size_t>(x) * 3, e = at + 3;
-        std::array<int, 3> want{};
-        for (std::size_t c = 0; c < 3; ++c)
-            want[c] = std::clamp(rgb[at + c] + (error[e + c] + 8) / 16, 0, 255);
-        const int index = nearest(want[0], want[1], want[2]);
-        const Rgba& got = palette[static_cast<std::size_t>(index)];
-        const std::array<int, 3> have{got.r, got.g, got.b};
-        for (std::size_t c = 0; c < 3; ++c) {
-            const int off = want[c] - have[c];
-            error[e + 3 + c] += off * 7;
-            next[e - 3 + c] += off * 3;
-            next[e + c] += off * 5;
-            next[e + 3 + c] += off;
-        }
-        out.put(x, index);
-    }
+    return cells;
 }
 
 }  // namespace
 
 Palette exact_palette(const Bitmap& bitmap, int limit) {
-    std::unordered_map<std::uint32_t, int> seen;
-    Palette palette;
-    std::vector<std::uint8_t> rgb(static_cast<std::size_t>(bitmap.width()) * 3);
-    std::uint32_t previous = ~0U;
-    for (int y = 0; y < bitmap.height(); ++y) {
-        row_to_rgb(bitmap, y, 0, rgb);
-        for (std::size_t at = 0; at < rgb.size(); at += 3) {
-            const std::uint32_t key = static_cast<std::uint32_t>(rgb[at]) << 16 |
-                                      static_cast<std::uint32_t>(rgb[at + 1]) << 8 | rgb[at + 2];
-            if (key == previous) continue;
-            previous = key;
-            if (!seen.try_emplace(key, 0).second) continue;
-            if (static_cast<int>(palette.size()) == limit) return {};
-            palette.push_back({rgb[at], rgb[at + 1], rgb[at + 2], 255});
+    // Parts of the image count by themselves; joined in their order, they give the order of the whole.
+    constexpr int kRows = 64;
+    const int parts = (bitmap.height() + kRows - 1) / kRows;
+    std::vector<FewColours> found(static_cast<std::size_t>(parts), FewColours{limit});
+    std::atomic<bool> too_many{false};
+    parallel_bands(parts, 1, [&](int first, int last) {
+        std::vector<std::uint8_t> rgb(static_cast<std::size_t>(bitmap.width()) * 3);
+        for (int y = first * kRows; y < std::min(last * kRows, bitmap.height()) && !too_many; ++y) {
+            row_to_rgb(bitmap, y, 0, rgb);
+            if (!add_row(rgb, found[static_cast<std::size_t>(y / kRows)])) too_many = true;
         }
+    });
+    FewColours all{limit};
+    for (const FewColours& part : found)
+        for (const std::uint32_t colour : part.colours()) too_many = too_many || !all.add(colour);
+    if (too_many) return {};
+    Palette palette;
+    for (const std::uint32_t colour : all.colours()) {
+        palette.push_back({static_cast<std::uint8_t>(colour >> 16), static_cast<std::uint8_t>(colour >> 8),
+                           static_cast<std::uint8_t>(colour), 255});
     }
     return palette;
 }
 
 Palette optimised_palette(const Bitmap& bitmap, int count) {
-    std::vector<std::int64_t> histogram(kCells);
-    std::vector<std::uint8_t> rgb(static_cast<std::size_t>(bitmap.width()) * 3);
-    for (int y = 0; y < bitmap.height(); ++y) {
-        row_to_rgb(bitmap, y, 0, rgb);
-        for (std::size_t at = 0; at < rgb.size(); at += 3)
-            ++histogram[static_cast<std::size_t>(cell_of(rgb[at], rgb[at + 1], rgb[at + 2]))];
-    }
-    std::vector<Cell> cells;
-    for (int i = 0; i < kCells; ++i) {
-        const std::int64_t n = histogram[static_cast<std::size_t>(i)];
-        if (n > 0)
-            cells.push_back({{static_cast<std::uint8_t>(i >> 10), static_cast<std::uint8_t>(i >> 5 & 31),
-                              static_cast<std::uint8_t>(i & 31)},
-                             n});
-    }
+    std::vector<Cell> cells = histogram(bitmap);
     std::vector<Box> boxes{measure(cells, 0, cells.size())};
     while (static_cast<int>(boxes.size()) < count) {
         const auto weight = [](const Box& box) { return box.count * box.extent; };
         const auto widest = std::ranges::max_element(boxes, {}, weight);
         if (widest->extent == 0) break;
         const Box box = *widest;
-        const std::size_t middle = split_point(cells, box);
+        const std::size_t middle = cut(cells, box);
         *widest = measure(cells, box.first, middle);
         boxes.push_back(measure(cells, middle, box.last));
     }
@@ -195,28 +198,9 @@ Palette optimised_palette(const Bitmap& bitmap, int count) {
 
 Result<Bitmap> map_to_palette(const Bitmap& bitmap, const Palette& palette, int bits, bool diffuse,
                               const Limits& limits) {
-    auto result = Bitmap::create_unfilled(bitmap.width(), bitmap.height(), bits, limits);
-    if (!result) return result;
-    result->metadata() = bitmap.metadata();
-    result->set_palette(palette);
-    Nearest nearest{palette};
-    const auto width = static_cast<std::size_t>(bitmap.width());
-    std::vector<std::uint8_t> rgb(width * 3);
-    std::vector<int> error(width * 3 + 6), next(width * 3 + 6);
-    for (int y = 0; y < bitmap.height(); ++y) {
-        row_to_rgb(bitmap, y, 0, rgb);
-        IndexWriter out{result->writable_row(y), result->layout() == Layout::bit1};
-        if (diffuse) {
-            diffuse_row(rgb, error, next, palette, nearest, out);
-            error.swap(next);
-            continue;
-        }
-        for (int x = 0; x < bitmap.width(); ++x) {
-            const std::size_t at = static_cast<std::size_t>(x) * 3;
-            out.put(x, nearest.search(rgb[at], rgb[at + 1], rgb[at + 2]));
-        }
-    }
-    return result;
+    Context context;
+    context.limits = limits;
+    return dithered(bitmap, palette, bits, diffuse ? Dither::floyd_steinberg : Dither::none, context);
 }
 
 }  // namespace quillmark::imaging

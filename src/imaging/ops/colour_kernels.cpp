@@ -7,7 +7,7 @@ namespace quillmark::imaging {
 namespace {
 
 // Arithmetic stays in 16 bits wherever it can: twice the pixels per step. Everything here is inlined into
-// the loops below, which exist once for the baseline and once for AVX2.
+// the loops below, which exist once for the baseline and once for AVX2. The channels never overlap: ivdep.
 using Level = std::int16_t;
 
 inline Level narrow(int value) { return static_cast<Level>(value); }
@@ -20,12 +20,18 @@ inline Extent extent(Level r, Level g, Level b) {
     return {std::min(std::min(r, g), b), std::max(std::max(r, g), b)};
 }
 
+// Without a branch, whatever the compiler makes of its surroundings: one would keep a loop from vectorising.
+inline Level chosen(bool first, Level a, Level b) {
+    const int mask = -static_cast<int>(first);
+    return narrow((a & mask) | (b & ~mask));
+}
+
 // The hue's place on the hexagon whose sides are delta = high - low long: -delta to 5 delta, 0 being red.
 inline Level hexagon(Level r, Level g, Level b, Extent e) {
     const Level delta = narrow(e.high - e.low);
     const Level red = narrow(g - b), green = narrow(2 * delta + b - r), blue = narrow(4 * delta + r - g);
-    const Level rest = e.high == g ? green : blue;
-    return e.high == r ? red : rest;
+    const Level rest = chosen(e.high == g, green, blue);
+    return chosen(e.high == r, red, rest);
 }
 
 inline Level clamped(Level value, Level high) { return std::min(std::max(value, Level{0}), high); }
@@ -37,12 +43,15 @@ inline Level magnitude(int value) {
 
 inline std::uint8_t byte(float value) { return static_cast<std::uint8_t>(static_cast<int>(value + 0.5F)); }
 
+// value, or 1 for 0 (added, not chosen, so that no branch comes of it).
+inline float divisor(int value) { return static_cast<float>(value + static_cast<int>(value == 0)); }
+
 inline std::uint8_t hue_of(Level r, Level g, Level b, Extent e) {
-    const int delta = e.high - e.low;
-    const int place = hexagon(r, g, b, e);
-    const int around = place < 0 ? place + 6 * delta : place;
+    const Level delta = narrow(e.high - e.low);
+    const Level place = hexagon(r, g, b, e);
+    const Level around = narrow(place + chosen(place < 0, narrow(6 * delta), 0));
     // 256 steps for 6 delta; the step after the last is the first.
-    const float steps = static_cast<float>(around * 128) / static_cast<float>(std::max(3 * delta, 1));
+    const float steps = static_cast<float>(around * 128) / divisor(3 * delta);
     return static_cast<std::uint8_t>(static_cast<int>(steps + 0.5F) & 255);
 }
 
@@ -53,7 +62,8 @@ __attribute__((target_clones("avx2", "default"))) void turn_hue(ChannelRows rows
     // The turn in sides of the hexagon, -3 to 3, times 8192.
     const int turn = ((tenths % 3600) + 3600 + 1800) % 3600 - 1800;
     const Level scaled = narrow(static_cast<int>(std::lround(turn * 8192.0 / 600.0)));
-    std::uint8_t* __restrict r = rows.r, * __restrict g = rows.g, * __restrict b = rows.b;
+    std::uint8_t *r = rows.r, *g = rows.g, *b = rows.b;
+#pragma GCC ivdep
     for (std::size_t i = 0; i < count; ++i) {
         const Level red = r[i], green = g[i], blue = b[i];
         const Extent e = extent(red, green, blue);
@@ -75,12 +85,12 @@ __attribute__((target_clones("avx2", "default"))) void turn_hue(ChannelRows rows
 
 __attribute__((target_clones("avx2", "default"))) void scale_saturation(ChannelRows rows, std::size_t count,
                                                                         float factor) {
-    std::uint8_t* __restrict r = rows.r, * __restrict g = rows.g, * __restrict b = rows.b;
+    std::uint8_t *r = rows.r, *g = rows.g, *b = rows.b;
+#pragma GCC ivdep
     for (std::size_t i = 0; i < count; ++i) {
         const Extent e = extent(r[i], g[i], b[i]);
         const auto high = static_cast<float>(e.high);
-        const auto delta = static_cast<float>(std::max(narrow(e.high - e.low), Level{1}));
-        const float most = high / delta;  // full saturation: the smallest channel reaches 0
+        const float most = high / divisor(e.high - e.low);  // full saturation: the smallest channel reaches 0
         const float f = factor < most ? factor : most;
         r[i] = byte(high - static_cast<float>(e.high - r[i]) * f);
         g[i] = byte(high - static_cast<float>(e.high - g[i]) * f);
@@ -91,7 +101,8 @@ __attribute__((target_clones("avx2", "default"))) void scale_saturation(ChannelR
 __attribute__((target_clones("avx2", "default"))) void luminance8(ConstChannelRows rows, std::uint8_t* out,
                                                                   std::size_t count) {
     const std::uint8_t *r = rows.r, *g = rows.g, *b = rows.b;
-    std::uint8_t* __restrict to = out;
+    std::uint8_t* to = out;
+#pragma GCC ivdep
     for (std::size_t i = 0; i < count; ++i)
         to[i] = static_cast<std::uint8_t>((r[i] * 19595U + g[i] * 38470U + b[i] * 7471U + 32768U) >> 16);
 }
@@ -99,7 +110,8 @@ __attribute__((target_clones("avx2", "default"))) void luminance8(ConstChannelRo
 __attribute__((target_clones("avx2", "default"))) void luminance16(ConstChannelRows rows, std::uint16_t* out,
                                                                    std::size_t count, int bits) {
     const std::uint8_t *r = rows.r, *g = rows.g, *b = rows.b;
-    std::uint16_t* __restrict to = out;
+    std::uint16_t* to = out;
+#pragma GCC ivdep
     for (std::size_t i = 0; i < count; ++i) {
         const std::uint32_t sum = r[i] * 19595U + g[i] * 38470U + b[i] * 7471U;
         to[i] = static_cast<std::uint16_t>((sum * 257U + 32768U) >> 16 >> (16 - bits));
@@ -109,7 +121,8 @@ __attribute__((target_clones("avx2", "default"))) void luminance16(ConstChannelR
 __attribute__((target_clones("avx2", "default"))) void to_cmy(ConstChannelRows rows, ChannelRows cmy,
                                                               std::size_t count) {
     const std::uint8_t *r = rows.r, *g = rows.g, *b = rows.b;
-    std::uint8_t* __restrict c = cmy.r, * __restrict m = cmy.g, * __restrict y = cmy.b;
+    std::uint8_t *c = cmy.r, *m = cmy.g, *y = cmy.b;
+#pragma GCC ivdep
     for (std::size_t i = 0; i < count; ++i) {
         c[i] = static_cast<std::uint8_t>(~r[i]);
         m[i] = static_cast<std::uint8_t>(~g[i]);
@@ -120,7 +133,8 @@ __attribute__((target_clones("avx2", "default"))) void to_cmy(ConstChannelRows r
 __attribute__((target_clones("avx2", "default"))) void to_cmyk(ConstChannelRows rows, ChannelRows cmy,
                                                                std::uint8_t* k, std::size_t count) {
     const std::uint8_t *r = rows.r, *g = rows.g, *b = rows.b;
-    std::uint8_t* __restrict c = cmy.r, * __restrict m = cmy.g, * __restrict y = cmy.b, * __restrict black = k;
+    std::uint8_t *c = cmy.r, *m = cmy.g, *y = cmy.b, *black = k;
+#pragma GCC ivdep
     for (std::size_t i = 0; i < count; ++i) {
         const std::uint8_t high = std::max(std::max(r[i], g[i]), b[i]);
         c[i] = static_cast<std::uint8_t>(high - r[i]);
@@ -134,13 +148,13 @@ __attribute__((target_clones("avx2", "default"))) void to_hsv(ConstChannelRows r
                                                               std::uint8_t* s, std::uint8_t* v,
                                                               std::size_t count) {
     const std::uint8_t *r = rows.r, *g = rows.g, *b = rows.b;
-    std::uint8_t* __restrict hue = h, * __restrict saturation = s, * __restrict value = v;
+    std::uint8_t *hue = h, *saturation = s, *value = v;
+#pragma GCC ivdep
     for (std::size_t i = 0; i < count; ++i) {
         const Extent e = extent(r[i], g[i], b[i]);
         const int delta = e.high - e.low;
         hue[i] = hue_of(r[i], g[i], b[i], e);
-        saturation[i] =
-            byte(static_cast<float>(255 * delta) / static_cast<float>(std::max(e.high, Level{1})));
+        saturation[i] = byte(static_cast<float>(255 * delta) / divisor(e.high));
         value[i] = static_cast<std::uint8_t>(e.high);
     }
 }
@@ -149,14 +163,14 @@ __attribute__((target_clones("avx2", "default"))) void to_hls(ConstChannelRows r
                                                               std::uint8_t* l, std::uint8_t* s,
                                                               std::size_t count) {
     const std::uint8_t *r = rows.r, *g = rows.g, *b = rows.b;
-    std::uint8_t* __restrict hue = h, * __restrict lightness = l, * __restrict saturation = s;
+    std::uint8_t *hue = h, *lightness = l, *saturation = s;
+#pragma GCC ivdep
     for (std::size_t i = 0; i < count; ++i) {
         const Extent e = extent(r[i], g[i], b[i]);
         const int delta = e.high - e.low, sum = e.high + e.low;
         hue[i] = hue_of(r[i], g[i], b[i], e);
         lightness[i] = static_cast<std::uint8_t>((sum + 1) >> 1);
-        saturation[i] =
-            byte(static_cast<float>(255 * delta) / static_cast<float>(std::max(std::min(sum, 510 - sum), 1)));
+        saturation[i] = byte(static_cast<float>(255 * delta) / divisor(std::min(sum, 510 - sum)));
     }
 }
 

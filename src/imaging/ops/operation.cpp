@@ -211,6 +211,15 @@ Result<Bitmap> cropped(const Bitmap& bitmap, const Rect& rect, const Limits& lim
     return result;
 }
 
+Result<Bitmap> pasted(const Bitmap& target, const Bitmap& source, Point at, const Region* region,
+                      const Limits& limits) {
+    if (target.empty() || source.empty()) return Error{Fault::malformed, "no image"};
+    const Rect place = Rect{at.x, at.y, source.width(), source.height()}.intersected(whole(target));
+    if (place.empty()) return target;
+    const Region inside = region ? region->clipped(place) : Region::rectangle(place);
+    return inside.empty() ? target : put_region(target, source, at, inside, limits);
+}
+
 Result<Bitmap> apply(const Operation& operation, const Bitmap& bitmap, std::span<const int> arguments,
                      const Region* region, const Context& context) {
     if (bitmap.empty()) return Error{Fault::malformed, "no image"};

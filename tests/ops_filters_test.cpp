@@ -1,0 +1,478 @@
+// Filters: smoothing and relief against slow plain twins, known answers, parts, threads and odd sizes.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+
+#include "imaging/bitmap.h"
+#include "imaging/ops/levels.h"
+#include "imaging/ops/operation.h"
+#include "imaging/ops/relief.h"
+#include "imaging/threads.h"
+
+namespace quillmark::imaging {
+namespace {
+
+struct Form {
+    int bits;
+    bool gray;
+};
+constexpr std::array kForms{Form{8, true}, Form{12, true}, Form{16, true}, Form{24, false}, Form{32, false}};
+
+std::uint16_t sample(const Bitmap& bitmap, int x, int y, int channel) {
+    const LevelForm form = level_form(bitmap);
+    if (form.wide) return bitmap.row16(y)[static_cast<std::size_t>(x)];
+    return bitmap.row(y)[static_cast<std::size_t>(x * form.channels + channel)];
+}
+
+void set_sample(Bitmap& bitmap, int x, int y, int channel, int value) {
+    const LevelForm form = level_form(bitmap);
+    if (form.wide)
+        bitmap.writable_row16(y)[static_cast<std::size_t>(x)] = static_cast<std::uint16_t>(value);
+    else
+        bitmap.writable_row(y)[static_cast<std::size_t>(x * form.channels + channel)] =
+            static_cast<std::uint8_t>(value);
+}
+
+int highest(const Bitmap& bitmap) { return level_form(bitmap).wide ? (1 << bitmap.bits()) - 1 : 255; }
+
+Bitmap blank(int width, int height, Form form) {
+    auto made = Bitmap::create(width, height, form.bits, {}, form.gray);
+    EXPECT_TRUE(made);
+    return *made;
+}
+
+// Slopes, hard edges and noise: many levels, and runs of equal ones.
+Bitmap picture(int width, int height, Form form, unsigned seed = 1) {
+    Bitmap bitmap = blank(width, height, form);
+    std::mt19937 random{seed};
+    const auto top = static_cast<unsigned>(highest(bitmap));
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x)
+            for (int c = 0; c < level_form(bitmap).channels; ++c) {
+                const unsigned slope = static_cast<unsigned>(x * 3 + y * 2 + c * 40) * (top / 255 + 1);
+                const unsigned edge = (x / 13 + y / 7) % 3 == 0 ? top : 0;
+                const unsigned value = (x / 20 + c) % 2 ? random() : random() % 4 ? slope : edge;
+                set_sample(bitmap, x, y, c, static_cast<int>(value % (top + 1)));
+            }
+    return bitmap;
+}
+
+bool same_pixels(const Bitmap& a, const Bitmap& b) {
+    if (a.width() != b.width() || a.height() != b.height() || a.layout() != b.layout()) return false;
+    for (int y = 0; y < a.height(); ++y)
+        if (!std::ranges::equal(a.row(y), b.row(y))) return false;
+    return true;
+}
+
+Bitmap run(std::string_view name, const Bitmap& bitmap, std::initializer_list<int> arguments) {
+    const Operation* operation = find_operation(name);
+    EXPECT_NE(operation, nullptr) << name;
+    auto result = apply(*operation, bitmap, std::span{arguments.begin(), arguments.size()}, nullptr, {});
+    EXPECT_TRUE(result);
+    return *result;
+}
+
+// The window's samples, borders repeated.
+std::vector<int> window(const Bitmap& in, int x, int y, int channel, int radius) {
+    std::vector<int> values;
+    for (int dy = -radius; dy <= radius; ++dy)
+        for (int dx = -radius; dx <= radius; ++dx)
+            values.push_back(sample(in, std::clamp(x + dx, 0, in.width() - 1),
+                                    std::clamp(y + dy, 0, in.height() - 1), channel));
+    return values;
+}
+
+template <typename Rule>
+Bitmap slowly(const Bitmap& in, int radius, Rule rule) {
+    Bitmap out = in;
+    EXPECT_TRUE(out.detach());
+    for (int y = 0; y < in.height(); ++y)
+        for (int x = 0; x < in.width(); ++x)
+            for (int c = 0; c < std::min(level_form(in).channels, 3); ++c)
+                set_sample(out, x, y, c, rule(window(in, x, y, c, radius)));
+    return out;
+}
+
+struct Size {
+    int width, height;
+};
+constexpr std::array kSizes{Size{1, 1}, Size{1, 37}, Size{65, 3}, Size{150, 70}};
+
+class Windows : public testing::TestWithParam<int> {};
+
+TEST_P(Windows, AverageIsTheRoundedMean) {
+    const int size = GetParam() | 1;
+    for (const Form form : kForms)
+        for (const auto [width, height] : kSizes) {
+            const Bitmap in = picture(width, height, form);
+            const Bitmap expected = slowly(in, size / 2, [](const std::vector<int>& values) {
+                std::int64_t sum = 0;
+                for (const int value : values) sum += value;
+                const auto count = static_cast<std::int64_t>(values.size());
+                return static_cast<int>((2 * sum + count) / (2 * count));
+            });
+            EXPECT_TRUE(same_pixels(run("Average", in, {GetParam()}), expected))
+                << form.bits << " bits " << width << "x" << height;
+        }
+}
+
+TEST_P(Windows, MedianIsExact) {
+    const int size = std::min(GetParam() | 1, 127);
+    for (const Form form : kForms)
+        for (const auto [width, height] : kSizes) {
+            const Bitmap in = picture(width, height, form);
+            const Bitmap expected = slowly(in, size / 2, [](std::vector<int> values) {
+                std::ranges::nth_element(values,
+                                         values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2));
+                return values[values.size() / 2];
+            });
+            EXPECT_TRUE(same_pixels(run("Median", in, {size}), expected))
+                << form.bits << " bits " << width << "x" << height;
+        }
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, Windows, testing::Values(1, 2, 3, 5, 7, 9, 11, 13, 15, 17, 31));
+
+// Exchange networks are right when they are right for zeros and ones; a 5x5 window has 2^25 of those.
+TEST(Median, NetworkOfFiveSortsEveryPatternOfZerosAndOnes) {
+    constexpr int kWide = 4096, kTall = 340;
+    std::mt19937 random{7};
+    // A window's ones are dense near the middle count, where a wrong exchange shows.
+    for (int round = 0; round < 3; ++round) {
+        Bitmap in = blank(kWide, kTall, {8, true});
+        for (int y = 0; y < kTall; ++y)
+            for (int x = 0; x < kWide; ++x)
+                set_sample(in, x, y, 0, random() % 100 < 44U + 6U * round ? 1 : 0);
+        const Bitmap out = run("Median", in, {5});
+        for (int y = 2; y < kTall - 2; ++y)
+            for (int x = 2; x < kWide - 2; ++x) {
+                int ones = 0;
+                for (int dy = -2; dy <= 2; ++dy)
+                    for (int dx = -2; dx <= 2; ++dx) ones += sample(in, x + dx, y + dy, 0);
+                ASSERT_EQ(sample(out, x, y, 0), ones >= 13 ? 1 : 0);
+            }
+    }
+}
+
+TEST(Median, LargestWindowOfExtremeLevels) {
+    Bitmap in = blank(140, 131, {8, true});
+    for (int y = 0; y < in.height(); ++y)
+        for (int x = 0; x < in.width(); ++x) set_sample(in, x, y, 0, x % 2 || y % 2 ? 255 : 0);
+    EXPECT_EQ(sample(run("Median", in, {127}), 70, 65, 0), 255);
+}
+
+TEST(Average, LargestWindowOfTheHighestLevelStaysThere) {
+    for (const Form form : kForms) {
+        Bitmap in = blank(300, 280, form);
+        for (int y = 0; y < in.height(); ++y)
+            for (int x = 0; x < in.width(); ++x)
+                for (int c = 0; c < level_form(in).channels; ++c) set_sample(in, x, y, c, highest(in));
+        EXPECT_TRUE(same_pixels(run("Average", in, {255}), in)) << form.bits;
+    }
+}
+
+TEST(Average, LargestWindowIsTheRoundedMean) {
+    const Bitmap in = picture(40, 9, {24, false});
+    const Bitmap out = run("Average", in, {255});
+    for (const Point at : {Point{0, 0}, Point{20, 4}, Point{39, 8}}) {
+        std::int64_t sum = 0;
+        for (const int value : window(in, at.x, at.y, 1, 127)) sum += value;
+        EXPECT_EQ(sample(out, at.x, at.y, 1), (2 * sum + 65025) / (2 * 65025));
+    }
+}
+
+TEST(Mosaic, BlocksTakeTheirMean) {
+    for (const Form form : kForms)
+        for (const int size : {2, 7, 64, 1000}) {
+            const Bitmap in = picture(65, 23, form);
+            const Bitmap out = run("Mosaic", in, {size});
+            for (int y = 0; y < in.height(); ++y)
+                for (int x = 0; x < in.width(); ++x)
+                    for (int c = 0; c < std::min(3, level_form(in).channels); ++c) {
+                        std::int64_t sum = 0, count = 0;
+                        for (int v = y / size * size; v < std::min(in.height(), y / size * size + size); ++v)
+                            for (int u = x / size * size; u < std::min(in.width(), x / size * size + size);
+                                 ++u, ++count)
+                                sum += sample(in, u, v, c);
+                        ASSERT_EQ(sample(out, x, y, c), (2 * sum + count) / (2 * count))
+                            << form.bits << " bits, size " << size << " at " << x << "," << y;
+                    }
+        }
+}
+
+TEST(AddNoise, IsEvenBoundedAndOwnToItsSeed) {
+    for (const Form form : kForms) {
+        Bitmap in = blank(400, 300, form);
+        const int middle = highest(in) / 2, bound = (highest(in) + 9) / 10;
+        for (int y = 0; y < in.height(); ++y)
+            for (int x = 0; x < in.width(); ++x)
+                for (int c = 0; c < level_form(in).channels; ++c) set_sample(in, x, y, c, middle);
+        const Bitmap out = run("AddNoise", in, {100, 5});
+        EXPECT_TRUE(same_pixels(out, run("AddNoise", in, {100, 5})));
+        EXPECT_FALSE(same_pixels(out, run("AddNoise", in, {100, 6})));
+        double sum = 0, squares = 0, along = 0;
+        int least = 0, greatest = 0;
+        for (int y = 0; y < in.height(); ++y)
+            for (int x = 0; x < in.width(); ++x) {
+                const int change = sample(out, x, y, 0) - middle;
+                sum += change, squares += double{1} * change * change;
+                if (x > 0) along += double{1} * change * (sample(out, x - 1, y, 0) - middle);
+                least = std::min(least, change), greatest = std::max(greatest, change);
+            }
+        const double count = 120'000, variance = squares / count, amplitude = highest(in) / 10.0;
+        EXPECT_LE(greatest, bound);
+        EXPECT_GE(least, -bound);
+        EXPECT_GT(greatest, 0.95 * amplitude);
+        EXPECT_LT(least, -0.95 * amplitude);
+        EXPECT_NEAR(sum / count, 0, amplitude / 100);
+        EXPECT_NEAR(variance, amplitude * amplitude / 3, amplitude * amplitude / 30);
+        EXPECT_NEAR(along / count / variance, 0, 0.02);  // neighbours know nothing of each other
+    }
+}
+
+// Weights from the upper left, written down from the textbook definitions.
+struct KernelCase {
+    int code;
+    std::array<int, 9> weights;
+    bool absolute;
+};
+const std::array kKernels{
+    KernelCase{0, {1, 1, 1, 1, -2, 1, -1, -1, -1}, false},
+    KernelCase{3, {-1, -1, 1, -1, -2, 1, 1, 1, 1}, false},
+    KernelCase{6, {1, 1, -1, 1, -2, -1, 1, 1, -1}, false},
+    KernelCase{10, {0, 1, 0, 1, -4, 1, 0, 1, 0}, true},
+    KernelCase{11, {1, 1, 1, 1, -8, 1, 1, 1, 1}, true},
+    KernelCase{12, {1, 0, 1, 0, -4, 0, 1, 0, 1}, true},
+    KernelCase{13, {1, -2, 1, -2, 4, -2, 1, -2, 1}, true},
+    KernelCase{20, {-1, -2, -1, 0, 0, 0, 1, 2, 1}, true},
+    KernelCase{21, {-1, 0, 1, -2, 0, 2, -1, 0, 1}, true},
+    KernelCase{30, {-1, -1, -1, 0, 0, 0, 1, 1, 1}, true},
+    KernelCase{31, {-1, 0, 1, -1, 0, 1, -1, 0, 1}, true},
+    KernelCase{40, {0, 0, 0, 1, -1, 0, 0, 0, 0}, true},
+    KernelCase{41, {0, 1, 0, 0, -1, 0, 0, 0, 0}, true},
+    KernelCase{42, {1, 0, 0, 0, -1, 0, 0, 0, 0}, true},
+    KernelCase{50, {-1, -1, -1, 2, 2, 2, -1, -1, -1}, false},
+    KernelCase{51, {-1, 2, -1, -1, 2, -1, -1, 2, -1}, false},
+    KernelCase{52, {2, -1, -1, -1, 2, -1, -1, -1, 2}, false},
+    KernelCase{53, {-1, -1, 2, -1, 2, -1, 2, -1, -1}, false},
+};
+
+std::int64_t weigh(const std::vector<int>& values, const std::array<int, 9>& weights) {
+    std::int64_t sum = 0;
+    for (std::size_t i = 0; i < 9; ++i) sum += std::int64_t{values[i]} * weights[i];
+    return sum;
+}
+
+TEST(SpatialFilter, FollowsTheKernels) {
+    for (const Form form : kForms)
+        for (const auto [width, height] : kSizes)
+            for (const KernelCase& kernel : kKernels) {
+                const Bitmap in = picture(width, height, form);
+                const Bitmap expected = slowly(in, 1, [&](const std::vector<int>& values) {
+                    const std::int64_t sum = weigh(values, kernel.weights);
+                    return static_cast<int>(
+                        std::clamp<std::int64_t>(kernel.absolute ? std::abs(sum) : sum, 0, highest(in)));
+                });
+                EXPECT_TRUE(same_pixels(run("SpatialFilter", in, {kernel.code}), expected))
+                    << kernel.code << ": " << form.bits << " bits " << width << "x" << height;
+            }
+}
+
+TEST(SpatialFilter, BothDirectionsGiveTheLengthOfTheGradient) {
+    for (const Form form : kForms)
+        for (const int centre : {1, 2}) {
+            const Bitmap in = picture(65, 31, form);
+            const Bitmap expected = slowly(in, 1, [&](const std::vector<int>& values) {
+                const auto x = static_cast<double>(weigh(values, {-1, 0, 1, -centre, 0, centre, -1, 0, 1}));
+                const auto y = static_cast<double>(weigh(values, {-1, -centre, -1, 0, 0, 0, 1, centre, 1}));
+                return static_cast<int>(std::min<long>(std::lround(std::sqrt(x * x + y * y)), highest(in)));
+            });
+            EXPECT_TRUE(same_pixels(run("SpatialFilter", in, {centre == 1 ? 32 : 22}), expected))
+                << form.bits;
+        }
+}
+
+// A bright point answers in the direction that the names say.
+TEST(SpatialFilter, GradientsPointWhereTheyAreNamedAfter) {
+    constexpr std::array<Point, 8> kDirections{
+        {{0, -1}, {1, -1}, {1, 0}, {1, 1}, {0, 1}, {-1, 1}, {-1, 0}, {-1, -1}}};
+    for (int code = 0; code < 8; ++code) {
+        Bitmap in = blank(5, 5, {8, true});
+        const Point to = kDirections[static_cast<std::size_t>(code)];
+        for (int y = 0; y < 5; ++y)
+            for (int x = 0; x < 5; ++x) set_sample(in, x, y, 0, 100 + 5 * ((x - 2) * to.x + (y - 2) * to.y));
+        const int along = sample(run("SpatialFilter", in, {code}), 2, 2, 0);
+        const int against = sample(run("SpatialFilter", in, {(code + 4) % 8}), 2, 2, 0);
+        EXPECT_GT(along, 20) << code;
+        EXPECT_EQ(against, 0) << code;
+    }
+}
+
+TEST(SpatialFilter, FamiliesHoldEveryCodeOnceInOrder) {
+    const Parameter& parameter = find_operation("SpatialFilter")->parameters[0];
+    std::vector<int> codes;
+    for (const FilterFamily& family : filter_families())
+        for (const Choice& choice : family.choices) codes.push_back(choice.value);
+    ASSERT_EQ(codes.size(), 25U);
+    EXPECT_TRUE(std::ranges::equal(codes, parameter.choices, {}, {}, &Choice::value));
+    EXPECT_TRUE(std::ranges::adjacent_find(codes, std::greater_equal{}) == codes.end());
+    EXPECT_EQ(filter_families().size(), 6U);
+}
+
+TEST(Sharpen, AddsTheDifferenceFromTheBinomialMean) {
+    for (const Form form : kForms)
+        for (const int amount : {-1000, -250, 500, 1000}) {
+            const Bitmap in = picture(65, 31, form);
+            const Bitmap out = run("Sharpen", in, {amount});
+            int worst = 0;
+            for (int y = 0; y < in.height(); ++y)
+                for (int x = 0; x < in.width(); ++x) {
+                    const auto values = window(in, x, y, 0, 1);
+                    const double mean = static_cast<double>(weigh(values, {1, 2, 1, 2, 4, 2, 1, 2, 1})) / 16;
+                    const double exact = std::clamp(values[4] + amount / 1000.0 * (values[4] - mean), 0.0,
+                                                    static_cast<double>(highest(in)));
+                    worst = std::max(worst, static_cast<int>(std::abs(sample(out, x, y, 0) - exact) + 0.499));
+                }
+            EXPECT_LE(worst, 0) << form.bits << " bits, amount " << amount;
+        }
+}
+
+TEST(Emboss, SlopesTowardsTheUpperLeftAreBright) {
+    Bitmap in = blank(5, 5, {24, false});
+    for (int y = 0; y < 5; ++y)
+        for (int x = 0; x < 5; ++x) set_sample(in, x, y, 1, 10 * (x + y));
+    const Bitmap out = run("Emboss", in, {100});
+    EXPECT_EQ(sample(out, 2, 2, 1), 128 + 40);
+    EXPECT_EQ(sample(out, 2, 2, 0), 128);
+    EXPECT_EQ(sample(run("Emboss", in, {250}), 2, 2, 1), 228);
+    EXPECT_EQ(sample(run("Emboss", in, {1000}), 2, 2, 1), 255);
+}
+
+TEST(EdgeComponent, IsTheSignedDifferenceAroundTheMiddle) {
+    Bitmap in = blank(3, 3, {16, true});
+    set_sample(in, 1, 1, 0, 16'000);
+    // The mean is 4/16 of the point: the difference 12000.
+    EXPECT_EQ(sample(run("EdgeComponent", in, {16}), 1, 1, 0), 32'768 + 12'000);
+    EXPECT_EQ(sample(run("EdgeComponent", in, {8}), 1, 1, 0), 32'768 + 6'000);
+    EXPECT_EQ(sample(run("EdgeComponent", in, {16}), 0, 0, 0), 32'768 - 1'000);
+    EXPECT_EQ(sample(run("EdgeComponent", in, {0}), 1, 1, 0), 32'768);
+}
+
+// --- what holds for all of them ---
+
+struct Call {
+    std::string_view name;
+    std::vector<int> arguments;
+};
+
+std::vector<Call> calls() {
+    std::vector<Call> all;
+    for (const auto family : {smoothing_operations(), relief_operations()})
+        for (const Operation& operation : family) {
+            const Parameter& first = operation.parameters[0];
+            if (first.choices.empty())
+                for (const int value : {first.high, 15, 5, 3}) all.push_back({operation.name, {value}});
+            for (const Choice& choice : first.choices) all.push_back({operation.name, {choice.value}});
+        }
+    return all;
+}
+
+Bitmap palette_picture(int bits) {
+    auto made = Bitmap::create(61, 35, bits, {});
+    EXPECT_TRUE(made);
+    std::mt19937 random{3};
+    Palette palette;
+    for (int i = 0; i < 1 << bits; ++i)
+        palette.push_back({static_cast<std::uint8_t>(random()), static_cast<std::uint8_t>(random()), 7});
+    made->set_palette(palette);
+    for (int y = 0; y < made->height(); ++y)
+        for (auto& byte : made->writable_row(y))
+            byte = static_cast<std::uint8_t>(bits == 1 ? random() : random() % (1U << bits));
+    return *made;
+}
+
+std::vector<Bitmap> pictures() {
+    std::vector<Bitmap> all;
+    for (const Form form : kForms) all.push_back(picture(61, 35, form));
+    for (const int bits : {1, 4, 8}) all.push_back(palette_picture(bits));
+    return all;
+}
+
+TEST(Filters, PartsEqualTheWhole) {
+    const auto all = calls();
+    ASSERT_GE(all.size(), 50U);
+    for (const Bitmap& in : pictures())
+        for (const Call& call : all) {
+            const Operation& operation = *find_operation(call.name);
+            const auto whole = apply(operation, in, call.arguments, nullptr, {});
+            ASSERT_TRUE(whole);
+            for (const Rect part : {Rect{7, 5, 20, 11}, Rect{0, 30, 61, 5}, Rect{60, 0, 1, 1}}) {
+                const auto alone = apply_part(operation, in, call.arguments, nullptr, part, {});
+                const auto expected = cropped(*whole, part, {});
+                ASSERT_TRUE(alone && expected);
+                EXPECT_TRUE(same_pixels(*alone, *expected))
+                    << call.name << " " << call.arguments[0] << ", " << in.bits() << " bits";
+            }
+        }
+}
+
+TEST(Filters, ThreadsMakeNoDifference) {
+    for (const Form form : kForms) {
+        const Bitmap in = picture(150, 333, form);
+        for (const Call& call : calls()) {
+            const Operation& operation = *find_operation(call.name);
+            set_thread_count(1);
+            const auto alone = apply(operation, in, call.arguments, nullptr, {});
+            for (const int threads : {2, 7}) {
+                set_thread_count(threads);
+                const auto shared = apply(operation, in, call.arguments, nullptr, {});
+                ASSERT_TRUE(alone && shared);
+                EXPECT_TRUE(same_pixels(*alone, *shared)) << call.name << " " << call.arguments[0];
+            }
+            set_thread_count(0);
+        }
+    }
+}
+
+TEST(Filters, ThinImagesWork) {
+    for (const auto [width, height] : {Size{1, 1}, Size{1, 10'000}, Size{10'000, 1}})
+        for (const Form form : kForms) {
+            const Bitmap in = picture(width, height, form);
+            for (const Call& call : calls()) {
+                // A 63-pixel radius over 16-bit samples is right but slow; nothing here depends on it.
+                const auto out = apply(*find_operation(call.name), in, call.arguments, nullptr, {});
+                ASSERT_TRUE(out) << call.name;
+                EXPECT_EQ(out->width(), width);
+                EXPECT_EQ(out->height(), height);
+            }
+        }
+}
+
+TEST(Filters, AlphaStaysAndTheInputToo) {
+    const Bitmap in = picture(61, 35, {32, false});
+    const Bitmap before = picture(61, 35, {32, false});
+    for (const Call& call : calls()) {
+        const auto out = apply(*find_operation(call.name), in, call.arguments, nullptr, {});
+        ASSERT_TRUE(out);
+        for (int y = 0; y < in.height(); ++y)
+            for (int x = 0; x < in.width(); ++x)
+                ASSERT_EQ(sample(*out, x, y, 3), sample(in, x, y, 3)) << call.name;
+    }
+    EXPECT_TRUE(same_pixels(in, before));
+}
+
+TEST(Filters, StopWhenAskedTo) {
+    const Bitmap in = picture(61, 135, {24, false});
+    Context context;
+    context.progress = [](std::int64_t, std::int64_t) { return false; };
+    for (const Call& call : calls()) {
+        const auto out = apply(*find_operation(call.name), in, call.arguments, nullptr, context);
+        ASSERT_FALSE(out) << call.name;
+        EXPECT_EQ(out.error().fault, Fault::cancelled);
+    }
+}
+
+}  // namespace
+}  // namespace quillmark::imaging
