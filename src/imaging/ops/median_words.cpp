@@ -31,7 +31,8 @@ struct SearchRow {
         const auto half = static_cast<Word>(size * size / 2);
         Lanes found{};
         for (int bit = bits - 1; bit >= 0; --bit) {
-            const Lanes level = found | static_cast<Word>(1U << bit);
+            const auto mark = static_cast<Word>(1U << bit);
+            const Lanes level = found | mark;
             Lanes below{};
             for (int dy = 0; dy < size; ++dy) {
                 const Word* row = rows[dy] + x;
