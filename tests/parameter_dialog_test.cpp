@@ -199,7 +199,7 @@ TEST(ParameterText, PeoplesUnits) {
     const Case cases[] = {{"tenths of a percent", -505, "-50.5", "%"},
                           {"hundredths", 10, "0.10", ""},
                           {"hundredths", 1000, "10.00", ""},
-                          {"hundredths of a degree", 4512, "45.12", "°"},
+                          {"hundredths of a degree clockwise", 4512, "45.12", "° clockwise"},
                           {"pixels", 255, "255", "pixels"},
                           {"percent", 100, "100", "%"},
                           {"sixteenths", 3, "3", "sixteenths"}};
@@ -265,13 +265,14 @@ TEST_F(ParameterDialogTest, ColourResolutionGivesCodes) {
     auto& bits = part<QComboBox>("Bits");
     ASSERT_EQ(bits.count(), 4);
     EXPECT_EQ(bits.currentData(), 8);
-    EXPECT_EQ(part<QComboBox>("PaletteOption").currentData(), 0);  // 0 is one of its codes
+    EXPECT_EQ(part<QComboBox>("PaletteOption").currentData(), 1);
+    EXPECT_EQ(part<QComboBox>("PaletteOption").currentText(), "Optimised");
     bits.setCurrentIndex(3);
-    part<QComboBox>("DitherOption").setCurrentIndex(1);
+    part<QComboBox>("DitherOption").setCurrentIndex(0);
     dialog->accept();
     EXPECT_EQ(control.Bits, 24);
-    EXPECT_EQ(control.PaletteOption, 0);
-    EXPECT_EQ(control.DitherOption, 1);
+    EXPECT_EQ(control.PaletteOption, 1);
+    EXPECT_EQ(control.DitherOption, 0);
 }
 
 TEST_F(ParameterDialogTest, SpatialFilterListsItsFamily) {
@@ -534,7 +535,7 @@ TEST_F(ParameterDialogTest, WholeImageOperationsBecomeExact) {
     ASSERT_TRUE(wait_for([this] { return note("previewNote") == "Approximate"; }));
     ASSERT_TRUE(settled());
     EXPECT_EQ(note("previewNote"), "");
-    const int arguments[] = {8, 0, 0};
+    const int arguments[] = {8, 1, 1};
     const auto whole = imaging::apply(kColorResOp, control.Bitmap, arguments, nullptr, {});
     const QSize pane = pane_size();
     const Rect part{800 - pane.width() / 2, 600 - pane.height() / 2, pane.width(), pane.height()};
