@@ -84,6 +84,11 @@ class NumberField final : public ParameterField {
         QFont small = hint_->font();
         small.setPointSizeF(small.pointSizeF() * 0.9);
         hint_->setFont(small);
+        QPalette colours = hint_->palette();
+        QColor quiet = colours.color(QPalette::WindowText);
+        quiet.setAlphaF(0.7F);
+        colours.setColor(QPalette::PlaceholderText, quiet);
+        hint_->setPalette(colours);
     }
 
     // What is wrong, or else the range in a quieter voice: the line is never empty, so that nothing jumps.
