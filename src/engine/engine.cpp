@@ -19,7 +19,11 @@ void Engine::SetBitmap(const imaging::Bitmap& bitmap) {
     info_.height = bitmap.height();
     info_.bits = bitmap.bits();
     info_.size_mem = bytes_in_memory(info_.width, info_.height, info_.bits);
-    if (!same_size && HasRgn()) FreeRgn();
+    if (!same_size) {
+        SetFloaterVisible(false);
+        floater_.source = {};
+        if (HasRgn()) FreeRgn();
+    }
     emit bitmap_changed();
 }
 
@@ -59,13 +63,37 @@ void Engine::SetBitonalScaling(int method) {
 }
 
 void Engine::SetDstClipRect(int left, int top, int width, int height) {
-    clip_ = QRectF{QPointF(left, top), QSizeF(width, height)}.intersected(dst_);
+    clip_ = QRectF{from_scale(left, true), from_scale(top, false), from_scale(width, true),
+                   from_scale(height, false)}
+                .intersected(dst_);
 }
 
 void Engine::ForceRepaint() { emit repaint_requested(); }
 
 double Engine::in_scale(double pixels, bool horizontal) const {
     return scale_mode_ == kTwips ? pixels * (horizontal ? twips_x_ : twips_y_) : pixels;
+}
+
+double Engine::from_scale(double value, bool horizontal) const {
+    return scale_mode_ == kTwips ? value / (horizontal ? twips_x_ : twips_y_) : value;
+}
+
+QPointF Engine::bitmap_point(QPointF device) const {
+    if (dst_.isEmpty()) return {};
+    return {(device.x() - dst_.left()) * bitmap_.width() / dst_.width(),
+            (device.y() - dst_.top()) * bitmap_.height() / dst_.height()};
+}
+
+// What floats stays over the same pixels when the view scrolls or zooms under it.
+void Engine::SetDisplayRectangles(const QRectF& dst, const QRectF& clip) {
+    if (floater_.visible && !dst_.isEmpty() && dst != dst_) {
+        const double scale_x = dst.width() / dst_.width(), scale_y = dst.height() / dst_.height();
+        const QPointF from_corner = floater_.rect.topLeft() - dst_.topLeft();
+        floater_.rect = {dst.left() + from_corner.x() * scale_x, dst.top() + from_corner.y() * scale_y,
+                         floater_.rect.width() * scale_x, floater_.rect.height() * scale_y};
+    }
+    dst_ = dst;
+    clip_ = clip;
 }
 
 void Engine::run(const std::function<void(const Report&)>& work) {

@@ -128,10 +128,14 @@ class Engine : public QObject {
     double DstClipTop() const { return in_scale(clip_.top(), false); }
     double DstClipWidth() const { return in_scale(clip_.width(), true); }
     double DstClipHeight() const { return in_scale(clip_.height(), false); }
+    /// The part of the display rectangle that counts; what lies outside of it is cut off.
     void SetDstClipRect(int left, int top, int width, int height);
     /// Device pixels; set by the view.
-    void SetDisplayRectangles(const QRectF& dst, const QRectF& clip) { dst_ = dst, clip_ = clip; }
+    void SetDisplayRectangles(const QRectF& dst, const QRectF& clip);
     const QRectF& display_rectangle() const { return dst_; }
+    /// The place in the image, bitmap pixels with fractions, that is displayed at a position in device
+    /// pixels.
+    QPointF bitmap_point(QPointF device) const;
     void SetTwipsPerPixel(double x, double y) { twips_x_ = x, twips_y_ = y; }
     /// Repaints the displayed image now.
     void ForceRepaint();
@@ -150,6 +154,35 @@ class Engine : public QObject {
     /// freehand.
     void SetRgnTracking(int shape) { region_tracking_ = shape; }
     int RgnTracking() const { return region_tracking_; }
+    /// The pixels of the region's bounds, in the image's own form; empty without a region.
+    imaging::Bitmap RgnPixels() const;
+    /// Puts pixels into the image with their top left pixel at (x, y), inside the region where there is one.
+    Code PutPixels(const imaging::Bitmap& pixels, int x, int y);
+    /// 0 and 1 the arrow, 5 the moving arrows, 99 the text pointer.
+    void SetMousePointer(int pointer);
+    int MousePointer() const { return mouse_pointer_; }
+
+    // The floating copy: the region's pixels of a source, hovering over the image. Units follow ScaleMode.
+    /// source has the size of the image; the shape is the region as it is now.
+    void SetFloater(const imaging::Bitmap& source);
+    const imaging::Bitmap& Floater() const { return floater_.source; }
+    /// The pixels of Floater that float, where they were lifted.
+    const imaging::Region& FloaterRgn() const { return floater_.region; }
+    void SetFloaterVisible(bool visible);
+    bool FloaterVisible() const { return floater_.visible; }
+    /// Where the region's bounds are displayed; exact, so that a drag moves by what the mouse moved and a
+    /// click by nothing.
+    void SetFloaterRect(double left, double top, double width, double height);
+    void MoveFloater(double left, double top);
+    double FloaterLeft() const { return in_scale(floater_.rect.left(), true); }
+    double FloaterTop() const { return in_scale(floater_.rect.top(), false); }
+    double FloaterWidth() const { return in_scale(floater_.rect.width(), true); }
+    double FloaterHeight() const { return in_scale(floater_.rect.height(), false); }
+    /// Device pixels.
+    const QRectF& floater_rectangle() const { return floater_.rect; }
+    /// Combines the floating pixels with the image inside the region, as if their bounds had been moved to
+    /// (left, top) in bitmap pixels, and hides them.
+    Code DropFloater(int left, int top);
 
     // Text and paint-effect state. Text is drawn from the top left corner of its box, in one line that ends
     // with the image, not with the box. It has the size on the screen that the font states: at 25 % it takes
@@ -228,6 +261,8 @@ class Engine : public QObject {
     void display_changed();  ///< zoom, mode or display preferences
     void repaint_requested();
     void region_changed();
+    void floater_changed();
+    void pointer_changed();
     void partly_loaded();  ///< rows have arrived at loading()
 
   private:
@@ -244,6 +279,7 @@ class Engine : public QObject {
     imaging::Context context(const Report& report) const;
     const imaging::Region* region() const { return HasRgn() ? &region_ : nullptr; }
     double in_scale(double pixels, bool horizontal) const;
+    double from_scale(double value, bool horizontal) const;
     void note_damage(const imaging::Outcome& outcome);
     Code take(imaging::Result<imaging::Outcome> outcome);
 
@@ -272,6 +308,13 @@ class Engine : public QObject {
     imaging::Region region_;
     int region_frame_ = 0;
     int region_tracking_ = 0;
+    int mouse_pointer_ = 0;
+    struct {
+        imaging::Bitmap source;
+        imaging::Region region;
+        bool visible = false;
+        QRectF rect;  // device pixels
+    } floater_;
     std::vector<imaging::Bitmap> planes_;
     std::vector<std::int64_t> histogram_;
     QFont font_;

@@ -1,7 +1,8 @@
-// The selection of the control.
+// The selection of the control, and its pixels while they float.
 #include <cmath>
 
 #include "engine/engine.h"
+#include "imaging/ops/operation.h"
 
 namespace quillmark::engine {
 
@@ -17,6 +18,56 @@ bool Engine::IsPtInRgn(double x, double y) const {
 void Engine::SetRgnFrameType(int type) {
     region_frame_ = type;
     emit region_changed();
+}
+
+imaging::Bitmap Engine::RgnPixels() const {
+    if (bitmap_.empty() || region_.empty()) return {};
+    const auto pixels = imaging::cropped(bitmap_, region_.bounds(), {});
+    return pixels ? *pixels : imaging::Bitmap{};
+}
+
+Code Engine::PutPixels(const imaging::Bitmap& pixels, int x, int y) {
+    return apply(
+        [&](const imaging::Bitmap& bitmap, const imaging::Region* selected, const imaging::Context& context) {
+            return imaging::pasted(bitmap, pixels, {x, y}, selected, context.limits);
+        });
+}
+
+void Engine::SetMousePointer(int pointer) {
+    mouse_pointer_ = pointer;
+    emit pointer_changed();
+}
+
+void Engine::SetFloater(const imaging::Bitmap& source) {
+    floater_.source = source;
+    floater_.region = region_;
+    emit floater_changed();
+}
+
+void Engine::SetFloaterVisible(bool visible) {
+    if (floater_.visible == visible) return;
+    floater_.visible = visible;
+    emit floater_changed();
+}
+
+void Engine::SetFloaterRect(double left, double top, double width, double height) {
+    floater_.rect = {from_scale(left, true), from_scale(top, false), from_scale(width, true),
+                     from_scale(height, false)};
+    emit floater_changed();
+}
+
+void Engine::MoveFloater(double left, double top) {
+    SetFloaterRect(left, top, FloaterWidth(), FloaterHeight());
+}
+
+Code Engine::DropFloater(int left, int top) {
+    const imaging::Bitmap source = floater_.source;
+    const imaging::Rect lifted = floater_.region.bounds();
+    floater_.source = {};
+    floater_.region = {};
+    SetFloaterVisible(false);
+    if (source.empty() || !HasRgn()) return 0;
+    return PutPixels(source, left - lifted.x, top - lifted.y);
 }
 
 }  // namespace quillmark::engine

@@ -8,10 +8,14 @@
 #include <cmath>
 
 #include "engine/loading.h"
+#include "engine/pointers.h"
 #include "platform/screen.h"
 
 namespace quillmark::engine {
 namespace {
+
+constexpr int kMarchEvery = 150;  // milliseconds
+constexpr int kLongNudge = 10;
 
 int button_code(Qt::MouseButton button) {
     switch (button) {
@@ -40,7 +44,8 @@ BitonalScale bitonal_scale(int method) {
 
 }  // namespace
 
-ImageView::ImageView(Engine& engine, QWidget* parent) : QAbstractScrollArea{parent}, engine_{engine} {
+ImageView::ImageView(Engine& engine, QWidget* parent)
+    : QAbstractScrollArea{parent}, engine_{engine}, selection_{engine} {
     setFrameShape(QFrame::NoFrame);
     setFocusPolicy(Qt::StrongFocus);
     setAccessibleName(tr("Image"));
@@ -60,6 +65,12 @@ ImageView::ImageView(Engine& engine, QWidget* parent) : QAbstractScrollArea{pare
         update_layout();
         viewport()->update();
     });
+    connect(&engine, &Engine::region_changed, this, &ImageView::region_changed);
+    connect(&engine, &Engine::floater_changed, this, [this] {
+        selection_.floater_changed();
+        viewport()->update();
+    });
+    connect(&engine, &Engine::pointer_changed, this, &ImageView::show_pointer);
 }
 
 QSize ImageView::sizeHint() const {
@@ -143,15 +154,29 @@ RenderRequest ImageView::render_request() const {
     return {dst_, visible_part(), bitonal_scale(engine_.BitonalScaling())};
 }
 
-// Draws pixels one to one: at fractional scale factors the viewport may begin inside a device pixel, which
-// would blur everything; the picture then starts at the next whole one.
+// At fractional scale factors the viewport may begin inside a device pixel, which would blur everything; the
+// picture then starts at the next whole one.
+QPointF ImageView::pixel_offset() const {
+    const QPointF origin = QPointF(viewport()->mapTo(window(), QPoint{})) * devicePixelRatioF();
+    return {std::ceil(origin.x()) - origin.x(), std::ceil(origin.y()) - origin.y()};
+}
+
+// Draws pixels one to one.
 void ImageView::draw(QPainter& painter, const QImage& image, QPoint at) {
     const double ratio = devicePixelRatioF();
-    const QPointF origin = QPointF(viewport()->mapTo(window(), QPoint{})) * ratio;
-    const QPointF offset(std::ceil(origin.x()) - origin.x(), std::ceil(origin.y()) - origin.y());
     QImage picture = image;
     picture.setDevicePixelRatio(ratio);
-    painter.drawImage((QPointF(at) + offset) / ratio, picture);
+    painter.drawImage((QPointF(at) + pixel_offset()) / ratio, picture);
+}
+
+imaging::Rect ImageView::visible_pixels() const {
+    const QRectF part = visible_part();
+    if (part.isEmpty()) return {};
+    const QPointF from = engine_.bitmap_point(part.topLeft()), to = engine_.bitmap_point(part.bottomRight());
+    const int left = static_cast<int>(std::floor(from.x())), top = static_cast<int>(std::floor(from.y()));
+    return imaging::Rect{left, top, static_cast<int>(std::ceil(to.x())) - left,
+                         static_cast<int>(std::ceil(to.y())) - top}
+        .intersected({0, 0, engine_.BitmapWidth(), engine_.BitmapHeight()});
 }
 
 QColor ImageView::surround() const { return palette().color(QPalette::Window).darker(120); }
@@ -169,6 +194,7 @@ void ImageView::paintEvent(QPaintEvent*) {
     }
     refresh_cache(wanted);
     draw(painter, transition_.running() ? transition_.picture() : cache_, wanted.exposed.topLeft());
+    draw_selection(painter);
 }
 
 void ImageView::refresh_cache(const RenderRequest& wanted) {
@@ -191,6 +217,54 @@ void ImageView::begin_transition(const QImage& shown) {
     engine_.SetPaintEffect(0);
 }
 
+void ImageView::draw_selection(QPainter& painter) {
+    const double ratio = devicePixelRatioF();
+    painter.scale(1 / ratio, 1 / ratio);
+    painter.translate(pixel_offset());
+    selection_.paint(painter,
+                     {dst_, visible_part(), std::max(1, static_cast<int>(std::lround(ratio))),
+                      bitonal_scale(engine_.BitonalScaling())},
+                     tracker_);
+}
+
+void ImageView::region_changed() {
+    selection_.region_changed();
+    march();
+    viewport()->update();
+}
+
+// The outline moves only while it can be seen, and not for people who want nothing to move.
+void ImageView::march() {
+    const bool animated = style()->styleHint(QStyle::SH_Widget_Animation_Duration, nullptr, this) > 0;
+    if (!animated || !selection_.marches() || !isVisible())
+        marching_.stop();
+    else if (!marching_.isActive())
+        marching_.start(kMarchEvery, this);
+}
+
+void ImageView::showEvent(QShowEvent* event) {
+    QAbstractScrollArea::showEvent(event);
+    march();
+}
+
+void ImageView::timerEvent(QTimerEvent* event) {
+    if (event->timerId() != marching_.timerId()) return QAbstractScrollArea::timerEvent(event);
+    march();
+    const double ratio = devicePixelRatioF();
+    for (const QRect& bar : selection_.march()) {
+        const QRectF logical{QPointF(bar.topLeft()) / ratio, QSizeF(bar.size()) / ratio};
+        viewport()->update(logical.toAlignedRect().adjusted(-1, -1, 1, 1));
+    }
+}
+
+void ImageView::show_pointer() {
+    const int pointer = engine_.MousePointer();
+    if (pointer == kPointerDefault || pointer == kPointerArrow)
+        viewport()->unsetCursor();
+    else
+        viewport()->setCursor(pointer_cursor(pointer, devicePixelRatioF()));
+}
+
 void ImageView::resizeEvent(QResizeEvent* event) {
     QAbstractScrollArea::resizeEvent(event);
     update_layout();
@@ -209,33 +283,60 @@ bool ImageView::viewportEvent(QEvent* event) {
     return QAbstractScrollArea::viewportEvent(event);
 }
 
-namespace {
-
-QPointF in_scale(const Engine& engine, const QMouseEvent& event, double ratio, double twips_x,
-                 double twips_y) {
-    const QPointF pixels = event.position() * ratio;
-    if (engine.ScaleMode() != kTwips) return pixels;
-    return {pixels.x() * twips_x / ratio, pixels.y() * twips_y / ratio};
+QPointF ImageView::device_position(const QMouseEvent& event) const {
+    const QPointF at = event.position() * devicePixelRatioF() - pixel_offset();
+    return {std::floor(at.x()), std::floor(at.y())};
 }
-
-}  // namespace
 
 void ImageView::mousePressEvent(QMouseEvent* event) {
-    const QPointF at = in_scale(engine_, *event, devicePixelRatioF(), platform::twips_per_pixel_x(screen()),
-                                platform::twips_per_pixel_y(screen()));
+    const QPointF at = device_position(*event);
     emit MouseDown(button_code(event->button()), shift_code(event->modifiers()), at.x(), at.y());
+    if (event->button() != Qt::LeftButton || engine_.RgnTracking() == kTrackNone || dst_.isEmpty()) return;
+    tracker_.start(engine_.RgnTracking(), engine_.bitmap_point(at), image_size());
 }
 
+void ImageView::mouseDoubleClickEvent(QMouseEvent* event) { mousePressEvent(event); }
+
 void ImageView::mouseMoveEvent(QMouseEvent* event) {
-    const QPointF at = in_scale(engine_, *event, devicePixelRatioF(), platform::twips_per_pixel_x(screen()),
-                                platform::twips_per_pixel_y(screen()));
+    const QPointF at = device_position(*event);
+    if (tracker_.active()) {
+        tracker_.extend(engine_.bitmap_point(at));
+        viewport()->update();
+        emit tracked();
+    }
     emit MouseMove(button_code(event->buttons()), shift_code(event->modifiers()), at.x(), at.y());
 }
 
 void ImageView::mouseReleaseEvent(QMouseEvent* event) {
-    const QPointF at = in_scale(engine_, *event, devicePixelRatioF(), platform::twips_per_pixel_x(screen()),
-                                platform::twips_per_pixel_y(screen()));
+    const QPointF at = device_position(*event);
+    if (tracker_.active() && event->button() == Qt::LeftButton) {
+        tracker_.extend(engine_.bitmap_point(at));
+        const imaging::Region drawn = tracker_.region();
+        stop_tracking();
+        if (!drawn.empty()) engine_.SetRgn(drawn);
+    }
     emit MouseUp(button_code(event->button()), shift_code(event->modifiers()), at.x(), at.y());
+}
+
+void ImageView::stop_tracking() {
+    tracker_.stop();
+    viewport()->update();
+    emit tracked();
+}
+
+void ImageView::keyPressEvent(QKeyEvent* event) {
+    if (event->key() == Qt::Key_Escape && tracker_.active()) return stop_tracking();
+    const Qt::KeyboardModifiers keys = event->modifiers() & ~Qt::KeypadModifier;
+    const bool plain = keys == Qt::NoModifier || keys == Qt::ShiftModifier;
+    const bool idle = !tracker_.active() && !engine_.FloaterVisible();
+    const int step = keys == Qt::ShiftModifier ? kLongNudge : 1;
+    const QPoint way = event->key() == Qt::Key_Left    ? QPoint{-1, 0}
+                       : event->key() == Qt::Key_Right ? QPoint{1, 0}
+                       : event->key() == Qt::Key_Up    ? QPoint{0, -1}
+                       : event->key() == Qt::Key_Down  ? QPoint{0, 1}
+                                                       : QPoint{};
+    if (way.isNull() || !plain || !engine_.HasRgn()) return QAbstractScrollArea::keyPressEvent(event);
+    if (idle) emit nudge(way.x() * step, way.y() * step);
 }
 
 // The mouse's right button arrives as MouseDown; here the keyboard gets the same menu.

@@ -34,13 +34,16 @@ StatusBar::StatusBar(QWidget* parent) : QWidget{parent} {
     StatWidthHeight = make_field(this, "StatWidthHeight", tr("Width x height"), tr("Press 'Esc' To Stop"));
     StatBPP = make_field(this, "StatBPP", tr("Bits per pixel"), QStringLiteral("24 BPP"));
     StatZoom = make_field(this, "StatZoom", tr("Zoom"), QStringLiteral("STRETCHED"));
+    selection =
+        make_field(this, "selection", tr("Selection: size and position"), tr("9999x9999 at 9999, 9999"));
+    selection->hide();
     StatSize = make_field(this, "StatSize", tr("Size in memory"), QStringLiteral("999,999,999 bytes"));
 
     auto* row = new QHBoxLayout{this};
     row->setContentsMargins(2, 2, 2, 2);
     row->setSpacing(2);
     row->addWidget(first_, 1);
-    for (QLabel* field : {StatWidthHeight, StatBPP, StatZoom, StatSize}) row->addWidget(field);
+    for (QLabel* field : {selection, StatWidthHeight, StatBPP, StatZoom, StatSize}) row->addWidget(field);
     first_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
     setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
 }
@@ -54,6 +57,17 @@ void StatusBar::set_gauge(int percent) { StatGauge->setValue(std::clamp(percent,
 
 void StatusBar::clear() {
     for (QLabel* field : {StatFileName, StatWidthHeight, StatBPP, StatZoom, StatSize}) field->clear();
+    show_selection({});
+}
+
+void StatusBar::show_selection(const imaging::Rect& bounds) {
+    const QString text =
+        bounds.empty()
+            ? QString{}
+            : tr("%1x%2 at %3, %4").arg(bounds.width).arg(bounds.height).arg(bounds.x).arg(bounds.y);
+    selection->setText(text);
+    selection->setAccessibleDescription(text);
+    selection->setVisible(!text.isEmpty());
 }
 
 }  // namespace quillmark::program

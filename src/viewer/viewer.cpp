@@ -49,7 +49,13 @@ Viewer::Viewer(program::FrameFace& frame)
     setFocusProxy(view_);
     connect(&lead1_, &engine::Engine::ProgressStatus, this, &Viewer::LEAD1_ProgressStatus);
     connect(&lead1_, &engine::Engine::EscapePressed, this, [this] { Form_KeyPress(27); });
+    connect(&lead1_, &engine::Engine::region_changed, this, &Viewer::show_selection);
+    connect(&lead1_, &engine::Engine::floater_changed, this, &Viewer::show_selection);
+    connect(view_, &engine::ImageView::tracked, this, &Viewer::show_selection);
     connect(view_, &engine::ImageView::MouseDown, this, &Viewer::LEAD1_MouseDown);
+    connect(view_, &engine::ImageView::MouseMove, this, &Viewer::LEAD1_MouseMove);
+    connect(view_, &engine::ImageView::MouseUp, this, &Viewer::LEAD1_MouseUp);
+    connect(view_, &engine::ImageView::nudge, this, &Viewer::nudge_region);
     connect(view_, &engine::ImageView::zoom_wheel, this,
             [this](int steps) { steps > 0 ? ZoomIn() : ZoomOut(); });
     connect(view_, &engine::ImageView::menu_key, this,
@@ -159,6 +165,7 @@ void Viewer::DisplayStatusBar(const QString&) {
     bar.StatBPP->setText(QStringLiteral("%1 BPP").arg(info.bits));
     show_zoom();
     bar.StatSize->setText(QStringLiteral("%1 bytes").arg(grouped(info.size_mem)));
+    show_selection();
 }
 
 void Viewer::show_zoom() {
@@ -196,6 +203,7 @@ void Viewer::closeEvent(QCloseEvent* event) {
 }
 
 void Viewer::keyPressEvent(QKeyEvent* event) {
+    if (event->key() == Qt::Key_Escape && abandon_drag()) return;
     if (event->key() == Qt::Key_Escape)
         Form_KeyPress(27);
     else if (event->key() == Qt::Key_F10 && event->modifiers() == Qt::ShiftModifier)
@@ -213,10 +221,6 @@ void Viewer::LEAD1_ProgressStatus(int percent) {
     frame_.status_bar().set_gauge(percent);
     // Pending events, Esc among them, come through the loop in which the engine waits.
     if (StopRequested) lead1_.Abort();
-}
-
-void Viewer::LEAD1_MouseDown(int button, int, double, double) {
-    if (button == 2) frame_.tools().show_popup(u"ID_RightClick", QCursor::pos());
 }
 
 }  // namespace quillmark::viewer

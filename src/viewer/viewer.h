@@ -73,6 +73,18 @@ class Viewer final : public program::ImageWindow {
     void Form_KeyPress(int key);
     void LEAD1_ProgressStatus(int percent);
     void LEAD1_MouseDown(int button, int shift, double x, double y);
+    void LEAD1_MouseMove(int button, int shift, double x, double y);
+    void LEAD1_MouseUp(int button, int shift, double x, double y);
+
+    void lift_region();
+    void drop_region();
+    void drop_region_at(int left, int top);
+    void put_back_pixels();
+    void pixels_moved();
+    void nudge_region(int dx, int dy);
+    void record_nudged_rectangle();
+    bool abandon_drag();
+    void show_selection();
 
     void set_title(const QString& source);
     bool size_client_to(int width, int height);

@@ -1,0 +1,37 @@
+// The edge of a selection, for drawing: traced once per selection, drawn in dashes at any zoom.
+#pragma once
+
+#include <QRect>
+#include <QRectF>
+#include <QSize>
+#include <vector>
+
+#include "imaging/region.h"
+
+namespace quillmark::engine {
+
+/// Closed lines along pixel edges, each as its corners, the selected side on the right.
+using Outline = std::vector<std::vector<imaging::Point>>;
+
+/// Every edge between a selected and an unselected pixel, each once. Pixels that meet at a corner only are
+/// walked around separately.
+Outline trace_outline(const imaging::Region& region);
+
+/// How an outline is drawn; device pixels.
+struct OutlineView {
+    QRectF dst;  ///< where the whole image is displayed
+    QSize image;
+    QRect visible;
+    int thickness = 1;
+    int dash = 4;   ///< length
+    int phase = 0;  ///< by how much the dashes have moved on
+};
+
+struct Dashes {
+    std::vector<QRect> dark, light;
+};
+
+/// The outline as dark and light dashes by turns, on the selected side of the edge, as far as visible.
+Dashes outline_dashes(const Outline& outline, const OutlineView& view);
+
+}  // namespace quillmark::engine
