@@ -64,18 +64,6 @@ void turn(FrameFace& frame, ImageWindow& window, const Turn& turn) {
     window.LEAD1().HasRgn() ? turn_region(frame, window, turn) : turn_image(frame, window, turn);
 }
 
-/// Coordinates in twips for a scope; pixels afterwards, also after a failure.
-class TwipScale {
-  public:
-    explicit TwipScale(Engine& image) : image_{image} { image_.SetScaleMode(engine::kTwips); }
-    ~TwipScale() { image_.SetScaleMode(engine::kPixels); }
-    TwipScale(const TwipScale&) = delete;
-    TwipScale& operator=(const TwipScale&) = delete;
-
-  private:
-    Engine& image_;
-};
-
 int rounded(double value) { return static_cast<int>(text::round_half_even(value)); }
 
 // The clip rectangle of the display in bitmap pixels.
@@ -157,7 +145,7 @@ void crop(FrameFace& frame, ImageWindow& window) {
 void C_Crop(FrameFace& frame, ImageWindow& window) {
     const program::WaitPointer wait;
     Engine& image = window.LEAD1();
-    const TwipScale scale{image};
+    image.SetScaleMode(engine::kPixels);  // the unit in which the rectangle was kept
     const imaging::Rect part = selected_part(frame.state(), image);
     image.SetRgnFrameType(0);
     check(image.Trim(part.x, part.y, part.width, part.height), "Trim");

@@ -22,6 +22,9 @@
 #include "support/fake_prompts.h"
 #include "viewer/viewer.h"
 
+/// How a failed comparison shows texts.
+inline void PrintTo(const QString& text, std::ostream* out) { *out << text.toStdString(); }
+
 namespace quillmark::test {
 
 class Desk : public testing::Test {

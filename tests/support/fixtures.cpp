@@ -151,6 +151,15 @@ Bitmap pattern(int width, int height, int bits) {
     return *bitmap;
 }
 
+bool same(const Bitmap& a, const Bitmap& b) {
+    if (a.empty() || b.empty()) return a.empty() && b.empty();
+    if (a.width() != b.width() || a.height() != b.height() || a.bits() != b.bits()) return false;
+    if (a.palette() != b.palette()) return false;
+    for (int y = 0; y < a.height(); ++y)
+        if (!std::ranges::equal(a.row(y), b.row(y))) return false;
+    return true;
+}
+
 std::vector<Fixture> encoded_fixtures(const Codec& codec) {
     std::vector<Fixture> made;
     for (const FormatCode& format : codec.formats) {

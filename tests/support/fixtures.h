@@ -21,6 +21,9 @@ std::string codec_id(const imaging::Codec& codec);
 /// A bitmap with runs, edges and many values at bits per pixel (1 to 8, 16, 24, 32).
 imaging::Bitmap pattern(int width, int height, int bits);
 
+/// Whether both hold the same bytes, depth and palette; two empty ones do.
+bool same(const imaging::Bitmap& a, const imaging::Bitmap& b);
+
 /// A small bitmap in every format code and depth that the codec writes. An encoder that refuses gives empty
 /// bytes.
 std::vector<Fixture> encoded_fixtures(const imaging::Codec& codec);
