@@ -464,6 +464,24 @@ TEST_F(Selecting, AReleaseThatWasLostIsMadeUpFor) {
     EXPECT_EQ(image().Rgn(), Region::rectangle({40, 40, 60, 40}));
 }
 
+TEST_F(Selecting, TheClipRectangleIsInTheUnitInForce) {
+    open_one();
+    use_rectangle();
+    drag({10, 20}, {110, 70});
+    for (const int unit : {engine::kPixels, engine::kTwips}) {
+        image().SetScaleMode(unit);
+        const int per_pixel = static_cast<int>(std::lround(image().DstWidth() / kWidth));
+        EXPECT_EQ(per_pixel == 1, unit == engine::kPixels);
+        image().SetDstClipRect(state().RectLeft * per_pixel, state().RectTop * per_pixel, 100 * per_pixel,
+                               50 * per_pixel);
+        EXPECT_DOUBLE_EQ(image().DstClipLeft(), 10.0 * per_pixel);
+        EXPECT_DOUBLE_EQ(image().DstClipHeight(), 50.0 * per_pixel);
+        image().SetScaleMode(engine::kPixels);
+        EXPECT_DOUBLE_EQ(image().DstClipTop(), 20);
+        EXPECT_DOUBLE_EQ(image().DstClipWidth(), 100);
+    }
+}
+
 TEST_F(Selecting, TheTextPointerComesAndGoes) {
     open_one();
     active().show_text_pointer(true);

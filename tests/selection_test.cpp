@@ -1,6 +1,7 @@
 // What selections are made of: shapes that a drag draws, outlines, floating pixels, pasting.
 #include <gtest/gtest.h>
 
+#include <map>
 #include <set>
 #include <tuple>
 
@@ -25,7 +26,7 @@ Region spots() {  // touching at corners, with a hole, at the image's edge
     return ring;
 }
 
-// Every unit edge between a selected and an unselected pixel: x, y, vertical, selected side behind.
+// Every unit edge between a selected and an unselected pixel: x, y, upright, selected side below or right.
 using UnitEdges = std::set<std::tuple<int, int, bool, bool>>;
 
 UnitEdges unit_edges(const Region& region, Rect area) {
@@ -40,36 +41,100 @@ UnitEdges unit_edges(const Region& region, Rect area) {
     return edges;
 }
 
-TEST(Outline, HoldsEveryEdgeOnce) {
-    for (const Region& region : {spots(), Region::ellipse({3, 2, 31, 17}), Region::rectangle({0, 0, 1, 1}),
-                                 Region::rectangle({5, 0, 1, 37})}) {
+TEST(Outline, HoldsEveryEdgeOnceWithThePixelsOnTheRight) {
+    const Region chequer =
+        Region::where({0, 0, 6, 5}, [](int x, int y) { return (x + y) % 2 == 0 || x == 3; });
+    for (const Region& region : {spots(), chequer, Region::ellipse({3, 2, 31, 17}),
+                                 Region::rectangle({0, 0, 1, 1}), Region::rectangle({5, 0, 1, 37})}) {
         UnitEdges traced;
-        const Outline outline = trace_outline(region);
-        for (const Edge& edge : outline.horizontal)
-            for (int x = edge.from; x < edge.to; ++x)
-                EXPECT_TRUE(traced.insert({x, edge.at, false, edge.opens}).second);
-        for (const Edge& edge : outline.vertical)
-            for (int y = edge.from; y < edge.to; ++y)
-                EXPECT_TRUE(traced.insert({edge.at, y, true, edge.opens}).second);
+        for (const auto& corners : trace_outline(region)) {
+            for (std::size_t i = 0; i < corners.size(); ++i) {
+                const Point a = corners[i], b = corners[(i + 1) % corners.size()];
+                ASSERT_TRUE((a.x == b.x) != (a.y == b.y)) << "each piece is level or upright";
+                for (int x = std::min(a.x, b.x); x < std::max(a.x, b.x); ++x)
+                    EXPECT_TRUE(traced.insert({x, a.y, false, b.x > a.x}).second);
+                for (int y = std::min(a.y, b.y); y < std::max(a.y, b.y); ++y)
+                    EXPECT_TRUE(traced.insert({a.x, y, true, b.y < a.y}).second);
+            }
+        }
         EXPECT_EQ(traced, unit_edges(region, {0, 0, 45, 40}));
     }
     EXPECT_TRUE(trace_outline({}).empty());
 }
 
-TEST(Outline, ARectangleIsFourPieces) {
-    const Outline outline = trace_outline(Region::rectangle({10, 20, 3000, 4000}));
-    EXPECT_EQ(outline.horizontal.size() + outline.vertical.size(), 4U);
+TEST(Outline, HasNoMoreCornersThanItNeeds) {
+    const Outline square = trace_outline(Region::rectangle({10, 20, 3000, 4000}));
+    ASSERT_EQ(square.size(), 1U);
+    EXPECT_EQ(square[0].size(), 4U);
+    const Region ring =
+        Region::where({0, 0, 9, 9}, [](int x, int y) { return x < 3 || x > 5 || y < 3 || y > 5; });
+    EXPECT_EQ(trace_outline(ring).size(), 2U) << "outside and hole";
+    const Region corners = Region::where({0, 0, 2, 2}, [](int x, int y) { return x == y; });
+    EXPECT_EQ(trace_outline(corners).size(), 2U) << "pixels that touch at a corner";
 }
 
-TEST(Outline, BarsLieOnTheSelectedSideAndInSight) {
+// The colour of every device pixel that the dashes cover: 1 dark, 2 light.
+std::map<std::pair<int, int>, int> painted(const Dashes& dashes) {
+    std::map<std::pair<int, int>, int> pixels;
+    int colour = 0;
+    for (const auto* bars : {&dashes.dark, &dashes.light}) {
+        ++colour;
+        for (const QRect& bar : *bars)
+            for (int y = bar.top(); y <= bar.bottom(); ++y)
+                for (int x = bar.left(); x <= bar.right(); ++x) pixels[{x, y}] = colour;
+    }
+    return pixels;
+}
+
+TEST(Outline, DashesLieOnTheSelectedSideAndInSight) {
     const Outline outline = trace_outline(Region::rectangle({2, 3, 4, 5}));
-    const std::vector<QRect> bars =
-        outline_bars(outline, {10, 20, 40, 40}, {20, 20}, {0, 0, 1000, 1000}, 1);  // 200 %
-    std::set<std::tuple<int, int, int, int>> found;
-    for (const QRect& bar : bars) found.insert({bar.x(), bar.y(), bar.width(), bar.height()});
-    EXPECT_EQ(found, (std::set<std::tuple<int, int, int, int>>{
-                         {14, 26, 8, 1}, {14, 35, 8, 1}, {14, 26, 1, 10}, {21, 26, 1, 10}}));
-    EXPECT_TRUE(outline_bars(outline, {10, 20, 40, 40}, {20, 20}, {16, 28, 3, 3}, 1).empty());
+    OutlineView view{{10, 20, 40, 40}, {20, 20}, {0, 0, 1000, 1000}};  // 200 %: 14..22 x 26..36
+    const auto all = painted(outline_dashes(outline, view));
+    int border = 0;
+    for (int y = 20; y < 60; ++y) {
+        for (int x = 10; x < 50; ++x) {
+            const bool inside = x >= 14 && x < 22 && y >= 26 && y < 36;
+            const bool inner = x > 14 && x < 21 && y > 26 && y < 35;
+            EXPECT_EQ(all.contains({x, y}), inside && !inner) << x << ' ' << y;
+            border += inside && !inner;
+        }
+    }
+    EXPECT_EQ(border, static_cast<int>(all.size()));
+    view.visible = {16, 28, 3, 3};
+    EXPECT_TRUE(painted(outline_dashes(outline, view)).empty());
+    view.visible = {0, 0, 18, 30};
+    for (const auto& [at, colour] : painted(outline_dashes(outline, view)))
+        EXPECT_EQ(colour, all.at(at)) << "what is out of sight moves no dash";
+}
+
+TEST(Outline, DashesFollowTheLineAndMoveOn) {
+    const Outline outline = trace_outline(Region::rectangle({0, 0, 20, 30}));
+    OutlineView view{{0, 0, 20, 30}, {20, 30}, {0, 0, 100, 100}};
+    const auto at_rest = painted(outline_dashes(outline, view));
+    for (int x = 1; x < 18; ++x) EXPECT_EQ(at_rest.at({x, 0}), x / 4 % 2 ? 2 : 1) << x;
+    for (int y = 1; y < 28; ++y) EXPECT_EQ(at_rest.at({19, y}), (20 + y) / 4 % 2 ? 2 : 1) << y;
+    for (int x = 2; x < 18; ++x) EXPECT_EQ(at_rest.at({x, 29}), (50 + 19 - x) / 4 % 2 ? 2 : 1) << x;
+    view.phase = 3;
+    const auto later = painted(outline_dashes(outline, view));
+    for (int x = 1; x < 15; ++x) EXPECT_EQ(later.at({x, 0}), at_rest.at({x + 3, 0}));
+}
+
+TEST(Outline, NoPartOfACircleIsOneColour) {
+    const Outline circle = trace_outline(Region::ellipse({0, 0, 300, 300}));
+    const auto pixels = painted(outline_dashes(circle, {{0, 0, 300, 300}, {300, 300}, {0, 0, 300, 300}}));
+    int blocks = 0;
+    for (int top = 0; top < 300; top += 30) {
+        for (int left = 0; left < 300; left += 30) {
+            std::array<int, 3> count{};
+            for (const auto& [at, colour] : pixels)
+                count[static_cast<std::size_t>(colour)] +=
+                    at.first / 30 * 30 == left && at.second / 30 * 30 == top;
+            if (count[1] + count[2] < 20) continue;
+            ++blocks;
+            EXPECT_GT(std::min(count[1], count[2]) * 4, count[1] + count[2]) << left << ' ' << top;
+        }
+    }
+    EXPECT_GT(blocks, 15);
 }
 
 Region drawn(int shape, std::initializer_list<QPointF> points, QSize image = {200, 100}) {

@@ -5,12 +5,14 @@
 
 #include <QApplication>
 #include <QKeyEvent>
+#include <QListWidget>
 #include <QProxyStyle>
 #include <QPushButton>
 #include <QSet>
 #include <QTest>
 
 #include "engine/image_view.h"
+#include "support/desk.h"
 
 namespace quillmark::engine {
 namespace {
@@ -292,6 +294,32 @@ TEST_F(Playing, TheWindowMayCloseInTheMiddle) {
     QPushButton other;
     QCoreApplication::sendEvent(&other, &key);
     EXPECT_EQ(engine_.BitmapWidth(), 60);
+}
+
+class OnTheDesk : public test::Desk {};
+
+TEST_F(OnTheDesk, TheCommandPlaysTheChosenEffect) {
+    start();
+    open(make_image(QStringLiteral("one.png"), 120, 90));
+    QWidget* view = active().view().viewport();
+    view->setFocus();
+    QCoreApplication::processEvents();
+    const QImage before = view->grab().toImage();
+    prompts_.on_dialog = [](QDialog& dialog) {
+        auto* list = dialog.findChild<QListWidget*>();
+        if (!list || list->count() != 555) return 0;
+        list->setCurrentRow(554);
+        dialog.accept();
+        return 1;
+    };
+    click(u"ID_PaintEffects");
+    EXPECT_EQ(prompts_.dialogs, 1);
+    EXPECT_EQ(active().LEAD1().PaintEffect(), 2554);
+    const QImage playing = view->grab().toImage();
+    EXPECT_EQ(active().LEAD1().PaintEffect(), 0);
+    EXPECT_NE(playing, before);
+    EXPECT_FALSE(state().ImageChanged);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return view->grab().toImage() == before; }, 20'000));
 }
 
 }  // namespace

@@ -63,7 +63,9 @@ void Engine::SetBitonalScaling(int method) {
 }
 
 void Engine::SetDstClipRect(int left, int top, int width, int height) {
-    clip_ = QRectF{QPointF(left, top), QSizeF(width, height)}.intersected(dst_);
+    clip_ = QRectF{from_scale(left, true), from_scale(top, false), from_scale(width, true),
+                   from_scale(height, false)}
+                .intersected(dst_);
 }
 
 void Engine::ForceRepaint() { emit repaint_requested(); }

@@ -128,6 +128,7 @@ class Engine : public QObject {
     double DstClipTop() const { return in_scale(clip_.top(), false); }
     double DstClipWidth() const { return in_scale(clip_.width(), true); }
     double DstClipHeight() const { return in_scale(clip_.height(), false); }
+    /// The part of the display rectangle that counts; what lies outside of it is cut off.
     void SetDstClipRect(int left, int top, int width, int height);
     /// Device pixels; set by the view.
     void SetDisplayRectangles(const QRectF& dst, const QRectF& clip);

@@ -133,14 +133,11 @@ std::int64_t Engine::GetColorCount() {
 
 Code Engine::DrawText(const QString& text, int) {
     if (!draw_persistent_ || text.isEmpty()) return 0;
-    const bool shown = !dst_.isEmpty();
-    // Image pixels per display pixel.
-    const double across = shown ? BitmapWidth() / dst_.width() : 1.0,
-                 down = shown ? BitmapHeight() / dst_.height() : 1.0;
-    const bool twips = scale_mode_ == kTwips;
-    const double left = twips ? text_box_.left() / twips_x_ : text_box_.left(),
-                 top = twips ? text_box_.top() / twips_y_ : text_box_.top();
-    const TextPlacement placement{{(left - dst_.left()) * across, (top - dst_.top()) * down},
+    // An instance without a view draws as at 100 %.
+    const QRectF dst = dst_.isEmpty() ? QRectF(0, 0, BitmapWidth(), BitmapHeight()) : dst_;
+    const double across = BitmapWidth() / dst.width(), down = BitmapHeight() / dst.height();
+    const TextPlacement placement{{(from_scale(text_box_.left(), true) - dst.left()) * across,
+                                   (from_scale(text_box_.top(), false) - dst.top()) * down},
                                   kTwipsPerPoint / twips_x_ * across,
                                   kTwipsPerPoint / twips_y_ * down,
                                   text_angle_ / 10.0};
@@ -155,6 +152,7 @@ Code Engine::DrawText(const QString& text, int) {
         return imaging::compose_mask(bitmap, mask->coverage, mask->place, colour, selected, context);
     });
 }
+
 Code Engine::Copy(int) { return kNotAvailable; }
 Code Engine::Paste(int) { return kNotAvailable; }
 Code Engine::Capture(int, int, int, int, int) { return kNotAvailable; }

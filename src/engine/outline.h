@@ -1,4 +1,4 @@
-// The edge of a selection, for drawing: worked out once per selection, drawn at any zoom.
+// The edge of a selection, for drawing: traced once per selection, drawn in dashes at any zoom.
 #pragma once
 
 #include <QRect>
@@ -10,25 +10,28 @@
 
 namespace quillmark::engine {
 
-/// A straight piece of edge between pixel corners, as long as it can be. Horizontal: y = at, x from..to;
-/// vertical: x = at, y from..to.
-struct Edge {
-    int at, from, to;
-    bool opens;  ///< the selected side is below, or to the right
-    friend bool operator==(const Edge&, const Edge&) = default;
-};
+/// Closed lines along pixel edges, each as its corners, the selected side on the right.
+using Outline = std::vector<std::vector<imaging::Point>>;
 
-struct Outline {
-    std::vector<Edge> horizontal, vertical;
-    bool empty() const { return horizontal.empty(); }
-};
-
-/// Every edge between a selected and an unselected pixel, each once. Costs the number of runs.
+/// Every edge between a selected and an unselected pixel, each once. Pixels that meet at a corner only are
+/// walked around separately.
 Outline trace_outline(const imaging::Region& region);
 
-/// The edges inside visible as bars of the given thickness that lie on the selected side. dst is where the
-/// whole image (pixels) is displayed; everything in device pixels.
-std::vector<QRect> outline_bars(const Outline& outline, const QRectF& dst, QSize image, const QRect& visible,
-                                int thickness);
+/// How an outline is drawn; device pixels.
+struct OutlineView {
+    QRectF dst;  ///< where the whole image is displayed
+    QSize image;
+    QRect visible;
+    int thickness = 1;
+    int dash = 4;   ///< length
+    int phase = 0;  ///< by how much the dashes have moved on
+};
+
+struct Dashes {
+    std::vector<QRect> dark, light;
+};
+
+/// The outline as dark and light dashes by turns, on the selected side of the edge, as far as visible.
+Dashes outline_dashes(const Outline& outline, const OutlineView& view);
 
 }  // namespace quillmark::engine

@@ -5,53 +5,49 @@
 namespace quillmark::engine {
 namespace {
 
-constexpr int kStripe = 4;              // pixels of black, then of white
-constexpr std::size_t kSeparate = 256;  // more bars than this are repainted by their bounds
+constexpr int kDash = 4;
+constexpr std::size_t kSeparate = 512;  // more dashes than this are repainted by their bounds
+
+void paint_freehand(QPainter& painter, const Scene& scene, const RegionTracker& tracker, QSize image) {
+    QPolygonF line;
+    for (const imaging::Point& point : tracker.trail())
+        line += QPointF{scene.dst.left() + point.x * scene.dst.width() / image.width(),
+                        scene.dst.top() + point.y * scene.dst.height() / image.height()};
+    QPen pen{Qt::white, static_cast<double>(scene.thickness)};
+    painter.setPen(pen);
+    painter.drawPolyline(line);
+    pen.setColor(Qt::black);
+    pen.setDashPattern({kDash, kDash});
+    painter.setPen(pen);
+    painter.drawPolyline(line);
+}
 
 }  // namespace
 
-// Diagonal stripes: every part of an outline drawn with them shows dashes, on pictures of any colour, and
-// nothing has to be measured along the line.
-QBrush SelectionPainter::stripes(int thickness) const {
-    QImage tile{2 * kStripe, 2 * kStripe, QImage::Format_RGB32};
-    for (int y = 0; y < tile.height(); ++y) {
-        for (int x = 0; x < tile.width(); ++x)
-            tile.setPixel(x, y, (x + y + phase_) / kStripe % 2 ? qRgb(255, 255, 255) : qRgb(0, 0, 0));
-    }
-    QBrush brush{tile};
-    brush.setTransform(QTransform::fromScale(thickness, thickness));
-    return brush;
-}
-
 void SelectionPainter::paint(QPainter& painter, const Scene& scene, const RegionTracker& tracker) {
-    bars_.clear();
+    dashes_ = {};
     if (engine_.FloaterVisible()) paint_floater(painter, scene);
-    const QSize image{engine_.BitmapWidth(), engine_.BitmapHeight()};
-    if (tracker.active() && tracker.freehand() && tracker.trail().size() > 1) {
-        QPolygonF line;
-        for (const imaging::Point& point : tracker.trail())
-            line += QPointF{scene.dst.left() + point.x * scene.dst.width() / image.width(),
-                            scene.dst.top() + point.y * scene.dst.height() / image.height()};
-        painter.setPen(QPen{stripes(scene.thickness), static_cast<double>(scene.thickness)});
-        painter.drawPolyline(line);
-        return;
-    }
+    if (tracker.active() && tracker.freehand() && tracker.trail().size() > 1)
+        return paint_freehand(painter, scene, tracker, {engine_.BitmapWidth(), engine_.BitmapHeight()});
     if (tracker.active()) {
         const Outline drawn = trace_outline(tracker.region());
-        if (!drawn.empty()) return paint_bars(painter, scene, drawn);
+        if (!drawn.empty()) return paint_outline(painter, scene, drawn);
     }
     if (!marches()) return;
     if (!outline_known_) outline_ = trace_outline(engine_.Rgn());
     outline_known_ = true;
-    paint_bars(painter, scene, outline_);
+    paint_outline(painter, scene, outline_);
 }
 
-void SelectionPainter::paint_bars(QPainter& painter, const Scene& scene, const Outline& outline) {
-    bars_ = outline_bars(outline, scene.dst, {engine_.BitmapWidth(), engine_.BitmapHeight()}, scene.visible,
-                         scene.thickness);
+void SelectionPainter::paint_outline(QPainter& painter, const Scene& scene, const Outline& outline) {
+    const QSize image{engine_.BitmapWidth(), engine_.BitmapHeight()};
+    dashes_ = outline_dashes(outline, {scene.dst, image, scene.visible, scene.thickness,
+                                       kDash * scene.thickness, phase_ * scene.thickness});
     painter.setPen(Qt::NoPen);
-    painter.setBrush(stripes(scene.thickness));
-    painter.drawRects(bars_.data(), static_cast<int>(bars_.size()));
+    for (const auto& [colour, bars] : {std::pair{Qt::black, &dashes_.dark}, {Qt::white, &dashes_.light}}) {
+        painter.setBrush(colour);
+        painter.drawRects(bars->data(), static_cast<int>(bars->size()));
+    }
 }
 
 void SelectionPainter::floater_changed() {
@@ -74,14 +70,17 @@ void SelectionPainter::paint_floater(QPainter& painter, const Scene& scene) {
 }
 
 QRegion SelectionPainter::march() {
-    phase_ = (phase_ + 1) % (2 * kStripe);
+    phase_ = (phase_ + 1) % (2 * kDash);
+    const bool separate = dashes_.dark.size() + dashes_.light.size() <= kSeparate;
     QRegion drawn;
     QRect bounds;
-    for (const QRect& bar : bars_) {
-        if (bars_.size() > kSeparate)
-            bounds |= bar;
-        else
-            drawn += bar;
+    for (const auto* bars : {&dashes_.dark, &dashes_.light}) {
+        for (const QRect& bar : *bars) {
+            if (separate)
+                drawn += bar;
+            else
+                bounds |= bar;
+        }
     }
     return drawn + bounds;
 }

@@ -4,7 +4,6 @@
 
 #include <QPainter>
 #include <QRegion>
-#include <vector>
 
 #include "engine/engine.h"
 #include "engine/floater.h"
@@ -37,14 +36,13 @@ class SelectionPainter {
 
   private:
     void paint_floater(QPainter& painter, const Scene& scene);
-    void paint_bars(QPainter& painter, const Scene& scene, const Outline& outline);
-    QBrush stripes(int thickness) const;
+    void paint_outline(QPainter& painter, const Scene& scene, const Outline& outline);
 
     const Engine& engine_;
     Outline outline_;
     bool outline_known_ = false;
     FloaterPicture floater_;
-    std::vector<QRect> bars_;
+    Dashes dashes_;  // as last drawn
     int phase_ = 0;
 };
 

@@ -58,66 +58,83 @@ bool add_row(std::span<const std::uint8_t> rgb, FewColours& colours) {
     return true;
 }
 
-// --- median cut ---
+// --- the palette ---
 
 struct Cell {
     std::array<std::uint8_t, 3> channel;  // 0 to 31
     std::int64_t count;
 };
 
-struct Box {
-    std::size_t first, last;  // cells [first, last)
-    std::int64_t count;
-    int widest;  // channel with the greatest extent
-    int extent;
+// Pixels of some cells: how many, and the sums of their channels.
+struct Mass {
+    std::int64_t count = 0;
+    std::array<std::int64_t, 3> sum{};
+
+    void add(const Cell& cell) {
+        count += cell.count;
+        for (std::size_t c = 0; c < 3; ++c) sum[c] += cell.channel[c] * cell.count;
+    }
+    void add(const Mass& other) {
+        count += other.count;
+        for (std::size_t c = 0; c < 3; ++c) sum[c] += other.sum[c];
+    }
+    Mass without(const Mass& part) const {
+        Mass rest{count - part.count, sum};
+        for (std::size_t c = 0; c < 3; ++c) rest.sum[c] -= part.sum[c];
+        return rest;
+    }
+    // The squared length of the mean, weighted. The more two parts of a box have of it together than the
+    // box, the less they differ from their own means.
+    double weight() const {
+        double squares = 0;
+        for (const std::int64_t s : sum) squares += static_cast<double>(s) * static_cast<double>(s);
+        return count > 0 ? squares / static_cast<double>(count) : 0;
+    }
 };
 
+struct Box {
+    std::size_t first, last;  // cells [first, last)
+    Mass mass;
+    // The best cut: cells whose channel is below plane go to one part.
+    std::size_t channel = 0;
+    int plane = 0;
+    double gain = 0;  // by how much it lessens the squared error; 0: a single cell
+};
+
+// A box with its best cut, tried across every channel at every plane.
 Box measure(const std::vector<Cell>& cells, std::size_t first, std::size_t last) {
-    std::array<int, 3> low{kSide - 1, kSide - 1, kSide - 1}, high{0, 0, 0};
-    Box box{first, last, 0, 0, 0};
+    Box box{.first = first, .last = last, .mass = {}};
+    std::array<std::array<Mass, kSide>, 3> planes{};
     for (std::size_t i = first; i < last; ++i) {
-        box.count += cells[i].count;
-        for (std::size_t c = 0; c < 3; ++c) {
-            low[c] = std::min<int>(low[c], cells[i].channel[c]);
-            high[c] = std::max<int>(high[c], cells[i].channel[c]);
-        }
+        for (std::size_t c = 0; c < 3; ++c) planes[c][cells[i].channel[c]].add(cells[i]);
+        box.mass.add(cells[i]);
     }
-    for (int c = 0; c < 3; ++c) {
-        const auto at = static_cast<std::size_t>(c);
-        if (high[at] - low[at] > box.extent) box.extent = high[at] - low[at], box.widest = c;
+    for (std::size_t c = 0; c < 3; ++c) {
+        Mass below;
+        for (int plane = 1; plane < kSide; ++plane) {
+            below.add(planes[c][static_cast<std::size_t>(plane - 1)]);
+            const Mass above = box.mass.without(below);
+            if (below.count == 0 || above.count == 0) continue;
+            const double gain = below.weight() + above.weight() - box.mass.weight();
+            if (gain > box.gain) box.channel = c, box.plane = plane, box.gain = gain;
+        }
     }
     return box;
 }
 
-// Cuts a box of two cells or more across its widest channel, as near to half of its pixels as a plane can,
-// and gives the place of the cut: cells before it lie below the plane.
+// Orders the cells of a box by its cut and gives the first one of the upper part.
 std::size_t cut(std::vector<Cell>& cells, const Box& box) {
-    const auto channel = static_cast<std::size_t>(box.widest);
-    const auto begin = cells.begin() + static_cast<std::ptrdiff_t>(box.first),
-               end = cells.begin() + static_cast<std::ptrdiff_t>(box.last);
-    std::array<std::int64_t, kSide> planes{};
-    int low = kSide, high = 0;
-    for (auto cell = begin; cell != end; ++cell) {
-        const int at = cell->channel[channel];
-        planes[static_cast<std::size_t>(at)] += cell->count;
-        low = std::min(low, at), high = std::max(high, at);
-    }
-    int plane = low + 1;
-    std::int64_t below = planes[static_cast<std::size_t>(low)];
-    while (plane < high && below * 2 < box.count) below += planes[static_cast<std::size_t>(plane++)];
     const auto middle =
-        std::stable_partition(begin, end, [&](const Cell& cell) { return cell.channel[channel] < plane; });
+        std::stable_partition(cells.begin() + static_cast<std::ptrdiff_t>(box.first),
+                              cells.begin() + static_cast<std::ptrdiff_t>(box.last),
+                              [&](const Cell& cell) { return cell.channel[box.channel] < box.plane; });
     return static_cast<std::size_t>(middle - cells.begin());
 }
 
-Rgba mean_colour(const std::vector<Cell>& cells, const Box& box) {
-    std::array<std::int64_t, 3> sum{};
-    for (std::size_t i = box.first; i < box.last; ++i) {
-        for (std::size_t c = 0; c < 3; ++c) sum[c] += cells[i].channel[c] * cells[i].count;
-    }
+Rgba mean_colour(const Mass& mass) {
     const auto mean = [&](std::size_t c) {
         // 0..31 back to 0..255.
-        return static_cast<std::uint8_t>((sum[c] * 255 + box.count * 31 / 2) / (box.count * 31));
+        return static_cast<std::uint8_t>((mass.sum[c] * 255 + mass.count * 31 / 2) / (mass.count * 31));
     };
     return {mean(0), mean(1), mean(2), 255};
 }
@@ -183,16 +200,15 @@ Palette optimised_palette(const Bitmap& bitmap, int count) {
     std::vector<Cell> cells = histogram(bitmap);
     std::vector<Box> boxes{measure(cells, 0, cells.size())};
     while (static_cast<int>(boxes.size()) < count) {
-        const auto weight = [](const Box& box) { return box.count * box.extent; };
-        const auto widest = std::ranges::max_element(boxes, {}, weight);
-        if (widest->extent == 0) break;
-        const Box box = *widest;
+        const auto best = std::ranges::max_element(boxes, {}, &Box::gain);
+        if (best->gain <= 0) break;
+        const Box box = *best;
         const std::size_t middle = cut(cells, box);
-        *widest = measure(cells, box.first, middle);
+        *best = measure(cells, box.first, middle);
         boxes.push_back(measure(cells, middle, box.last));
     }
     Palette palette;
-    for (const Box& box : boxes) palette.push_back(mean_colour(cells, box));
+    for (const Box& box : boxes) palette.push_back(mean_colour(box.mass));
     return palette;
 }
 

@@ -9,13 +9,14 @@ namespace quillmark::imaging {
 /// appearance; empty when there are more.
 Palette exact_palette(const Bitmap& bitmap, int limit);
 
-/// Up to count colours (2 to 256) that represent the image: median cut over a histogram of 5 bits a channel
-/// (P. Heckbert, Color image quantization for frame buffer display, 1982).
+/// Up to count colours (2 to 256) that represent the image: boxes of a histogram of 5 bits a channel, cut
+/// where the squared error lessens most (X. Wu, Efficient statistical computations for optimal color
+/// quantization, 1991), each box giving its mean.
 Palette optimised_palette(const Bitmap& bitmap, int count);
 
 /// The image on palette at bits per pixel (1 to 8, palette.size() <= 2^bits). diffuse: errors are spread to
-/// the neighbours (Floyd and Steinberg, 1976), else each pixel takes the nearest colour. Deterministic.
-/// Faults: too_large, out_of_memory.
+/// the neighbours (Floyd and Steinberg, 1976), else each pixel takes the nearest colour; ops/dither.h says
+/// how. Faults: malformed (no image), too_large, out_of_memory.
 Result<Bitmap> map_to_palette(const Bitmap& bitmap, const Palette& palette, int bits, bool diffuse,
                               const Limits& limits);
 

@@ -6,6 +6,8 @@
 #include <QMessageBox>
 #include <algorithm>
 
+#include "engine/parameter_dialog.h"
+#include "program/font_dialog.h"
 #include "program/frame_face.h"
 
 namespace quillmark::program {
@@ -74,11 +76,20 @@ int DesktopPrompts::show_modal(QDialog& dialog) {
     return dialog.exec();
 }
 
-engine::Code DesktopPrompts::show_common(engine::CommonDialog&, engine::DialogKind) {
-    return engine::kDialogCancelled;
+engine::Code DesktopPrompts::show_common(engine::CommonDialog& dialog, engine::DialogKind kind) {
+    const imaging::Operation* operation = imaging::find_operation(dialog.Operation);
+    if (!operation) return engine::Engine::kNotAvailable;
+    engine::ParameterDialog window{dialog, kind, *operation, owner_};
+    return window.exec() == QDialog::Accepted ? engine::Code{0} : engine::kDialogCancelled;
 }
 
-bool DesktopPrompts::choose_font(QFont&, QColor&) { return false; }
+bool DesktopPrompts::choose_font(QFont& font, QColor& colour) {
+    FontDialog dialog{font, colour, owner_};
+    if (dialog.exec() != QDialog::Accepted) return false;
+    font = dialog.chosen_font();
+    colour = dialog.chosen_colour();
+    return true;
+}
 
 void DesktopPrompts::beep() { QApplication::beep(); }
 

@@ -28,8 +28,10 @@ enum CombineFlags : int {
 };
 
 /// target with source's rectangle of width x height pixels from (source_x, source_y) on joined into it at
-/// (x, y), clipped to both images and to region. Palette targets are promoted unless flags say copy and the
-/// colours are in the palette. Alpha of the target stays. Faults: malformed (no image), bad_parameter
+/// (x, y), clipped to both images and to region. The source takes the target's form: colours become luminance
+/// (ITU-R BT.601) over 12- and 16-bit greys. Palette targets are promoted unless both have palettes (or
+/// become greys) and the new colours are in the target's; other greys get colours when the source has some.
+/// Alpha of the target stays, that of the source is ignored. Faults: malformed (no image), bad_parameter
 /// (unknown flags), too_large, out_of_memory, cancelled.
 Result<Bitmap> combine(const Bitmap& target, const Rect& place, const Bitmap& source, Point from, int flags,
                        const Region* region, const Context& context);
@@ -38,7 +40,8 @@ enum UnderlayMode : int { kUnderlayTile = 0, kUnderlayStretch = 1 };
 
 /// image as if it were printed on underlay: where image is transparent the underlay shows; where it is opaque
 /// both multiply, so that the texture shows through the light parts. Tiled from the image's corner or
-/// stretched to its size. Faults as combine.
+/// stretched to its size (bilinear). The underlay counts as opaque, and so is what comes out. Other forms as
+/// in combine. Faults as combine, bad_parameter for an unknown mode.
 Result<Bitmap> underlay(const Bitmap& image, const Bitmap& underlay, UnderlayMode mode, const Region* region,
                         const Context& context);
 

@@ -16,7 +16,7 @@ namespace quillmark::imaging {
 namespace {
 
 constexpr int kBlock = 128;   // pixels that a row goes ahead at a time; a multiple of 8
-constexpr int kTogether = 2;  // rows that one thread works on in turns, pixel by pixel: each waits for its
+constexpr int kTogether = 3;  // rows that one thread works on in turns, pixel by pixel: each waits for its
                               // left neighbour's error, so one row alone leaves the processor idle
 constexpr int kMargin = 3;    // pixels beyond both ends of a row, always without error
 constexpr int kDepth = 3;     // rows below that an error reaches
@@ -83,7 +83,7 @@ struct ColourChoice {
     }
     std::uint8_t operator()(const std::array<int, 3>& want, std::array<int, 3>& off) const {
         const int cell = NearestColour::cell_of(want[0], want[1], want[2]);
-        const std::uint8_t index = by_cell[static_cast<std::size_t>(cell)];
+        const std::uint8_t index = by_cell.data()[cell];  // levels are clamped: no further check in this loop
         const Rgba& got = colours[index];
         off = {want[0] - got.r, want[1] - got.g, want[2] - got.b};
         return index;
@@ -149,24 +149,26 @@ void choose(std::span<Row<W, Choice::kChannels>* const, Count> rows, const std::
     std::array<std::array<std::array<int, kChannels>, 2>, Count> left;
     std::array<const Scaled<W>*, Count> sum;
     std::array<std::int16_t*, Count> error;
+    std::array<std::uint8_t*, Count> index;
     for (std::size_t r = 0; r < Count; ++r) {
         left[r] = rows[r]->left;
         sum[r] = rows[r]->sum.data();
         error[r] = rows[r]->error + firsts[r] * kChannels;
+        index[r] = rows[r]->index.data();
     }
     for (int x = from; x < to; ++x) {
         for (std::size_t r = 0; r < Count; ++r) {
             std::array<int, kChannels> want, off;
             for (std::size_t c = 0; c < kChannels; ++c) {
-                const int value = whole<W>(sum[r][static_cast<std::size_t>(x) * kChannels + c] +
+                const int value = whole<W>(sum[r][x * kChannels + static_cast<int>(c)] +
                                            left[r][0][c] * W.right[0] + left[r][1][c] * W.right[1]);
                 want[c] = std::clamp(value, 0, 255);
             }
-            rows[r]->index[static_cast<std::size_t>(x)] = choice(want, off);
+            index[r][x] = choice(want, off);
             left[r][1] = left[r][0];
             left[r][0] = off;
             for (std::size_t c = 0; c < kChannels; ++c)
-                error[r][static_cast<std::size_t>(x) * kChannels + c] = static_cast<std::int16_t>(off[c]);
+                error[r][x * kChannels + static_cast<int>(c)] = static_cast<std::int16_t>(off[c]);
         }
     }
     for (std::size_t r = 0; r < Count; ++r) rows[r]->left = left[r];
@@ -265,8 +267,9 @@ class Diffusion {
             gather(state, firsts[n], counts[n]);
             active[n++] = &state;
         }
-        const int common = n == 2 ? std::min(counts[0], counts[1]) : 0;
-        if (n == 2) choose<2, W>(std::span<State* const, 2>{active}, firsts, 0, common, choice_);
+        const int common = n == kTogether ? *std::ranges::min_element(counts) : 0;
+        if (common > 0)
+            choose<kTogether, W>(std::span<State* const, kTogether>{active}, firsts, 0, common, choice_);
         for (std::size_t r = 0; r < n; ++r) {
             choose<1, W>(std::span<State* const, 1>{&active[r], 1}, {firsts[r]}, common, counts[r], choice_);
             put_indices(result_, active[r]->y, firsts[r],

@@ -71,15 +71,6 @@ Result<Bitmap> exchanged(const Bitmap& bitmap, bool flip_before, bool flip_after
 
 }  // namespace
 
-int pixel_bytes(Layout layout) {
-    switch (layout) {
-        case Layout::gray16: return 2;
-        case Layout::rgb24: return 3;
-        case Layout::rgba32: return 4;
-        default: return 1;
-    }
-}
-
 Result<Bitmap> flip(const Bitmap& bitmap, const Context& context) {
     return by_rows(bitmap, context, [&](Bitmap& out, int y) {
         const auto from = bitmap.row(bitmap.height() - 1 - y);

@@ -6,9 +6,6 @@
 
 namespace quillmark::imaging {
 
-/// Bytes per pixel of a layout whose pixels are whole bytes (1 to 4).
-int pixel_bytes(Layout layout);
-
 // All of these: a new bitmap of the same depth and palette; faults: malformed (no image), too_large,
 // out_of_memory, cancelled.
 

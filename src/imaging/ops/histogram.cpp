@@ -35,19 +35,21 @@ class Tally {
         const std::size_t levels = last_ + 1;
         for (; count >= kBlock; count -= kBlock, in += kBlock * step) {
             fetch_ahead(in);
-            for (std::size_t i = 0; i < kBlock; ++i) ++counts[i % kLanes * levels + level(in[i * step])];
+            for (std::size_t i = 0; i < kBlock; ++i) ++counts[i % kLanes * levels + level_of(in[i * step])];
         }
-        for (; count > 0; --count, in += step) ++counts[level(*in)];
+        for (; count > 0; --count, in += step) ++counts[level_of(*in)];
     }
 
     void add_to(Levels& total) const {
-        for (std::size_t i = 0; i < counts_.size(); ++i) total[i % (last_ + 1)] += counts_[i];
+        const std::uint32_t* lane = counts_.data();
+        for (std::size_t i = 0; i < kLanes; ++i, lane += last_ + 1)
+            for (std::size_t level = 0; level <= last_; ++level) total[level] += lane[level];
     }
 
   private:
     static constexpr std::size_t kLanes = sizeof(Sample) == 1 ? 4 : 2;  // wide tables are to fit a cache too
 
-    std::size_t level(Sample sample) const {
+    std::size_t level_of(Sample sample) const {
         if constexpr (sizeof(Sample) == 1) return sample;
         return std::min<std::size_t>(sample, last_);
     }
@@ -205,8 +207,8 @@ std::int64_t count_entries(const Levels& indices, const Palette& palette) {
         const Rgba colour = entry(palette, i);
         if (indices[i] > 0) used.push_back(colour.r << 16U | colour.g << 8U | colour.b);
     }
-    std::ranges::sort(used);
-    return std::ranges::unique(used).begin() - used.begin();
+    std::sort(used.begin(), used.end());
+    return std::unique(used.begin(), used.end()) - used.begin();
 }
 
 // One bit per 24-bit colour. Each working thread has a set of its own: waiting for one another at every pixel

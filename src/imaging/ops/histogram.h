@@ -8,7 +8,8 @@
 namespace quillmark::imaging {
 
 /// Pixels per level of the channels asked for, of the whole image (region nullptr) or of the region's part of
-/// it. Palette images count their colours' levels. Faults: malformed (no image), cancelled.
+/// it. Palette images count their colours' levels; 12- and 16-bit greys the same levels in every channel,
+/// samples beyond white as white. Faults: malformed (no image), cancelled.
 Result<Statistics> gather_statistics(const Bitmap& bitmap, const Region* region, Channels channels,
                                      const Context& context);
 

@@ -56,6 +56,15 @@ LevelForm level_form(const Bitmap& image) {
     }
 }
 
+int pixel_bytes(Layout layout) {
+    switch (layout) {
+        case Layout::gray16: return 2;
+        case Layout::rgb24: return 3;
+        case Layout::rgba32: return 4;
+        default: return 1;
+    }
+}
+
 Result<Bitmap> level_image(const Bitmap& bitmap, const Limits& limits) {
     if (bitmap.empty()) return Error{Fault::malformed, "no image"};
     if (is_level_image(bitmap)) return bitmap;

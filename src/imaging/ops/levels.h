@@ -16,6 +16,9 @@ struct LevelForm {
 bool is_level_image(const Bitmap& bitmap);
 LevelForm level_form(const Bitmap& level_image);
 
+/// Bytes per pixel of a layout whose pixels are whole bytes (1 to 4).
+int pixel_bytes(Layout layout);
+
 /// The same picture as a level image: greys become 8-bit grey, other palettes 24 bits, palettes with
 /// transparent entries 32 bits, 16-bit colour 24 bits. A level image is returned as it is, sharing its
 /// pixels. Faults: malformed (no image), too_large, out_of_memory.

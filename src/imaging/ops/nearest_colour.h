@@ -22,9 +22,9 @@ class NearestColour {
 
     /// The nearest entry to the colour itself.
     std::uint8_t exact(int r, int g, int b) const {
-        const auto cell = static_cast<std::size_t>(cell_of(r, g, b));
-        const std::uint32_t first = starts_[cell], last = starts_[cell + 1];
-        return last - first == 1 ? candidates_[first] : search({&candidates_[first], last - first}, r, g, b);
+        const Cell cell = cells_[static_cast<std::size_t>(cell_of(r, g, b))];
+        const std::uint8_t* const among = candidates_.data() + cell.first;
+        return cell.count == 1 ? *among : search({among, cell.count}, r, g, b);
     }
     /// The nearest entry to the middle of each cell.
     const std::array<std::uint8_t, kCells>& by_cell() const { return by_cell_; }
@@ -32,10 +32,15 @@ class NearestColour {
   private:
     std::uint8_t search(std::span<const std::uint8_t> among, int r, int g, int b) const;
     void divide(std::array<int, 3> corner, int side, std::span<const std::uint8_t> among);
+    void settle(std::array<int, 3> corner, int side, std::span<const std::uint8_t> among);
+
+    struct Cell {
+        std::uint32_t first;  // of its entries among the candidates
+        std::uint32_t count;
+    };
 
     Palette palette_;
-    std::vector<std::vector<std::uint8_t>> lists_;  // by cell, while they are worked out
-    std::vector<std::uint32_t> starts_;             // by cell, into candidates_
+    std::vector<Cell> cells_;
     std::vector<std::uint8_t> candidates_;
     std::array<std::uint8_t, kCells> by_cell_{};
 };

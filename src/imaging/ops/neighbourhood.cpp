@@ -6,17 +6,14 @@
 #include "imaging/ops/row_loop.h"
 
 namespace quillmark::imaging {
-namespace {
-
 void keep_alpha(const Bitmap& in, Bitmap& out, int first, int last) {
+    if (in.layout() != Layout::rgba32) return;
     for (int y = first; y < last; ++y) {
         const std::uint8_t* from = in.row(y).data();
         std::uint8_t* to = out.writable_row(y).data();
         for (int x = 0; x < in.width(); ++x) to[4 * x + 3] = from[4 * x + 3];
     }
 }
-
-}  // namespace
 
 Result<Bitmap> filter_bands(const Bitmap& bitmap, int grain, const Context& context, const FilterBand& band,
                             RowGroups groups) {
@@ -30,7 +27,7 @@ Result<Bitmap> filter_bands(const Bitmap& bitmap, int grain, const Context& cont
         if (short_of_memory) return;
         const int first = groups.start(first_group, height), last = groups.start(last_group, height);
         if (!band(*in, *out, first, last)) short_of_memory = true;
-        if (in->layout() == Layout::rgba32) keep_alpha(*in, *out, first, last);
+        keep_alpha(*in, *out, first, last);
     };
     const auto ended = parallel_rows(groups.of(height - 1) + 1, grain, context, body);
     if (!ended) return ended.error();

@@ -21,6 +21,9 @@ T* writable_samples(Bitmap& bitmap, int y) {
     return reinterpret_cast<T*>(bitmap.writable_row(y).data());
 }
 
+/// Copies the alpha of rows [first, last) where there is alpha; both images have one size and layout.
+void keep_alpha(const Bitmap& in, Bitmap& out, int first, int last);
+
 /// Writes rows [first, last) of out from in, both level images of one form; false when memory is short.
 using FilterBand = std::function<bool(const Bitmap& in, Bitmap& out, int first, int last)>;
 

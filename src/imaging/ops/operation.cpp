@@ -8,6 +8,7 @@
 #include "imaging/convert_depth.h"
 #include "imaging/ops/histogram.h"
 #include "imaging/ops/levels.h"
+#include "imaging/ops/put_region.h"
 #include "imaging/threads.h"
 
 namespace quillmark::imaging {
@@ -37,21 +38,12 @@ void copy_bits(std::span<const std::uint8_t> in, int from, std::span<std::uint8_
     }
 }
 
-std::size_t bytes_per_pixel(Layout layout) {
-    switch (layout) {
-        case Layout::gray16: return 2;
-        case Layout::rgb24: return 3;
-        case Layout::rgba32: return 4;
-        default: return 1;
-    }
-}
-
 // count pixels of row `y` of in, from pixel `from` on, to pixel `at` of row `to_y` of out: same layouts.
 void copy_pixels(const Bitmap& in, int from, int y, Bitmap& out, int at, int to_y, int count) {
     const auto source = in.row(y);
     const auto target = out.writable_row(to_y);
     if (in.layout() == Layout::bit1) return copy_bits(source, from, target, at, count);
-    const std::size_t size = bytes_per_pixel(in.layout());
+    const auto size = static_cast<std::size_t>(pixel_bytes(in.layout()));
     std::memcpy(target.data() + static_cast<std::size_t>(at) * size,
                 source.data() + static_cast<std::size_t>(from) * size,
                 static_cast<std::size_t>(count) * size);
@@ -132,7 +124,8 @@ std::optional<Bitmap> in_palette_of(const Bitmap& base, const Bitmap& change, Po
     return std::move(*mapped);
 }
 
-// base with the region's pixels replaced by change's; both are brought to a form that holds them exactly.
+}  // namespace
+
 Result<Bitmap> put_region(const Bitmap& base, const Bitmap& change, Point offset, const Region& region,
                           const Limits& limits) {
     if (same_form(base, change)) return put_runs(base, change, offset, region);
@@ -150,6 +143,8 @@ Result<Bitmap> put_region(const Bitmap& base, const Bitmap& change, Point offset
     }
     return put_runs(*lower, *upper, offset, region);
 }
+
+namespace {
 
 // Missing arguments filled in, out of range ones clamped or refused.
 Result<std::vector<int>> checked(const Operation& operation, std::span<const int> arguments) {

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstring>
 #include <optional>
-#include <vector>
+#include <utility>
 
 #include "imaging/affine.h"
 #include "imaging/ops/bilinear.h"
@@ -53,8 +53,6 @@ std::optional<PixelBytes> fill_pixel(const Bitmap& bitmap, std::uint32_t fill) {
     return PixelBytes{static_cast<std::uint8_t>(found - bitmap.palette().begin())};
 }
 
-// --- pixels of any layout, for what only moves ---
-
 void fill_run(Bitmap& out, int y, const Run& run, const PixelBytes& pixel) {
     std::uint8_t* row = out.writable_row(y).data();
     if (out.layout() == Layout::bit1) {
@@ -69,26 +67,11 @@ void fill_run(Bitmap& out, int y, const Run& run, const PixelBytes& pixel) {
         std::memcpy(row + static_cast<std::size_t>(x) * size, pixel.data(), size);
 }
 
-// Pixels of row from_y of in, from from_x on, over a run of row y of out: same layouts.
-void put_run(const Bitmap& in, int from_x, int from_y, Bitmap& out, int y, const Run& run) {
-    const std::uint8_t* from = in.row(from_y).data();
-    if (in.layout() == Layout::bit1) {
-        for (int x = run.first; x < run.last; ++x, ++from_x) {
-            const auto bit = static_cast<std::uint8_t>(from[from_x / 8] >> (7 - from_x % 8) & 1U);
-            fill_run(out, y, {x, x + 1}, {bit});
-        }
-        return;
-    }
-    const auto size = static_cast<std::size_t>(pixel_bytes(in.layout()));
-    std::memcpy(out.writable_row(y).data() + static_cast<std::size_t>(run.first) * size,
-                from + static_cast<std::size_t>(from_x) * size,
-                static_cast<std::size_t>(run.last - run.first) * size);
-}
-
 // --- blending ---
 
 // The x for which low <= start + step x <= high, within [0, count).
 Run where_between(double start, double step, double low, double high, int count) {
+    if (low > high) return {};
     if (std::abs(step) < 1e-12) return start >= low && start <= high ? Run{0, count} : Run{};
     double first = (low - start) / step, last = (high - start) / step;
     if (first > last) std::swap(first, last);
@@ -259,38 +242,32 @@ Result<Bitmap> on_canvas(const Bitmap& bitmap, Point offset, int width, int heig
                          const Context& context) {
     const auto image = with_fill(bitmap, fill, context);
     if (!image) return image;
-    auto result = blank_like(*image, width, height, context.limits);
-    if (!result) return result;
+    auto canvas = blank_like(*image, width, height, context.limits);
+    if (!canvas) return canvas;
     const PixelBytes pixel = *fill_pixel(*image, fill);
-    const Run covered{std::max(offset.x, 0), std::min(offset.x + image->width(), width)};
     const auto done = parallel_rows(height, kTileHeight, context, [&](int first, int last) {
         for (int y = first; y < last; ++y) {
-            if (image->layout() == Layout::bit1) result->clear_rows(y, y + 1);
-            const bool hit = y >= offset.y && y < offset.y + image->height();
-            fill_run(*result, y, {0, hit ? covered.first : width}, pixel);
-            if (!hit) continue;
-            put_run(*image, covered.first - offset.x, y - offset.y, *result, y, covered);
-            fill_run(*result, y, {covered.last, width}, pixel);
+            if (canvas->layout() == Layout::bit1) canvas->clear_rows(y, y + 1);  // for the padding
+            fill_run(*canvas, y, {0, width}, pixel);
         }
     });
     if (!done) return done.error();
-    return result;
+    return pasted(*canvas, *image, offset, nullptr, context.limits);
 }
 
 // --- regions ---
 
-Result<TurnedRegion> moved_region(const Bitmap& bitmap, const Region& from, const Region& to,
-                                  const Bitmap& change, const Rect& change_at, std::uint32_t fill) {
-    TurnedRegion result{bitmap, to};
-    if (!result.bitmap.detach()) return Error{Fault::out_of_memory, "pixels"};
-    const PixelBytes pixel = *fill_pixel(bitmap, fill);
+// image with the fill colour where the region was and change, whose top left pixel lies at, where it is now.
+Result<TurnedRegion> moved_region(Bitmap image, const Region& from, const Region& to, const Bitmap& change,
+                                  Point at, std::uint32_t fill, const Context& context) {
+    if (!image.detach()) return Error{Fault::out_of_memory, "pixels"};
+    const PixelBytes pixel = *fill_pixel(image, fill);
     for (int y = from.bounds().y; y < from.bounds().bottom(); ++y)
-        for (const Run& run : from.row(y)) fill_run(result.bitmap, y, run, pixel);
-    for (int y = to.bounds().y; y < to.bounds().bottom(); ++y) {
-        for (const Run& run : to.row(y))
-            put_run(change, run.first - change_at.x, y - change_at.y, result.bitmap, y, run);
-    }
-    return result;
+        for (const Run& run : from.row(y)) fill_run(image, y, run, pixel);
+    if (to.empty()) return TurnedRegion{std::move(image), to};
+    auto result = pasted(image, change, at, &to, context.limits);
+    if (!result) return result.error();
+    return TurnedRegion{std::move(*result), to};
 }
 
 // Blended pixels for the part of the placement that lies in the image, put where the moved region is.
@@ -298,11 +275,11 @@ Result<TurnedRegion> blended_region(const Bitmap& bitmap, const Region& from, co
                                     Placement placement, std::uint32_t fill, const Context& context) {
     const auto image = level_image(bitmap, context.limits);
     if (!image) return image.error();
-    if (to.empty()) return moved_region(*image, from, to, {}, {}, fill);
+    if (to.empty()) return moved_region(*image, from, to, {}, {}, fill, context);
     placement.target = to.bounds();
     const auto change = rendered(*image, placement, fill, context);
     if (!change) return change.error();
-    return moved_region(*image, from, to, *change, placement.target, fill);
+    return moved_region(*image, from, to, *change, {to.bounds().x, to.bounds().y}, fill, context);
 }
 
 Rect whole(const Bitmap& bitmap) { return {0, 0, bitmap.width(), bitmap.height()}; }
@@ -343,7 +320,7 @@ Result<TurnedRegion> turn_region(const Bitmap& bitmap, const Region& region, int
     if (!part) return part.error();
     const auto turned = rotate_quarters(*part, angle / 9000, context);
     if (!turned) return turned.error();
-    return moved_region(*image, from, to, *turned, placement.target, fill);
+    return moved_region(*image, from, to, *turned, {placement.target.x, placement.target.y}, fill, context);
 }
 
 Result<TurnedRegion> shear_region(const Bitmap& bitmap, const Region& region, int angle, bool horizontal,

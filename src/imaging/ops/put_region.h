@@ -1,0 +1,15 @@
+// Pixels of one image into a region of another.
+#pragma once
+
+#include "imaging/bitmap.h"
+#include "imaging/region.h"
+
+namespace quillmark::imaging {
+
+/// base with the region's pixels replaced by those of change, whose top left pixel lies at offset in base.
+/// The region lies inside both. A palette stays when every new colour is in it; else both are brought to a
+/// form that holds them exactly. Faults: too_large, out_of_memory.
+Result<Bitmap> put_region(const Bitmap& base, const Bitmap& change, Point offset, const Region& region,
+                          const Limits& limits);
+
+}  // namespace quillmark::imaging
