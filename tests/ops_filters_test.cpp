@@ -443,7 +443,7 @@ TEST(Filters, PartsEqualTheWhole) {
 
 TEST(Filters, ThreadsMakeNoDifference) {
     for (const Form form : kForms) {
-        const Bitmap in = picture(150, 333, form);
+        const Bitmap in = picture(40, 200, form);
         for (const Call& call : calls()) {
             const Operation& operation = *find_operation(call.name);
             set_thread_count(1);
