@@ -16,6 +16,7 @@
 #include <QSlider>
 #include <QSpinBox>
 #include <QTest>
+#include <QTimer>
 #include <atomic>
 #include <mutex>
 #include <set>
@@ -28,6 +29,7 @@
 #include "imaging/ops/levels.h"
 #include "imaging/ops/relief.h"
 #include "program/font_dialog.h"
+#include "program/prompts.h"
 
 namespace quillmark::engine {
 namespace {
@@ -199,7 +201,7 @@ TEST(ParameterText, PeoplesUnits) {
     const Case cases[] = {{"tenths of a percent", -505, "-50.5", "%"},
                           {"hundredths", 10, "0.10", ""},
                           {"hundredths", 1000, "10.00", ""},
-                          {"hundredths of a degree", 4512, "45.12", "°"},
+                          {"hundredths of a degree clockwise", 4512, "45.12", "° clockwise"},
                           {"pixels", 255, "255", "pixels"},
                           {"percent", 100, "100", "%"},
                           {"sixteenths", 3, "3", "sixteenths"}};
@@ -265,13 +267,14 @@ TEST_F(ParameterDialogTest, ColourResolutionGivesCodes) {
     auto& bits = part<QComboBox>("Bits");
     ASSERT_EQ(bits.count(), 4);
     EXPECT_EQ(bits.currentData(), 8);
-    EXPECT_EQ(part<QComboBox>("PaletteOption").currentData(), 0);  // 0 is one of its codes
+    EXPECT_EQ(part<QComboBox>("PaletteOption").currentData(), 1);
+    EXPECT_EQ(part<QComboBox>("PaletteOption").currentText(), "Optimised");
     bits.setCurrentIndex(3);
-    part<QComboBox>("DitherOption").setCurrentIndex(1);
+    part<QComboBox>("DitherOption").setCurrentIndex(0);
     dialog->accept();
     EXPECT_EQ(control.Bits, 24);
-    EXPECT_EQ(control.PaletteOption, 0);
-    EXPECT_EQ(control.DitherOption, 1);
+    EXPECT_EQ(control.PaletteOption, 1);
+    EXPECT_EQ(control.DitherOption, 0);
 }
 
 TEST_F(ParameterDialogTest, SpatialFilterListsItsFamily) {
@@ -534,7 +537,7 @@ TEST_F(ParameterDialogTest, WholeImageOperationsBecomeExact) {
     ASSERT_TRUE(wait_for([this] { return note("previewNote") == "Approximate"; }));
     ASSERT_TRUE(settled());
     EXPECT_EQ(note("previewNote"), "");
-    const int arguments[] = {8, 0, 0};
+    const int arguments[] = {8, 1, 1};
     const auto whole = imaging::apply(kColorResOp, control.Bitmap, arguments, nullptr, {});
     const QSize pane = pane_size();
     const Rect part{800 - pane.width() / 2, 600 - pane.height() / 2, pane.width(), pane.height()};
@@ -549,6 +552,88 @@ TEST_F(ParameterDialogTest, ATurnedImageIsShownWhole) {
     const QSize pane = pane_size();
     EXPECT_EQ(after().image.size(), QSize(800, 1600).scaled(pane, Qt::KeepAspectRatio));
     EXPECT_EQ(before().image.size(), QSize(1600, 800).scaled(pane, Qt::KeepAspectRatio));
+}
+
+// --- As the program asks ---
+
+// Runs as soon as a modal dialog is up.
+void in_dialog(const std::function<void(QDialog&)>& act) {
+    QTimer::singleShot(0, [act] { act(*qobject_cast<QDialog*>(QApplication::activeModalWidget())); });
+}
+
+TEST(DesktopPrompts, ShowsTheDialogOfTheOperation) {
+    program::DesktopPrompts prompts{nullptr};
+    CommonDialog control;
+    control.Bitmap = picture(64, 48);
+    control.Operation = "GammaCorrect";
+    QString title;
+    in_dialog([&](QDialog& dialog) {
+        title = dialog.windowTitle();
+        dialog.findChild<NumberBox*>("Gamma")->set_value(180);
+        dialog.findChild<QPushButton*>("OK")->click();
+    });
+    EXPECT_EQ(prompts.show_common(control, DialogKind::gamma), 0);
+    EXPECT_EQ(control.Gamma, 180);
+    EXPECT_EQ(title, "Gamma Correction");
+    in_dialog([](QDialog& dialog) { dialog.reject(); });
+    EXPECT_EQ(prompts.show_common(control, DialogKind::gamma), kDialogCancelled);
+    control.Operation = "NoSuchOperation";
+    EXPECT_EQ(prompts.show_common(control, DialogKind::gamma), Engine::kNotAvailable);
+}
+
+TEST(DesktopPrompts, EveryOperationWithADialogFitsItsForm) {
+    const std::pair<const char*, DialogKind> rows[] = {{"Posterize", DialogKind::effect_value},
+                                                       {"Mosaic", DialogKind::effect_value},
+                                                       {"Average", DialogKind::effect_value},
+                                                       {"Median", DialogKind::effect_value},
+                                                       {"Sharpen", DialogKind::effect_value},
+                                                       {"AddNoise", DialogKind::effect_value},
+                                                       {"Emboss", DialogKind::effect_value},
+                                                       {"Saturation", DialogKind::effect_value},
+                                                       {"HistoContrast", DialogKind::effect_value},
+                                                       {"Halftone", DialogKind::effect_value},
+                                                       {"GammaCorrect", DialogKind::gamma},
+                                                       {"IntensityDetect", DialogKind::intensity_detect},
+                                                       {"ColorRes", DialogKind::colour_resolution},
+                                                       {"SpatialFilter", DialogKind::spatial_filter},
+                                                       {"Rotate", DialogKind::rotate},
+                                                       {"Shear", DialogKind::shear}};
+    for (const auto& [name, kind] : rows) {
+        const Operation* operation = imaging::find_operation(name);
+        ASSERT_TRUE(operation) << name;
+        for (const int bits : {1, 8, 24, 32}) {
+            CommonDialog control;
+            control.Bitmap = *Bitmap::create(700, 500, bits, {});
+            control.Operation = name;
+            control.Flags = 0x40000001;
+            ParameterDialog dialog{control, kind, *operation, nullptr};
+            dialog.show();
+            auto* pair = dialog.findChild<PreviewPair*>();
+            ASSERT_TRUE(pair);
+            ASSERT_TRUE(wait_for([pair] { return pair->settled(); })) << name;
+            const auto* pane = dialog.findChild<PreviewPane*>("previewAfter");
+            EXPECT_FALSE(pane->picture().image.isNull()) << name << ' ' << bits;
+            EXPECT_TRUE(dialog.findChild<QPushButton*>("OK")->isEnabled()) << name;
+        }
+    }
+}
+
+TEST(DesktopPrompts, AsksForAFont) {
+    program::DesktopPrompts prompts{nullptr};
+    QFont font{"DejaVu Sans", 12};
+    QColor colour{Qt::black};
+    in_dialog([](QDialog& dialog) {
+        dialog.findChild<QCheckBox*>("FontItalic")->click();
+        dialog.accept();
+    });
+    EXPECT_TRUE(prompts.choose_font(font, colour));
+    EXPECT_TRUE(font.italic());
+    in_dialog([](QDialog& dialog) {
+        dialog.findChild<QCheckBox*>("FontItalic")->click();
+        dialog.reject();
+    });
+    EXPECT_FALSE(prompts.choose_font(font, colour));
+    EXPECT_TRUE(font.italic());
 }
 
 // --- The font dialog ---

@@ -502,6 +502,26 @@ TEST_F(Selecting, RegionsTurnAndShear) {
     expect_equal(image().Bitmap(), kept);
 }
 
+TEST_F(Selecting, ACropLeavesWhatTheOutlineShowed) {
+    for (const int percent : {50, 100, 200}) {
+        for (const bool nudged : {false, true}) {
+            open_one();
+            image().SetPaintZoomFactor(percent);
+            click(u"ID_Rectangle");
+            drag_pixels(20, 30, 61, 73);
+            if (nudged) QTest::keyClick(&active().view(), Qt::Key_Down, Qt::ShiftModifier);
+            const Rect outlined = image().Rgn().bounds();
+            const Bitmap before = image().Bitmap();
+            click(u"ID_Crop");
+            EXPECT_EQ(state().LastTool, u"ID_Crop");
+            ASSERT_EQ(image().BitmapWidth(), outlined.width) << percent << " %";
+            ASSERT_EQ(image().BitmapHeight(), outlined.height);
+            EXPECT_EQ(image().Bitmap().pixel(0, 0), before.pixel(outlined.x, outlined.y));
+            EXPECT_FALSE(image().HasRgn());
+        }
+    }
+}
+
 TEST_F(Selecting, ATurnedRegionForgetsWhatItsDropCovered) {
     open_one();
     use_rectangle();

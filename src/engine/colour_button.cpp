@@ -6,13 +6,16 @@
 namespace quillmark::engine {
 namespace {
 
+constexpr int kGap = 6;  // between the swatch and the caption
+
 QIcon swatch(const QColor& colour, QSize size, const QColor& edge, double ratio) {
     QPixmap picture{size * ratio};
     picture.setDevicePixelRatio(ratio);
-    picture.fill(colour);
+    picture.fill(Qt::transparent);
     QPainter painter{&picture};
     painter.setPen(edge);
-    painter.drawRect(QRectF{QPointF{0, 0}, QSizeF{size}}.adjusted(0.5, 0.5, -0.5, -0.5));
+    painter.setBrush(colour);
+    painter.drawRect(QRectF{QPointF{0, 0}, QSizeF{size}}.adjusted(0.5, 0.5, -0.5 - kGap, -0.5));
     return QIcon{picture};
 }
 
@@ -21,7 +24,7 @@ QIcon swatch(const QColor& colour, QSize size, const QColor& edge, double ratio)
 ColourButton::ColourButton(const QString& caption, const QColor& colour, QWidget* parent)
     : QPushButton{caption, parent} {
     setAutoDefault(false);
-    setIconSize({28, 16});
+    setIconSize({28 + kGap, 16});
     set_colour(colour);
     connect(this, &QPushButton::clicked, this, &ColourButton::ask);
 }

@@ -162,7 +162,7 @@ class Engine : public QObject {
     /// Turns the region's pixels and its outline about the region's centre; what they leave takes the fill
     /// colour. angle in hundredths of a degree, clockwise. Does nothing without a region.
     Code RotateRgn(int angle, const QColor& fill);
-    /// The same with a shear; angle within +-8900.
+    /// The same with a shear; angles beyond those of Shear are taken as its nearest.
     Code ShearRgn(int angle, bool horizontal, const QColor& fill);
     /// 0 and 1 the arrow, 5 the moving arrows, 99 the text pointer.
     void SetMousePointer(int pointer);

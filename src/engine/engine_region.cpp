@@ -1,4 +1,5 @@
 // The selection of the control, and its pixels while they float.
+#include <algorithm>
 #include <cmath>
 
 #include "engine/engine.h"
@@ -55,6 +56,8 @@ Code Engine::RotateRgn(int angle, const QColor& fill) {
 }
 
 Code Engine::ShearRgn(int angle, bool horizontal, const QColor& fill) {
+    const imaging::Parameter& limits = imaging::find_operation("Shear")->parameters[0];
+    angle = std::clamp(angle, limits.low, limits.high);
     return apply_to_region(
         [&](const imaging::Bitmap& bitmap, const imaging::Region& region, const imaging::Context& context) {
             return imaging::shear_region(bitmap, region, angle, horizontal, fill.rgb() & 0xFFFFFFU, context);

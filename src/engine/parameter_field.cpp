@@ -17,6 +17,13 @@ QString from_view(std::string_view text) {
     return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
 }
 
+// A code's name as an entry of a list.
+QString entry(const imaging::Choice& choice) {
+    QString name = from_view(choice.name);
+    if (!name.isEmpty()) name[0] = name[0].toUpper();
+    return name;
+}
+
 QString without_mnemonic(QString label) { return label.remove(u'&'); }
 
 QLabel* caption(const QString& text, QWidget* buddy, QWidget& parent) {
@@ -77,6 +84,11 @@ class NumberField final : public ParameterField {
         QFont small = hint_->font();
         small.setPointSizeF(small.pointSizeF() * 0.9);
         hint_->setFont(small);
+        QPalette colours = hint_->palette();
+        QColor quiet = colours.color(QPalette::WindowText);
+        quiet.setAlphaF(0.7F);
+        colours.setColor(QPalette::PlaceholderText, quiet);
+        hint_->setPalette(colours);
     }
 
     // What is wrong, or else the range in a quieter voice: the line is never empty, so that nothing jumps.
@@ -101,7 +113,7 @@ class ChoiceField final : public ParameterField {
     ChoiceField(std::span<const imaging::Choice> choices, const QString& label, const QString& name,
                 QGridLayout& grid, QWidget& parent)
         : ParameterField{&parent}, box_{new QComboBox{&parent}} {
-        for (const imaging::Choice& choice : choices) box_->addItem(from_view(choice.name), choice.value);
+        for (const imaging::Choice& choice : choices) box_->addItem(entry(choice), choice.value);
         box_->setObjectName(name);
         box_->setAccessibleName(without_mnemonic(label));
         const int row = grid.rowCount();
@@ -125,7 +137,7 @@ class ListField final : public ParameterField {
               QGridLayout& grid, QWidget& parent)
         : ParameterField{&parent}, list_{new QListWidget{&parent}} {
         for (const imaging::Choice& choice : choices) {
-            auto* item = new QListWidgetItem{from_view(choice.name), list_};
+            auto* item = new QListWidgetItem{entry(choice), list_};
             item->setData(Qt::UserRole, choice.value);
         }
         list_->setObjectName(name);

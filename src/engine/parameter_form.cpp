@@ -16,6 +16,14 @@ constexpr FormField field(const char* name, const char* label, Editor editor) {
             [](CommonDialog& to, int value) { to.*Member = value; }};
 }
 
+// Without a preset.
+template <int CommonDialog::*Member>
+constexpr FormField code(const char* name, const char* label, Editor editor) {
+    FormField without = field<Member>(name, label, editor);
+    without.preset = nullptr;
+    return without;
+}
+
 constexpr FormField option_field(const char* label, bool whole_image_only) {
     return {"Option",
             label,
@@ -43,14 +51,14 @@ constexpr FormField kIntensityDetect[] = {
     field<&CommonDialog::Low>("Low", QT_TRANSLATE_NOOP("ParameterDialog", "&Low"), Editor::number),
     field<&CommonDialog::High>("High", QT_TRANSLATE_NOOP("ParameterDialog", "&High"), Editor::number)};
 constexpr FormField kColourResolution[] = {
-    field<&CommonDialog::Bits>("Bits", QT_TRANSLATE_NOOP("ParameterDialog", "&Bits per pixel"),
-                               Editor::choice),
-    field<&CommonDialog::PaletteOption>("PaletteOption", QT_TRANSLATE_NOOP("ParameterDialog", "&Palette"),
-                                        Editor::choice),
-    field<&CommonDialog::DitherOption>("DitherOption", QT_TRANSLATE_NOOP("ParameterDialog", "&Dithering"),
-                                       Editor::choice)};
+    code<&CommonDialog::Bits>("Bits", QT_TRANSLATE_NOOP("ParameterDialog", "&Bits per pixel"),
+                              Editor::choice),
+    code<&CommonDialog::PaletteOption>("PaletteOption", QT_TRANSLATE_NOOP("ParameterDialog", "&Palette"),
+                                       Editor::choice),
+    code<&CommonDialog::DitherOption>("DitherOption", QT_TRANSLATE_NOOP("ParameterDialog", "&Dithering"),
+                                      Editor::choice)};
 constexpr FormField kSpatialFilter[] = {
-    field<&CommonDialog::Filter>("Filter", QT_TRANSLATE_NOOP("ParameterDialog", "&Filter"), Editor::list)};
+    code<&CommonDialog::Filter>("Filter", QT_TRANSLATE_NOOP("ParameterDialog", "&Filter"), Editor::list)};
 constexpr FormField kRotate[] = {
     kAngle, option_field(QT_TRANSLATE_NOOP("ParameterDialog", "Re&size the image to hold all of it"), true),
     kFillColour};

@@ -1,6 +1,5 @@
 #include "engine/parameter_text.h"
 
-#include <QCoreApplication>
 #include <QLocale>
 #include <algorithm>
 #include <cmath>
@@ -17,27 +16,30 @@ struct KnownUnit {
     int step;
 };
 
+// The first one that a parameter's unit begins with; what follows it ("clockwise") is kept.
 constexpr KnownUnit kKnownUnits[] = {
-    {"tenths of a percent", 1, "%", 10},
-    {"percent", 0, "%", 1},
-    {"hundredths", 2, "", 5},
-    {"hundredths of a degree", 2, "°", 100},
-    {"tenths of a degree", 1, "°", 10},
-    {"degrees", 0, "°", 1},
-    {"pixels", 0, QT_TRANSLATE_NOOP("ParameterDialog", "pixels"), 1},
-    {"levels per channel", 0, QT_TRANSLATE_NOOP("ParameterDialog", "per channel"), 1},
-    {"levels of 255", 0, "", 1},
+    {"tenths of a percent", 1, "%", 10},         {"percent", 0, "%", 1},
+    {"hundredths of a degree", 2, "°", 100},     {"hundredths", 2, "", 5},
+    {"tenths of a degree", 1, "°", 10},          {"degrees", 0, "°", 1},
+    {"levels per channel", 0, "per channel", 1}, {"levels of 255", 0, "", 1},
 };
+
+QString from_view(std::string_view text) {
+    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
 
 int power_of_ten(int decimals) { return static_cast<int>(std::lround(std::pow(10.0, decimals))); }
 
 }  // namespace
 
 Notation notation_of(const imaging::Parameter& parameter) {
-    const auto known = std::ranges::find(kKnownUnits, parameter.unit, &KnownUnit::unit);
-    if (known != std::end(kKnownUnits))
-        return {known->decimals, QCoreApplication::translate("ParameterDialog", known->shown), known->step};
-    return {0, QString::fromUtf8(parameter.unit.data(), static_cast<qsizetype>(parameter.unit.size())), 1};
+    for (const KnownUnit& known : kKnownUnits) {
+        if (!parameter.unit.starts_with(known.unit)) continue;
+        const QString unit =
+            QString::fromUtf8(known.shown) + from_view(parameter.unit.substr(known.unit.size()));
+        return {known.decimals, unit, known.step};
+    }
+    return {0, from_view(parameter.unit), 1};
 }
 
 QString value_text(int value, int decimals) {

@@ -48,7 +48,8 @@ void PreviewPane::choose_pointer() {
 
 void PreviewPane::paintEvent(QPaintEvent*) {
     QPainter painter{this};
-    painter.fillRect(rect(), palette().color(QPalette::Base));
+    // Neither white nor black: where a picture with a white border ends must be seen.
+    painter.fillRect(rect(), palette().color(QPalette::Mid));
     if (!picture_.image.isNull() && shown_.fit == wanted_.fit) {
         const double ratio = devicePixelRatioF();
         QImage image = picture_.image;
@@ -57,10 +58,10 @@ void PreviewPane::paintEvent(QPaintEvent*) {
         painter.drawImage(QPointF{picture_.place + moved} / ratio, image);
     }
     if (!remark_.isEmpty()) {
-        painter.setPen(palette().color(QPalette::Text));
+        painter.setPen(palette().color(QPalette::WindowText));
         painter.drawText(rect().adjusted(8, 8, -8, -8), Qt::AlignCenter | Qt::TextWordWrap, remark_);
     }
-    painter.setPen(palette().color(hasFocus() ? QPalette::Highlight : QPalette::Mid));
+    painter.setPen(palette().color(hasFocus() ? QPalette::Highlight : QPalette::Dark));
     painter.drawRect(rect().adjusted(0, 0, -1, -1));
 }
 

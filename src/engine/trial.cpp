@@ -16,7 +16,7 @@ using imaging::Bitmap;
 using imaging::Rect;
 
 constexpr double kLargestScale = 16;                    // of a fitted view
-constexpr std::int64_t kMostExactPixels = 150'000'000;  // beyond these an exact answer takes too much memory
+constexpr std::int64_t kMostExactPixels = 100'000'000;  // beyond these an exact answer takes too much memory
 
 Rect whole(QSize size) { return {0, 0, size.width(), size.height()}; }
 
