@@ -37,6 +37,8 @@ TEST(ResizeForm, TheHeightBarEndsWhereTheWidestImageWould) {
         EXPECT_EQ(bar.minimum(), 1);
         EXPECT_EQ(part<QLineEdit>(form, "Value2Box").text(), QString::number(bar.value()));
         EXPECT_EQ(part<QScrollBar>(form, "Value1Bar").maximum(), 16384);
+        EXPECT_EQ(part<QLabel>(form, "Value1Hint").text().isEmpty(), c.width <= 16384)
+            << "what is lost is said";
     }
 }
 

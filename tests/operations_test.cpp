@@ -588,6 +588,18 @@ TEST_F(Operations, TextIsPendingUntilItIsDrawnOnce) {
     EXPECT_EQ(active().LEAD1().Font().pointSize(), 7);
 }
 
+TEST_F(Operations, TextForAWindowThatIsClosedGoesWithIt) {
+    add_window(image_, QStringLiteral("stays"));
+    add_window(image_, QStringLiteral("goes"));
+    prompts_.answers = {QStringLiteral("lost")};
+    click(u"ID_AddText");
+    active().unload();
+    ASSERT_EQ(frame_->kids().KidCount, 1);
+    frame_->InsertText(2, 2);
+    EXPECT_TRUE(same(active().LEAD1().Bitmap(), image_));
+    EXPECT_EQ(state().PendingText, QString{});
+}
+
 TEST_F(Operations, InsertTextKeepsTheUndoCopyAndReportsFailures) {
     add_window({}, QStringLiteral("empty"));
     active().LEAD3().SetBitmap(image_);

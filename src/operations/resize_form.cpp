@@ -135,8 +135,14 @@ bool Resize::box_valid(const Side& side) const {
 }
 
 void Resize::show_hint(const Side& side) {
-    side.hint->setText(box_valid(side) ? QString{}
-                                       : tr("A number from 1 to %1 is needed here").arg(side.bar->maximum()));
+    const int most = side.bar->maximum();
+    if (!box_valid(side))
+        side.hint->setText(tr("A number from 1 to %1 is needed here").arg(most));
+    else if (side.bitmap > most)
+        side.hint->setText(
+            tr("The image has %1; the most that can be chosen is %2").arg(side.bitmap).arg(most));
+    else
+        side.hint->clear();
 }
 
 Resize::Results Resize::GetResults() const {

@@ -140,6 +140,7 @@ void InsertText(FrameFace& frame, int x, int y) {
     if (state.PendingText.isEmpty() || !window) return;
     const QString text = state.PendingText;
     state.PendingText.clear();
+    if (!frame.image_window(state.PendingTextWindow)) return;  // closed, and the text pointer with it
     show_pointer(frame, false);
     with_report(frame, [&] { draw(frame, *window, text, x, y); });
 }
