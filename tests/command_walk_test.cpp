@@ -1,11 +1,12 @@
 // Every command on the image, run as a click would run it, on the depths people have, with and without a
 // selection, and undone.
-#include <QListWidget>
-#include <map>
+#include <QScrollBar>
+#include <bit>
 #include <set>
 
 #include "frame/dispatch.h"
 #include "imaging/ops/operation.h"
+#include "imaging/ops/relief.h"
 #include "support/desk.h"
 #include "support/fixtures.h"
 
@@ -167,17 +168,11 @@ int value_for(const CommonDialog& dialog, std::size_t index) {
     return parameter.identity == parameter.initial ? parameter.high : parameter.initial;
 }
 
-// The code of the first filter whose name begins like the command's family.
+// The code of the last filter of the family that the flags ask for.
 int filter_code(std::uint32_t flags) {
-    const imaging::Operation* operation = imaging::find_operation("SpatialFilter");
-    if (!operation || operation->parameters.empty()) return -1;
-    static const std::map<std::uint32_t, std::string_view> kFamilies{
-        {0x40000001, "Gradient"}, {0x40000002, "Lapla"}, {0x40000004, "Sobel"},
-        {0x40000008, "Prewitt"},  {0x40000010, "Shift"}, {0x40000020, "Line"}};
-    const std::string_view family = kFamilies.at(flags);
-    for (const imaging::Choice& choice : operation->parameters[0].choices)
-        if (choice.name.starts_with(family)) return choice.value;
-    return -1;
+    const auto family = static_cast<std::size_t>(std::countr_zero(flags));
+    const auto families = imaging::filter_families();
+    return family < families.size() ? families[family].choices.back().value : -1;
 }
 
 engine::Code answer(CommonDialog& dialog, DialogKind kind) {

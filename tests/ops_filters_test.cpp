@@ -232,6 +232,29 @@ TEST(AddNoise, IsEvenBoundedAndOwnToItsSeed) {
     }
 }
 
+TEST(AddNoise, AtFullAmountReachesBothEndsWithoutWrappingAround) {
+    for (const Form form : kForms) {
+        Bitmap dark = blank(200, 100, form), light = blank(200, 100, form);
+        for (int y = 0; y < 100; ++y)
+            for (int x = 0; x < 200; ++x)
+                for (int c = 0; c < level_form(light).channels; ++c)
+                    set_sample(light, x, y, c, highest(light));
+        int least = highest(light), most = 0, unchanged = 0;
+        const Bitmap from_dark = run("AddNoise", dark, {1000, 2}),
+                     from_light = run("AddNoise", light, {1000, 2});
+        for (int y = 0; y < 100; ++y)
+            for (int x = 0; x < 200; ++x) {
+                most = std::max<int>(most, sample(from_dark, x, y, 0));
+                least = std::min<int>(least, sample(from_light, x, y, 0));
+                // The same change, limited below or above: one of the two stays where it was.
+                unchanged += sample(from_dark, x, y, 0) == 0 || sample(from_light, x, y, 0) == highest(light);
+            }
+        EXPECT_GT(most, highest(light) * 0.99);
+        EXPECT_LT(least, highest(light) * 0.01);
+        EXPECT_EQ(unchanged, 20'000);
+    }
+}
+
 // Weights from the upper left, written down from the textbook definitions.
 struct KernelCase {
     int code;
@@ -441,7 +464,6 @@ TEST(Filters, ThinImagesWork) {
         for (const Form form : kForms) {
             const Bitmap in = picture(width, height, form);
             for (const Call& call : calls()) {
-                // A 63-pixel radius over 16-bit samples is right but slow; nothing here depends on it.
                 const auto out = apply(*find_operation(call.name), in, call.arguments, nullptr, {});
                 ASSERT_TRUE(out) << call.name;
                 EXPECT_EQ(out->width(), width);

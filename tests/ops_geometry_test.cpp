@@ -381,21 +381,25 @@ TEST(Rotate, ThreadsAndVectorsDoNotChangeTheResult) {
         EXPECT_TRUE(same_picture(one, result(2))) << form.name;
         EXPECT_TRUE(same_picture(one, result(7))) << form.name;
     }
-    const Bitmap b = noise_picture({"", 24, false}, {300, 200});
     std::mt19937 random{9};
-    for (int i = 0; i < 500; ++i) {
-        const auto step = [&] { return static_cast<std::int32_t>(random() % 131072) - 65536; };
-        const Walk walk{b.row(100).data() + 150 * 3,
-                        static_cast<std::ptrdiff_t>(b.stride()),
-                        step(),
-                        step(),
-                        step(),
-                        step()};
-        std::array<std::uint8_t, 192> fast{}, slow{};
-        const int count = static_cast<int>(random() % 65);
-        sample_walk(Samples::rgb24, walk, fast.data(), count);
-        plain::sample_walk(Samples::rgb24, walk, slow.data(), count);
-        ASSERT_EQ(fast, slow) << count;
+    for (const Samples form : {Samples::rgb24, Samples::rgba32}) {
+        Bitmap b = noise_picture({"", form == Samples::rgb24 ? 24 : 32, false}, {300, 200});
+        const int size = pixel_bytes(b.layout());
+        for (int y = 60; y < 90; ++y) std::ranges::fill(b.writable_row(y), std::uint8_t{0});
+        for (int i = 0; i < 500; ++i) {
+            const auto step = [&] { return static_cast<std::int32_t>(random() % 131072) - 65536; };
+            const Walk walk{b.row(100).data() + 150 * size,
+                            static_cast<std::ptrdiff_t>(b.stride()),
+                            step(),
+                            step(),
+                            step(),
+                            step()};
+            std::array<std::uint8_t, 256> fast{}, slow{};
+            const int count = static_cast<int>(random() % 65);
+            sample_walk(form, walk, fast.data(), count);
+            plain::sample_walk(form, walk, slow.data(), count);
+            ASSERT_EQ(fast, slow) << count << " of " << size << " bytes";
+        }
     }
 }
 

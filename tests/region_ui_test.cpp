@@ -1,6 +1,6 @@
 // Selecting with the mouse in a real frame: shapes, dragging pixels, nudging, the status bar.
 #include <QLabel>
-#include <QSignalSpy>
+#include <QProxyStyle>
 
 #include "engine/image_view.h"
 #include "engine/pointers.h"
@@ -462,6 +462,105 @@ TEST_F(Selecting, AReleaseThatWasLostIsMadeUpFor) {
     QApplication::sendEvent(sheet(), &hover);
     EXPECT_FALSE(active().RegionDragging);
     EXPECT_EQ(image().Rgn(), Region::rectangle({40, 40, 60, 40}));
+}
+
+TEST_F(Selecting, RegionsTurnAndShear) {
+    open_one();
+    const Bitmap original = image().Bitmap();
+    use_rectangle();
+    drag_pixels(40, 50, 100, 90);
+    EXPECT_EQ(active().RotateRegion(9000, false), 0);
+    const Region turned = Region::rectangle({40, 50, 60, 40}).turned(9000);
+    EXPECT_EQ(image().Rgn(), turned);
+    EXPECT_EQ(image().Rgn().bounds().width, 40);
+    int left_behind = 0, moved = 0;
+    for (int y = 0; y < kHeight; ++y) {
+        for (int x = 0; x < kWidth; ++x) {
+            const imaging::Rgba now = image().Bitmap().pixel(x, y);
+            const bool before = x >= 40 && x < 100 && y >= 50 && y < 90;
+            if (turned.contains(x, y))
+                ++moved;
+            else if (before)
+                left_behind += now == imaging::Rgba{255, 255, 255};
+            else
+                ASSERT_EQ(now, original.pixel(x, y));
+        }
+    }
+    EXPECT_EQ(moved, 2400);
+    EXPECT_EQ(left_behind, 60 * 40 - 40 * 40) << "white";
+    // The first column, read upwards, is now the first row.
+    const Rect box = turned.bounds();
+    EXPECT_EQ(image().Bitmap().pixel(box.x, box.y), original.pixel(40, 89));
+    EXPECT_EQ(image().Bitmap().pixel(box.right() - 1, box.y), original.pixel(40, 50));
+    const int height = image().Rgn().bounds().height;
+    EXPECT_EQ(active().ShearRegion(2000, true), 0);
+    EXPECT_GT(image().Rgn().bounds().width, 45);
+    EXPECT_EQ(image().Rgn().bounds().height, height);
+    active().CancelRegion();
+    const Bitmap kept = image().Bitmap();
+    EXPECT_EQ(active().RotateRegion(4500, false), 0);
+    expect_equal(image().Bitmap(), kept);
+}
+
+TEST_F(Selecting, ACropLeavesWhatTheOutlineShowed) {
+    for (const int percent : {50, 100, 200}) {
+        for (const bool nudged : {false, true}) {
+            open_one();
+            image().SetPaintZoomFactor(percent);
+            click(u"ID_Rectangle");
+            drag_pixels(20, 30, 61, 73);
+            if (nudged) QTest::keyClick(&active().view(), Qt::Key_Down, Qt::ShiftModifier);
+            const Rect outlined = image().Rgn().bounds();
+            const Bitmap before = image().Bitmap();
+            click(u"ID_Crop");
+            EXPECT_EQ(state().LastTool, u"ID_Crop");
+            ASSERT_EQ(image().BitmapWidth(), outlined.width) << percent << " %";
+            ASSERT_EQ(image().BitmapHeight(), outlined.height);
+            EXPECT_EQ(image().Bitmap().pixel(0, 0), before.pixel(outlined.x, outlined.y));
+            EXPECT_FALSE(image().HasRgn());
+        }
+    }
+}
+
+TEST_F(Selecting, ATurnedRegionForgetsWhatItsDropCovered) {
+    open_one();
+    use_rectangle();
+    drag_pixels(20, 20, 80, 60);
+    drag_pixels(50, 40, 90, 90);
+    EXPECT_EQ(active().RotateRegion(18000, false), 0);
+    const Bitmap turned = image().Bitmap();
+    active().CancelRegion();
+    expect_equal(image().Bitmap(), turned);
+}
+
+class Movement final : public QProxyStyle {
+  public:
+    int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
+                  QStyleHintReturn* data) const override {
+        return hint == SH_Widget_Animation_Duration ? duration
+                                                    : QProxyStyle::styleHint(hint, option, widget, data);
+    }
+    int duration = 200;
+};
+
+TEST_F(Selecting, TheOutlineMovesUnlessNothingShall) {
+    open_one();
+    Movement style;
+    active().view().setStyle(&style);
+    use_rectangle();
+    const auto changes = [&] {
+        const QImage before = sheet()->grab().toImage();
+        return QTest::qWaitFor([&] { return sheet()->grab().toImage() != before; }, 500);
+    };
+    style.duration = 0;
+    drag_pixels(20, 20, 80, 60);
+    EXPECT_FALSE(changes());
+    style.duration = 200;
+    image().SetRgnFrameType(2);
+    EXPECT_TRUE(changes());
+    active().CancelRegion();
+    EXPECT_FALSE(changes());
+    active().view().setStyle(nullptr);
 }
 
 TEST_F(Selecting, TheClipRectangleIsInTheUnitInForce) {

@@ -2,8 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <map>
-#include <set>
-#include <tuple>
 
 #include "engine/floater.h"
 #include "engine/outline.h"
@@ -26,53 +24,6 @@ Region spots() {  // touching at corners, with a hole, at the image's edge
     return ring;
 }
 
-// Every unit edge between a selected and an unselected pixel: x, y, upright, selected side below or right.
-using UnitEdges = std::set<std::tuple<int, int, bool, bool>>;
-
-UnitEdges unit_edges(const Region& region, Rect area) {
-    UnitEdges edges;
-    for (int y = area.y; y <= area.bottom(); ++y) {
-        for (int x = area.x; x <= area.right(); ++x) {
-            const bool here = region.contains(x, y);
-            if (here != region.contains(x - 1, y)) edges.insert({x, y, true, here});
-            if (here != region.contains(x, y - 1)) edges.insert({x, y, false, here});
-        }
-    }
-    return edges;
-}
-
-TEST(Outline, HoldsEveryEdgeOnceWithThePixelsOnTheRight) {
-    const Region chequer =
-        Region::where({0, 0, 6, 5}, [](int x, int y) { return (x + y) % 2 == 0 || x == 3; });
-    for (const Region& region : {spots(), chequer, Region::ellipse({3, 2, 31, 17}),
-                                 Region::rectangle({0, 0, 1, 1}), Region::rectangle({5, 0, 1, 37})}) {
-        UnitEdges traced;
-        for (const auto& corners : trace_outline(region)) {
-            for (std::size_t i = 0; i < corners.size(); ++i) {
-                const Point a = corners[i], b = corners[(i + 1) % corners.size()];
-                ASSERT_TRUE((a.x == b.x) != (a.y == b.y)) << "each piece is level or upright";
-                for (int x = std::min(a.x, b.x); x < std::max(a.x, b.x); ++x)
-                    EXPECT_TRUE(traced.insert({x, a.y, false, b.x > a.x}).second);
-                for (int y = std::min(a.y, b.y); y < std::max(a.y, b.y); ++y)
-                    EXPECT_TRUE(traced.insert({a.x, y, true, b.y < a.y}).second);
-            }
-        }
-        EXPECT_EQ(traced, unit_edges(region, {0, 0, 45, 40}));
-    }
-    EXPECT_TRUE(trace_outline({}).empty());
-}
-
-TEST(Outline, HasNoMoreCornersThanItNeeds) {
-    const Outline square = trace_outline(Region::rectangle({10, 20, 3000, 4000}));
-    ASSERT_EQ(square.size(), 1U);
-    EXPECT_EQ(square[0].size(), 4U);
-    const Region ring =
-        Region::where({0, 0, 9, 9}, [](int x, int y) { return x < 3 || x > 5 || y < 3 || y > 5; });
-    EXPECT_EQ(trace_outline(ring).size(), 2U) << "outside and hole";
-    const Region corners = Region::where({0, 0, 2, 2}, [](int x, int y) { return x == y; });
-    EXPECT_EQ(trace_outline(corners).size(), 2U) << "pixels that touch at a corner";
-}
-
 // The colour of every device pixel that the dashes cover: 1 dark, 2 light.
 std::map<std::pair<int, int>, int> painted(const Dashes& dashes) {
     std::map<std::pair<int, int>, int> pixels;
@@ -87,7 +38,7 @@ std::map<std::pair<int, int>, int> painted(const Dashes& dashes) {
 }
 
 TEST(Outline, DashesLieOnTheSelectedSideAndInSight) {
-    const Outline outline = trace_outline(Region::rectangle({2, 3, 4, 5}));
+    const Outline outline = Region::rectangle({2, 3, 4, 5}).outlines();
     OutlineView view{{10, 20, 40, 40}, {20, 20}, {0, 0, 1000, 1000}};  // 200 %: 14..22 x 26..36
     const auto all = painted(outline_dashes(outline, view));
     int border = 0;
@@ -108,7 +59,7 @@ TEST(Outline, DashesLieOnTheSelectedSideAndInSight) {
 }
 
 TEST(Outline, DashesFollowTheLineAndMoveOn) {
-    const Outline outline = trace_outline(Region::rectangle({0, 0, 20, 30}));
+    const Outline outline = Region::rectangle({0, 0, 20, 30}).outlines();
     OutlineView view{{0, 0, 20, 30}, {20, 30}, {0, 0, 100, 100}};
     const auto at_rest = painted(outline_dashes(outline, view));
     for (int x = 1; x < 18; ++x) EXPECT_EQ(at_rest.at({x, 0}), x / 4 % 2 ? 2 : 1) << x;
@@ -120,7 +71,7 @@ TEST(Outline, DashesFollowTheLineAndMoveOn) {
 }
 
 TEST(Outline, NoPartOfACircleIsOneColour) {
-    const Outline circle = trace_outline(Region::ellipse({0, 0, 300, 300}));
+    const Outline circle = Region::ellipse({0, 0, 300, 300}).outlines();
     const auto pixels = painted(outline_dashes(circle, {{0, 0, 300, 300}, {300, 300}, {0, 0, 300, 300}}));
     int blocks = 0;
     for (int top = 0; top < 300; top += 30) {

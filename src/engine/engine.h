@@ -18,6 +18,7 @@
 #include "imaging/bitmap.h"
 #include "imaging/codec.h"
 #include "imaging/ops/context.h"
+#include "imaging/ops/turning.h"
 #include "imaging/region.h"
 
 namespace quillmark::engine {
@@ -158,6 +159,11 @@ class Engine : public QObject {
     imaging::Bitmap RgnPixels() const;
     /// Puts pixels into the image with their top left pixel at (x, y), inside the region where there is one.
     Code PutPixels(const imaging::Bitmap& pixels, int x, int y);
+    /// Turns the region's pixels and its outline about the region's centre; what they leave takes the fill
+    /// colour. angle in hundredths of a degree, clockwise. Does nothing without a region.
+    Code RotateRgn(int angle, const QColor& fill);
+    /// The same with a shear; angles beyond those of Shear are taken as its nearest.
+    Code ShearRgn(int angle, bool horizontal, const QColor& fill);
     /// 0 and 1 the arrow, 5 the moving arrows, 99 the text pointer.
     void SetMousePointer(int pointer);
     int MousePointer() const { return mouse_pointer_; }
@@ -274,6 +280,10 @@ class Engine : public QObject {
     using Operation = std::function<imaging::Result<imaging::Bitmap>(
         const imaging::Bitmap&, const imaging::Region*, const imaging::Context&)>;
     Code apply(const Operation& operation);
+    /// The same for what also changes the region.
+    using RegionOperation = std::function<imaging::Result<imaging::TurnedRegion>(
+        const imaging::Bitmap&, const imaging::Region&, const imaging::Context&)>;
+    Code apply_to_region(const RegionOperation& operation);
     /// The operation of that name in imaging/ops.
     Code operate(std::string_view name, std::initializer_list<int> arguments);
     imaging::Context context(const Report& report) const;

@@ -1,8 +1,10 @@
 // The selection of the control, and its pixels while they float.
+#include <algorithm>
 #include <cmath>
 
 #include "engine/engine.h"
 #include "imaging/ops/operation.h"
+#include "imaging/result_codes.h"
 
 namespace quillmark::engine {
 
@@ -30,6 +32,35 @@ Code Engine::PutPixels(const imaging::Bitmap& pixels, int x, int y) {
     return apply(
         [&](const imaging::Bitmap& bitmap, const imaging::Region* selected, const imaging::Context& context) {
             return imaging::pasted(bitmap, pixels, {x, y}, selected, context.limits);
+        });
+}
+
+Code Engine::apply_to_region(const RegionOperation& operation) {
+    if (bitmap_.empty()) return 20002;
+    if (!HasRgn()) return 0;
+    const imaging::Bitmap snapshot = bitmap_;
+    const imaging::Region selected = region_;
+    imaging::Result<imaging::TurnedRegion> turned = imaging::Error{imaging::Fault::cancelled, "not started"};
+    run([&](const Report& report) { turned = operation(snapshot, selected, context(report)); });
+    if (!turned) return static_cast<Code>(imaging::result_code(turned.error()));
+    SetBitmap(turned->bitmap);
+    SetRgn(turned->region);
+    return 0;
+}
+
+Code Engine::RotateRgn(int angle, const QColor& fill) {
+    return apply_to_region(
+        [&](const imaging::Bitmap& bitmap, const imaging::Region& region, const imaging::Context& context) {
+            return imaging::turn_region(bitmap, region, angle, fill.rgb() & 0xFFFFFFU, context);
+        });
+}
+
+Code Engine::ShearRgn(int angle, bool horizontal, const QColor& fill) {
+    const imaging::Parameter& limits = imaging::find_operation("Shear")->parameters[0];
+    angle = std::clamp(angle, limits.low, limits.high);
+    return apply_to_region(
+        [&](const imaging::Bitmap& bitmap, const imaging::Region& region, const imaging::Context& context) {
+            return imaging::shear_region(bitmap, region, angle, horizontal, fill.rgb() & 0xFFFFFFU, context);
         });
 }
 

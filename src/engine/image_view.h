@@ -9,8 +9,8 @@
 #include "engine/engine.h"
 #include "engine/region_tracker.h"
 #include "engine/render.h"
-#include "engine/transition_player.h"
 #include "engine/selection_painter.h"
+#include "engine/transition_player.h"
 
 namespace quillmark::engine {
 

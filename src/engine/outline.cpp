@@ -2,86 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <map>
-#include <span>
-#include <tuple>
 
 namespace quillmark::engine {
 namespace {
 
 using imaging::Point;
-using imaging::Run;
-
-struct Segment {
-    Point from, to;
-    bool used = false;
-};
-
-// Where exactly one of two rows is selected: between each two neighbouring ends of their runs.
-void segments_between(std::span<const Run> above, std::span<const Run> below, int y,
-                      std::vector<Segment>& segments) {
-    struct End {
-        int x;
-        bool lower;
-    };
-    std::vector<End> ends;
-    for (const Run& run : above) ends.push_back({run.first, false}), ends.push_back({run.last, false});
-    for (const Run& run : below) ends.push_back({run.first, true}), ends.push_back({run.last, true});
-    std::ranges::sort(ends, {}, &End::x);
-    bool in_upper = false, in_lower = false;
-    for (std::size_t i = 0; i + 1 < ends.size(); ++i) {
-        bool& side = ends[i].lower ? in_lower : in_upper;
-        side = !side;
-        if (in_upper == in_lower || ends[i].x == ends[i + 1].x) continue;
-        const Point left{ends[i].x, y}, right{ends[i + 1].x, y};
-        segments.push_back(in_lower ? Segment{left, right} : Segment{right, left});
-    }
-}
-
-// Joins the left and right ends of runs that stand below one another.
-class Uprights {
-  public:
-    explicit Uprights(std::vector<Segment>& segments) : segments_{segments} {}
-
-    void row(std::span<const Run> runs, int y) {
-        std::map<Key, int> now;
-        for (const Run& run : runs) {
-            for (const Key& key : {Key{run.first, true}, Key{run.last, false}}) {
-                const auto open = open_.extract(key);
-                now.emplace(key, open.empty() ? y : open.mapped());
-            }
-        }
-        for (const auto& [key, top] : open_) {
-            const Point upper{key.first, top}, lower{key.first, y};
-            segments_.push_back(key.second ? Segment{lower, upper} : Segment{upper, lower});
-        }
-        open_ = std::move(now);
-    }
-
-  private:
-    using Key = std::pair<int, bool>;  // x, and whether it is a left end
-    std::map<Key, int> open_;
-    std::vector<Segment>& segments_;
-};
-
-std::pair<int, int> start(const Segment& segment) { return {segment.from.y, segment.from.x}; }
-
-Point direction(const Segment& segment) {
-    const auto sign = [](int value) { return (value > 0) - (value < 0); };
-    return {sign(segment.to.x - segment.from.x), sign(segment.to.y - segment.from.y)};
-}
-
-// The segment that goes on where one ends. Where two do, the turn to the right stays with the same pixel.
-Segment* next_of(const Segment& segment, std::vector<Segment>& sorted) {
-    const std::pair end{segment.to.y, segment.to.x};
-    const Point way = direction(segment), right{-way.y, way.x};
-    Segment* next = nullptr;
-    for (auto it = std::ranges::lower_bound(sorted, end, {}, start); it != sorted.end() && start(*it) == end;
-         ++it) {
-        if (!it->used && (!next || direction(*it) == right)) next = &*it;
-    }
-    return next;
-}
 
 // One straight piece of outline on the screen: where it runs, and how it is dashed.
 class DashWriter {
@@ -140,28 +65,6 @@ class DashWriter {
 };
 
 }  // namespace
-
-Outline trace_outline(const imaging::Region& region) {
-    if (region.empty()) return {};
-    std::vector<Segment> segments;
-    Uprights uprights{segments};
-    const imaging::Rect bounds = region.bounds();
-    for (int y = bounds.y; y <= bounds.bottom(); ++y) {
-        segments_between(region.row(y - 1), region.row(y), y, segments);
-        uprights.row(region.row(y), y);
-    }
-    std::ranges::sort(segments, {}, start);
-    Outline outline;
-    for (Segment& first : segments) {
-        if (first.used) continue;
-        auto& corners = outline.emplace_back();
-        for (Segment* at = &first; at; at = next_of(*at, segments)) {
-            at->used = true;
-            corners.push_back(at->from);
-        }
-    }
-    return outline;
-}
 
 Dashes outline_dashes(const Outline& outline, const OutlineView& view) {
     Dashes dashes;

@@ -1,4 +1,4 @@
-// The edge of a selection, for drawing: traced once per selection, drawn in dashes at any zoom.
+// The edge of a selection as dashes along its line, at any zoom.
 #pragma once
 
 #include <QRect>
@@ -10,12 +10,8 @@
 
 namespace quillmark::engine {
 
-/// Closed lines along pixel edges, each as its corners, the selected side on the right.
+/// What Region::outlines gives: closed lines along pixel edges, the selected side on the right.
 using Outline = std::vector<std::vector<imaging::Point>>;
-
-/// Every edge between a selected and an unselected pixel, each once. Pixels that meet at a corner only are
-/// walked around separately.
-Outline trace_outline(const imaging::Region& region);
 
 /// How an outline is drawn; device pixels.
 struct OutlineView {

@@ -30,11 +30,11 @@ void SelectionPainter::paint(QPainter& painter, const Scene& scene, const Region
     if (tracker.active() && tracker.freehand() && tracker.trail().size() > 1)
         return paint_freehand(painter, scene, tracker, {engine_.BitmapWidth(), engine_.BitmapHeight()});
     if (tracker.active()) {
-        const Outline drawn = trace_outline(tracker.region());
+        const Outline drawn = tracker.region().outlines();
         if (!drawn.empty()) return paint_outline(painter, scene, drawn);
     }
     if (!marches()) return;
-    if (!outline_known_) outline_ = trace_outline(engine_.Rgn());
+    if (!outline_known_) outline_ = engine_.Rgn().outlines();
     outline_known_ = true;
     paint_outline(painter, scene, outline_);
 }

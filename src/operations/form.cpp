@@ -30,7 +30,6 @@ QDialogButtonBox* add_buttons(QDialog& form, QDialogButtonBox::StandardButtons b
 QLabel* make_hint(const QString& name, QWidget* parent) {
     auto* hint = new QLabel{parent};
     hint->setObjectName(name);
-    hint->setForegroundRole(QPalette::PlaceholderText);
     hint->setMinimumHeight(hint->fontMetrics().lineSpacing());
     return hint;
 }

@@ -11,7 +11,8 @@ namespace quillmark::operations {
 void centre_on_screen(QDialog& form);
 /// The buttons, named OK and Cancel; OK accepts, Cancel rejects.
 QDialogButtonBox* add_buttons(QDialog& form, QDialogButtonBox::StandardButtons buttons);
-/// A quiet line for what is wrong with a field; empty as long as nothing is, and keeps its room.
+/// A quiet line of text that keeps its room while it is empty: what is wrong with a field, what stands under
+/// the pointer.
 QLabel* make_hint(const QString& name, QWidget* parent);
 
 }  // namespace quillmark::operations

@@ -14,6 +14,7 @@ GetFilter::GetFilter(QWidget* parent) : QDialog{parent} {
     filter_box_->setObjectName(QStringLiteral("FilterBox"));
     filter_box_->setMinimumWidth(filter_box_->fontMetrics().averageCharWidth() * 44);
     filter_box_->setTextElideMode(Qt::ElideMiddle);
+    filter_box_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     auto* label = new QLabel{tr("&Type"), this};
     label->setBuddy(filter_box_);
     auto* layout = new QVBoxLayout{this};

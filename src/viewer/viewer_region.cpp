@@ -192,8 +192,18 @@ void Viewer::show_selection() {
     frame_.status_bar().show_selection(shown);
 }
 
-engine::Code Viewer::RotateRegion(int, bool) { return engine::Engine::kNotAvailable; }
-engine::Code Viewer::ShearRegion(int, bool) { return engine::Engine::kNotAvailable; }
+// What a drop covered lies under an outline that is no more: it stays dropped.
+engine::Code Viewer::RotateRegion(int angle, bool) {
+    const engine::Code code = lead1_.RotateRgn(angle, Qt::white);
+    if (code == 0) lead2_.SetBitmap({});
+    return code;
+}
+
+engine::Code Viewer::ShearRegion(int angle, bool option) {
+    const engine::Code code = lead1_.ShearRgn(angle, option, Qt::white);
+    if (code == 0) lead2_.SetBitmap({});
+    return code;
+}
 
 void Viewer::show_text_pointer(bool on) {
     lead1_.SetMousePointer(on ? engine::kPointerText : engine::kPointerArrow);

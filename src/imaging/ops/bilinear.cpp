@@ -41,13 +41,17 @@ struct Words {
     }
 };
 
+std::array<float, 4> alpha_weights(int fu, int fv) {
+    constexpr float kScale = 1.0F / (static_cast<float>(kOne) * kOne);
+    const auto x = static_cast<float>(fu), y = static_cast<float>(fv);
+    return {(kOne - x) * (kOne - y) * kScale, x * (kOne - y) * kScale, (kOne - x) * y * kScale,
+            x * y * kScale};
+}
+
 struct Alpha {
     static constexpr int size = 4;
     static void sample(const Pixels& p, int fu, int fv, std::uint8_t* out) {
-        constexpr float kScale = 1.0F / (static_cast<float>(kOne) * kOne);
-        const auto x = static_cast<float>(fu), y = static_cast<float>(fv);
-        const float weights[4] = {(kOne - x) * (kOne - y) * kScale, x * (kOne - y) * kScale,
-                                  (kOne - x) * y * kScale, x * y * kScale};
+        const auto weights = alpha_weights(fu, fv);
         float sum[4] = {};
         for (std::size_t i = 0; i < 4; ++i) {
             const float cover = weights[i] * p[i][3];
@@ -60,8 +64,9 @@ struct Alpha {
     }
 };
 
+// A loop over single samples.
 template <typename Form>
-void walk_plainly(const Walk& walk, std::uint8_t* out, int count) {
+void walk_singly(const Walk& walk, std::uint8_t* out, int count) {
     std::int32_t u = walk.u, v = walk.v;
     for (; count > 0; --count, u += walk.du, v += walk.dv, out += Form::size) {
         const std::uint8_t* top = walk.origin + (v >> 16) * walk.stride + (u >> 16) * Form::size;
@@ -122,12 +127,41 @@ void walk_rgb(const Walk& walk, std::uint8_t* out, int count) {
     }
     Walk tail = walk;
     tail.u += done * walk.du, tail.v += done * walk.dv;
-    walk_plainly<Bytes<3>>(tail, out, count - done);
+    walk_singly<Bytes<3>>(tail, out, count - done);
 }
+
+// The same sums as Alpha's, in the same order, for the channels at once; the alpha lane adds up the covers.
+struct AlphaLanes {
+    static constexpr int size = 4;
+
+    static __m128 tap(const std::uint8_t* pixel, float weight) {
+        std::int32_t bytes;
+        std::memcpy(&bytes, pixel, sizeof bytes);
+        const __m128 lanes = _mm_cvtepi32_ps(_mm_cvtepu8_epi32(_mm_cvtsi32_si128(bytes)));
+        const __m128 cover = _mm_mul_ps(_mm_set1_ps(weight), _mm_shuffle_ps(lanes, lanes, 0xFF));
+        return _mm_mul_ps(cover, _mm_blend_ps(lanes, _mm_set1_ps(1), 8));
+    }
+
+    static void sample(const Pixels& p, int fu, int fv, std::uint8_t* out) {
+        const auto weights = alpha_weights(fu, fv);
+        __m128 sum = tap(p[0], weights[0]);
+        for (std::size_t i = 1; i < 4; ++i) sum = _mm_add_ps(sum, tap(p[i], weights[i]));
+        const __m128 alpha = _mm_shuffle_ps(sum, sum, 0xFF);
+        const __m128 scale =
+            _mm_and_ps(_mm_cmpgt_ps(alpha, _mm_setzero_ps()), _mm_div_ps(_mm_set1_ps(1), alpha));
+        const __m128 pixel = _mm_add_ps(_mm_blend_ps(_mm_mul_ps(sum, scale), sum, 8), _mm_set1_ps(0.5F));
+        const __m128i words = _mm_packs_epi32(_mm_cvttps_epi32(pixel), _mm_setzero_si128());
+        const int bytes = _mm_cvtsi128_si32(_mm_packus_epi16(words, words));
+        std::memcpy(out, &bytes, sizeof bytes);
+    }
+};
+
+void walk_rgba(const Walk& walk, std::uint8_t* out, int count) { walk_singly<AlphaLanes>(walk, out, count); }
 
 #else
 
-void walk_rgb(const Walk& walk, std::uint8_t* out, int count) { walk_plainly<Bytes<3>>(walk, out, count); }
+void walk_rgb(const Walk& walk, std::uint8_t* out, int count) { walk_singly<Bytes<3>>(walk, out, count); }
+void walk_rgba(const Walk& walk, std::uint8_t* out, int count) { walk_singly<Alpha>(walk, out, count); }
 
 #endif
 
@@ -137,10 +171,10 @@ namespace plain {
 
 void sample_walk(Samples form, const Walk& walk, std::uint8_t* out, int count) {
     switch (form) {
-        case Samples::gray8: return walk_plainly<Bytes<1>>(walk, out, count);
-        case Samples::gray16: return walk_plainly<Words>(walk, out, count);
-        case Samples::rgb24: return walk_plainly<Bytes<3>>(walk, out, count);
-        case Samples::rgba32: return walk_plainly<Alpha>(walk, out, count);
+        case Samples::gray8: return walk_singly<Bytes<1>>(walk, out, count);
+        case Samples::gray16: return walk_singly<Words>(walk, out, count);
+        case Samples::rgb24: return walk_singly<Bytes<3>>(walk, out, count);
+        case Samples::rgba32: return walk_singly<Alpha>(walk, out, count);
     }
 }
 
@@ -148,6 +182,7 @@ void sample_walk(Samples form, const Walk& walk, std::uint8_t* out, int count) {
 
 void sample_walk(Samples form, const Walk& walk, std::uint8_t* out, int count) {
     if (form == Samples::rgb24) return walk_rgb(walk, out, count);
+    if (form == Samples::rgba32) return walk_rgba(walk, out, count);
     plain::sample_walk(form, walk, out, count);
 }
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#pragma GCC diagnostic ignored "-Wunknown-pragmas"  // ivdep: a compiler that lacks it looks for itself
+
 namespace quillmark::imaging {
 namespace {
 

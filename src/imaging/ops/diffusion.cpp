@@ -263,7 +263,7 @@ class Diffusion {
             firsts[n] = block * kBlock;
             counts[n] = std::min(kBlock, width_ - firsts[n]);
             levels_.get(state.y, firsts[n],
-                        std::span{state.level}.first(static_cast<std::size_t>(counts[n] * kChannels)));
+                        std::span{state.level}.first(static_cast<std::size_t>(counts[n]) * kChannels));
             gather(state, firsts[n], counts[n]);
             active[n++] = &state;
         }

@@ -161,7 +161,7 @@ bool median_band(const Bitmap& in, Bitmap& out, int first, int last, int radius)
     if (radius == 1) return median3_band<T>(in, out, first, last);
     if (radius == 2) return median5_band<T>(in, out, first, last);
     if constexpr (sizeof(T) == 1) return median_by_thresholds(in, out, first, last, radius);
-    return median_by_histogram(in, out, first, last, radius);
+    return median_of_words(in, out, first, last, radius);
 }
 
 }  // namespace

@@ -13,6 +13,6 @@ constexpr int kMedianBand = 64;
 bool median_by_thresholds(const Bitmap& in, Bitmap& out, int first, int last, int radius);
 
 /// The same of 16-bit grey, any radius up to 63.
-bool median_by_histogram(const Bitmap& in, Bitmap& out, int first, int last, int radius);
+bool median_of_words(const Bitmap& in, Bitmap& out, int first, int last, int radius);
 
 }  // namespace quillmark::imaging

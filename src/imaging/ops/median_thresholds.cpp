@@ -3,6 +3,7 @@
 // that halves the levels asks only where medians of the tile are, and neighbouring medians are close to each
 // other.
 #include <algorithm>
+#include <utility>
 
 #include "imaging/ops/levels.h"
 #include "imaging/ops/median.h"
@@ -22,10 +23,11 @@ constexpr int kSmallRadius = 7;     // up to here the samples of a window can be
 struct Pass {
     const Byte* samples;  // stride x (rows + window - 1), and a row of 255 before them
     std::size_t stride, rows, window;
-    Byte* counts;           // stride x (chunk + 1): per column, how many of a window's rows are at or below
-    Byte *twos, *fours;     // stride x chunk: sums of counts side by side
-    std::uint16_t* totals;  // (stride + 1) x chunk: running totals of counts, which may wrap around
-    Byte* result;           // tile width x rows
+    Byte* counts;        // stride x (chunk + 1): per column, how many of a window's rows are at or below
+    Byte *twos, *fours;  // stride x chunk: sums of counts side by side
+    // Those of larger windows, stride x chunk each.
+    std::uint16_t *powers, *next_powers, *sums;
+    Byte* result;  // tile width x rows
     std::uint16_t half;
     Byte threshold, low;
 };
@@ -66,37 +68,30 @@ template <typename Sum>
     rose = static_cast<Byte>(rose | (now == risen ? 255 : 0));
 }
 
+template <typename Sum>
+[[gnu::always_inline]] inline void add_shifted(const Sum* __restrict in, std::size_t shift,
+                                               Sum* __restrict out, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i) out[i] = static_cast<Sum>(in[i] + in[i + shift]);
+}
+
 // Windows of 7 to 15 pixels: sums in bytes, out of sums of two and four columns.
 template <int kWindow>
-struct RaiseSmall {
-    [[gnu::always_inline]] static void run(const Pass& pass, Marks& marks) {
-        count_first_rows(pass, pass.counts + kChunk * pass.stride);
-        for (std::size_t y = 0; y < pass.rows; y += kChunk) chunk(pass, y, marks);
-    }
-
-    [[gnu::always_inline]] static void chunk(const Pass& pass, std::size_t first, Marks& marks) {
-        const std::size_t rows = std::min(kChunk, pass.rows - first), stride = pass.stride;
-        Byte* counts = pass.counts;
-        for (std::size_t y = 0; y < rows; ++y)
-            count_row(pass, first + y, y == 0 ? counts + kChunk * stride : counts + (y - 1) * stride,
-                      counts + y * stride);
-        add_shifted(counts, 1, pass.twos, rows * stride);
+struct SmallWindows {
+    [[gnu::always_inline]] static void raise_rows(const Pass& pass, std::size_t first, std::size_t rows,
+                                                  Marks& marks) {
+        const std::size_t stride = pass.stride;
+        add_shifted(pass.counts, 1, pass.twos, rows * stride);
         add_shifted(pass.twos, 2, pass.fours, rows * stride);
         for (std::size_t y = 0; y < rows; ++y) {
             const std::size_t at = y * stride;
-            sum_row(counts + at, pass.twos + at, pass.fours + at, pass, (first + y) * kTileWidth, marks);
+            raise_row(pass.counts + at, pass.twos + at, pass.fours + at, pass, (first + y) * kTileWidth,
+                      marks);
         }
-        if (rows == kChunk) std::memcpy(counts + kChunk * stride, counts + (kChunk - 1) * stride, stride);
     }
 
-    [[gnu::always_inline]] static void add_shifted(const Byte* __restrict in, std::size_t shift,
-                                                   Byte* __restrict out, std::size_t count) {
-        for (std::size_t i = 0; i < count; ++i) out[i] = static_cast<Byte>(in[i] + in[i + shift]);
-    }
-
-    [[gnu::always_inline]] static void sum_row(const Byte* __restrict ones, const Byte* __restrict twos,
-                                               const Byte* __restrict fours, const Pass& pass, std::size_t at,
-                                               Marks& marks) {
+    [[gnu::always_inline]] static void raise_row(const Byte* __restrict ones, const Byte* __restrict twos,
+                                                 const Byte* __restrict fours, const Pass& pass,
+                                                 std::size_t at, Marks& marks) {
         Byte* __restrict result = pass.result + at;
         const auto half = static_cast<Byte>(pass.half), risen = static_cast<Byte>(pass.threshold + 1);
         const Byte low = pass.low;
@@ -112,41 +107,63 @@ struct RaiseSmall {
     }
 };
 
-// Windows of any size: sums as differences of running totals.
-struct RaiseLarge {
-    [[gnu::always_inline]] static void run(const Pass& pass, Marks& marks) {
-        count_first_rows(pass, pass.counts + kChunk * pass.stride);
-        for (std::size_t y = 0; y < pass.rows; y += kChunk) chunk(pass, y, marks);
-    }
-
-    [[gnu::always_inline]] static void chunk(const Pass& pass, std::size_t first, Marks& marks) {
-        const std::size_t rows = std::min(kChunk, pass.rows - first), stride = pass.stride;
-        Byte* counts = pass.counts;
-        for (std::size_t y = 0; y < rows; ++y) {
-            count_row(pass, first + y, y == 0 ? counts + kChunk * stride : counts + (y - 1) * stride,
-                      counts + y * stride);
-            std::uint16_t* totals = pass.totals + y * (stride + 1);
-            std::uint16_t total = totals[0] = 0;
-            for (std::size_t i = 0; i < stride; ++i)
-                totals[i + 1] = total = static_cast<std::uint16_t>(total + counts[y * stride + i]);
+// Windows of any size: sums of 2, 4, 8 ... columns, of which those that make up the size are added.
+struct LargeWindows {
+    [[gnu::always_inline]] static void raise_rows(const Pass& pass, std::size_t first, std::size_t rows,
+                                                  Marks& marks) {
+        const std::size_t count = rows * pass.stride;
+        std::uint16_t *power = pass.powers, *next = pass.next_powers;
+        widen(pass.counts, power, pass.sums, count);
+        std::size_t covered = 1;
+        for (std::size_t columns = 2; columns <= pass.window; columns *= 2) {
+            add_shifted(power, columns / 2, next, count);
+            std::swap(power, next);
+            if (!(pass.window & columns)) continue;
+            add(power + covered, pass.sums, count);
+            covered += columns;
         }
         for (std::size_t y = 0; y < rows; ++y)
-            sum_row(pass.totals + y * (stride + 1), pass, (first + y) * kTileWidth, marks);
-        if (rows == kChunk) std::memcpy(counts + kChunk * stride, counts + (kChunk - 1) * stride, stride);
+            raise_row(pass.sums + y * pass.stride, pass, (first + y) * kTileWidth, marks);
     }
 
-    [[gnu::always_inline]] static void sum_row(const std::uint16_t* __restrict totals, const Pass& pass,
-                                               std::size_t at, Marks& marks) {
+    [[gnu::always_inline]] static void widen(const Byte* __restrict counts, std::uint16_t* __restrict power,
+                                             std::uint16_t* __restrict sums, std::size_t count) {
+        for (std::size_t i = 0; i < count; ++i) power[i] = sums[i] = counts[i];
+    }
+
+    [[gnu::always_inline]] static void add(const std::uint16_t* __restrict in, std::uint16_t* __restrict sums,
+                                           std::size_t count) {
+        for (std::size_t i = 0; i < count; ++i) sums[i] = static_cast<std::uint16_t>(sums[i] + in[i]);
+    }
+
+    [[gnu::always_inline]] static void raise_row(const std::uint16_t* __restrict sums, const Pass& pass,
+                                                 std::size_t at, Marks& marks) {
         Byte* __restrict result = pass.result + at;
         const auto risen = static_cast<Byte>(pass.threshold + 1);
-        const std::size_t window = pass.window;
         const std::uint16_t half = pass.half;
         const Byte low = pass.low;
         Byte stayed = 0, rose = 0;
         for (std::size_t i = 0; i < kTileWidth; ++i)
-            raise(static_cast<std::uint16_t>(totals[i + window] - totals[i]), half, low, risen, result[i],
-                  stayed, rose);
+            raise(sums[i], half, low, risen, result[i], stayed, rose);
         marks.stayed |= stayed, marks.rose |= rose;
+    }
+};
+
+template <typename Windows>
+struct Raise {
+    [[gnu::always_inline]] static void run(const Pass& pass, Marks& marks) {
+        const std::size_t stride = pass.stride;
+        Byte* const above = pass.counts + kChunk * stride;  // the counts of the row above the chunk
+        count_first_rows(pass, above);
+        for (std::size_t first = 0; first < pass.rows; first += kChunk) {
+            const std::size_t rows = std::min(kChunk, pass.rows - first);
+            for (std::size_t y = 0; y < rows; ++y) {
+                Byte* const counts = pass.counts + y * stride;
+                count_row(pass, first + y, y == 0 ? above : counts - stride, counts);
+            }
+            Windows::raise_rows(pass, first, rows, marks);
+            std::memcpy(above, pass.counts + (rows - 1) * stride, stride);
+        }
     }
 };
 
@@ -183,8 +200,12 @@ class TileMedian {
           counts_{stride_ * (kChunk + 1)},
           twos_{stride_ * kChunk},
           fours_{stride_ * kChunk},
-          totals_{(stride_ + 1) * kChunk} {}
-    explicit operator bool() const { return samples_ && result_ && counts_ && twos_ && fours_ && totals_; }
+          powers_{stride_ * kChunk},
+          next_powers_{stride_ * kChunk},
+          sums_{stride_ * kChunk} {}
+    explicit operator bool() const {
+        return samples_ && result_ && counts_ && twos_ && fours_ && powers_ && next_powers_ && sums_;
+    }
 
     // The medians of one channel: the pixels from (left, top) on, a tile wide and rows high, into out.
     template <int kChannels>
@@ -220,7 +241,9 @@ class TileMedian {
                  .counts = counts_.data(),
                  .twos = twos_.data(),
                  .fours = fours_.data(),
-                 .totals = totals_.data(),
+                 .powers = powers_.data(),
+                 .next_powers = next_powers_.data(),
+                 .sums = sums_.data(),
                  .result = result_.data(),
                  .half = static_cast<std::uint16_t>(window * window / 2 + 1),
                  .threshold = 0,
@@ -246,12 +269,12 @@ class TileMedian {
     Marks raise_tile() const {
         Marks marks;
         switch (radius_) {
-            case 3: run_widest<RaiseSmall<7>, const Pass&, Marks&>(pass_, marks); break;
-            case 4: run_widest<RaiseSmall<9>, const Pass&, Marks&>(pass_, marks); break;
-            case 5: run_widest<RaiseSmall<11>, const Pass&, Marks&>(pass_, marks); break;
-            case 6: run_widest<RaiseSmall<13>, const Pass&, Marks&>(pass_, marks); break;
-            case 7: run_widest<RaiseSmall<15>, const Pass&, Marks&>(pass_, marks); break;
-            default: run_widest<RaiseLarge, const Pass&, Marks&>(pass_, marks); break;
+            case 3: run_widest<Raise<SmallWindows<7>>, const Pass&, Marks&>(pass_, marks); break;
+            case 4: run_widest<Raise<SmallWindows<9>>, const Pass&, Marks&>(pass_, marks); break;
+            case 5: run_widest<Raise<SmallWindows<11>>, const Pass&, Marks&>(pass_, marks); break;
+            case 6: run_widest<Raise<SmallWindows<13>>, const Pass&, Marks&>(pass_, marks); break;
+            case 7: run_widest<Raise<SmallWindows<15>>, const Pass&, Marks&>(pass_, marks); break;
+            default: run_widest<Raise<LargeWindows>, const Pass&, Marks&>(pass_, marks); break;
         }
         return marks;
     }
@@ -260,7 +283,7 @@ class TileMedian {
     int radius_;
     std::size_t stride_;
     Scratch<Byte> samples_, result_, counts_, twos_, fours_;
-    Scratch<std::uint16_t> totals_;
+    Scratch<std::uint16_t> powers_, next_powers_, sums_;
     Pass pass_{};
 };
 

@@ -82,8 +82,12 @@ Kernel make_kernel(ResizeFilter filter, int source, int target) {
     kernel.whole_weights.resize(kernel.weights.size());
     for (int i = 0; i < target; ++i) {
         const Spread spread = spread_of(filter, i, scale, source);
-        kernel.first.push_back(spread.first);
-        const std::size_t at = taps * static_cast<std::size_t>(i);
+        // Near the end the taps begin earlier, so that none lies beyond it (but for the filling ones of a
+        // source that is shorter than they are).
+        const int first = std::min(spread.first, std::max(0, source - kernel.taps));
+        kernel.first.push_back(first);
+        const std::size_t at =
+            taps * static_cast<std::size_t>(i) + static_cast<std::size_t>(spread.first - first);
         // Rounding the running sum and not each weight: they add up exactly, however many.
         double sum = 0;
         int given = 0;

@@ -8,7 +8,7 @@ namespace quillmark::imaging {
 
 /// Taps are read in groups of this many; weights of 0 fill up.
 constexpr int kTapGroup = 4;
-/// Samples that may be read beyond a row between the directions.
+/// Samples that may be read beyond a row between the directions: those of filling taps, and of a whole load.
 constexpr std::size_t kRowSlack = 32;
 
 /// The weighted sum of count rows of 8-bit samples. Weights add up to 2^14; count is even.
