@@ -24,7 +24,7 @@ enum class DialogKind {
 inline constexpr Code kDialogCancelled = 20150;
 
 struct CommonDialog {
-    std::uint32_t Flags = 0;  ///< selects variants; see the table of ParameterDialog
+    std::uint32_t Flags = 0;  ///< its lowest bit chooses the family of a spatial filter
     imaging::Bitmap Bitmap;   ///< the image to preview; empty: no preview
     /// The operation that will run with the results, by its engine name: gives caption, units, ranges and the
     /// preview. Its first parameters that the dialog does not ask for are in Fixed.
@@ -33,6 +33,8 @@ struct CommonDialog {
     const imaging::Region* Rgn = nullptr;  ///< the selection, for the preview
     imaging::Rect Visible;                 ///< the part of the image that its window shows, bitmap pixels
 
+    // Presets before, results after an accepted dialog. Value, Gamma and Angle begin at the operation's
+    // initial value where the preset is out of range; Bits to Filter and Option always do.
     int Value = 0;
     int Gamma = 0;
     int Low = 0, High = 255;

@@ -37,7 +37,7 @@ PreviewPair::PreviewPair(const TrialSubject& subject, QWidget* parent)
     build();
     patience_.setSingleShot(true);
     patience_.setInterval(kPatience);
-    connect(&patience_, &QTimer::timeout, this, &PreviewPair::show_note);
+    connect(&patience_, &QTimer::timeout, this, [this] { note_->setText(tr("Working…")); });
     connect(&query_, &TrialQuery::answered, this, &PreviewPair::show_answer);
 }
 
@@ -134,19 +134,11 @@ void PreviewPair::show_answer(const TrialAnswer& answer) {
     if (!answer.after) return;
     patience_.stop();
     settled_ = answer.after->complete;
-    approximate_ = answer.after->approximate;
+    note_->setText(answer.after->approximate ? tr("Approximate") : QString{});
     if (answer.after->remark.isEmpty())
         after_->show_picture(answer.after->picture, answer.view);
     else
         after_->show_remark(answer.after->remark);
-    show_note();
-}
-
-void PreviewPair::show_note() {
-    if (patience_.isActive() || settled_)
-        note_->clear();
-    else
-        note_->setText(approximate_ ? tr("Approximate") : QString{});
 }
 
 }  // namespace quillmark::engine

@@ -34,14 +34,12 @@ class PreviewPair : public QWidget {
     QPoint clamped(QPoint centre) const;
     void ask();
     void show_answer(const TrialAnswer& answer);
-    void show_note();
 
     QSize image_;
     imaging::Rect visible_;
     std::vector<int> arguments_;
     TrialView view_;
     bool settled_ = false;
-    bool approximate_ = false;
     PreviewPane* before_ = nullptr;
     PreviewPane* after_ = nullptr;
     QRadioButton* fit_ = nullptr;

@@ -69,6 +69,8 @@ class Trial {
     /// memory.
     std::optional<TrialOutcome> exact(const std::vector<int>& arguments, const TrialView& view,
                                       const Stop& stop);
+    /// Otherwise an exact answer takes the whole image, whatever is shown of it.
+    bool acts_on_pixels() const { return subject_.operation->scope == imaging::Scope::pixels; }
     /// How many pixels around itself a result pixel depends on.
     int reach(const std::vector<int>& arguments) const;
 
@@ -82,7 +84,6 @@ class Trial {
 
     QSize image_size() const { return {subject_.bitmap.width(), subject_.bitmap.height()}; }
     const imaging::Region* region() const { return subject_.region ? &*subject_.region : nullptr; }
-    bool acts_on_pixels() const { return subject_.operation->scope == imaging::Scope::pixels; }
     imaging::Context context(const Stop& stop) const;
     const imaging::Statistics* statistics();
     std::optional<imaging::Bitmap> kept_result(const std::vector<int>& arguments);

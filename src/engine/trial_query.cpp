@@ -63,7 +63,8 @@ void TrialQuery::answer_quickly(const Question& question) {
 
 // The exact answer instead of a rough one where it has been quick so far, so that the picture does not waver.
 std::optional<TrialOutcome> TrialQuery::exact_at_once(const Question& question) {
-    if (exact_cost_ > kCheap || exact_reach_ != trial_.reach(question.arguments)) return std::nullopt;
+    if (!trial_.acts_on_pixels() || exact_cost_ > kCheap || exact_reach_ != trial_.reach(question.arguments))
+        return std::nullopt;
     QElapsedTimer clock;
     clock.start();
     auto outcome = trial_.exact(question.arguments, question.view,
