@@ -71,8 +71,11 @@ class StripRows {
             decoder_.reset();
         if (!decoder_) return false;
         const auto row = decoder_->next({out, row_bytes_});
-        if (row == fax::Decoder::Row::damaged) ++damaged_;
-        return row != fax::Decoder::Row::end;
+        if (row == fax::Decoder::Row::good) return good_rows_ = true;
+        // Between good rows a damaged one is worth showing; data that never gave one are not fax data.
+        if (row == fax::Decoder::Row::end || fax_ == fax::Coding::group4 || !good_rows_) return false;
+        ++damaged_;
+        return true;
     }
 
     bool begin_fax_strip(std::uint32_t strip) {
@@ -91,6 +94,7 @@ class StripRows {
             layout.coding =
                 page_.fax_options & GROUP3OPT_FILLBITS ? fax::Coding::aligned_rows : fax::Coding::rows;
         decoder_.emplace(strip_, layout);
+        good_rows_ = false;
         return true;
     }
 
