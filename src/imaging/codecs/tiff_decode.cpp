@@ -137,6 +137,7 @@ class StripRows {
     std::optional<fax::Decoder> decoder_;
     std::vector<std::uint8_t> strip_;
     int damaged_ = 0;
+    bool good_rows_ = false;  // this strip gave one
     std::vector<std::uint8_t> ahead_;
     std::int64_t held_at_ = 0;
     std::size_t held_ = 0;
