@@ -1,7 +1,9 @@
 // The frame: start and end, dispatch, windows, views, preferences.
 #include "frame/dispatch.h"
 
+#include <QCheckBox>
 #include <QLabel>
+#include <QStyle>
 #include <cmath>
 #include <map>
 #include <set>
@@ -552,6 +554,26 @@ TEST(Themes, NamesAreReadAndTextStandsOutInBoth) {
             EXPECT_GE(contrast(palette.color(text), palette.color(ground)), 4.5) << text << " on " << ground;
         EXPECT_GE(contrast(palette.color(P::HighlightedText), palette.color(P::Highlight)), 4.0);
     }
+}
+
+TEST(Theme, MarksToTickHaveAnEdgeInTheDarkAndButtonsNoPictures) {
+    QCheckBox box{QStringLiteral("box")};
+    const auto edge_contrast = [&](Theme theme) {
+        apply_theme(theme);
+        box.setPalette(palette_of(theme));
+        const QImage image = box.grab().toImage();
+        const int ground = qGray(image.pixel(image.width() - 1, 0));
+        int farthest = 0;  // in the column that cuts the mark's upper edge
+        for (int y = 0; y < image.height() / 3; ++y)
+            farthest = std::max(farthest, std::abs(qGray(image.pixel(7, y)) - ground));
+        return farthest;
+    };
+    for (const Theme theme : {Theme::dark, Theme::light}) {
+        EXPECT_GT(edge_contrast(theme), 45);
+        EXPECT_EQ(QApplication::style()->styleHint(QStyle::SH_DialogButtonBox_ButtonsHaveIcons), 0);
+    }
+    apply_theme(Theme::system);
+    QApplication::setPalette(QPalette{});
 }
 
 TEST_F(Frame, DroppedFilesOpen) {

@@ -1,13 +1,16 @@
 // Opening files into windows: what appears, what is remembered, what bad files say.
 #include <QCloseEvent>
 #include <QLabel>
+#include <QMouseEvent>
 #include <QRadioButton>
 #include <QTimer>
+#include <QToolButton>
 
 #include "engine/file_dialog.h"
 #include "files/filter_table.h"
 #include "files/open.h"
 #include "files/recent_files.h"
+#include "frame/caption_bar.h"
 #include "imaging/codec.h"
 #include "support/desk.h"
 #include "text/paths.h"
@@ -212,6 +215,35 @@ TEST_F(LongLoad, ClosingTheFrameStopsItAndEndsTheProgram) {
         QCloseEvent close;
         QCoreApplication::sendEvent(frame_->windowHandle(), &close);
     });
+    open(file_);
+    EXPECT_TRUE(loading_seen_);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return ended; }));
+}
+
+TEST_F(LongLoad, SoDoesTheCaptionsOwnCloseButtonAndNoOther) {
+    start();
+    bool ended = false;
+    QObject::connect(frame_.get(), &frame::ImageProcess::ended, [&] { ended = true; });
+    const auto release_on = [this](const QString& name) {
+        for (const QToolButton* button : frame_->caption_bar().findChildren<QToolButton*>()) {
+            if (button->accessibleName() != name) continue;
+            const QPointF global = button->mapToGlobal(button->rect().center());
+            QMouseEvent release{QEvent::MouseButtonRelease,
+                                frame_->mapFromGlobal(global),
+                                global,
+                                Qt::LeftButton,
+                                Qt::NoButton,
+                                Qt::NoModifier};
+            QCoreApplication::sendEvent(frame_->windowHandle(), &release);
+            return;
+        }
+        FAIL() << "no button " << name.toStdString();
+    };
+    during_load([&] { release_on(QStringLiteral("Minimize")); });
+    open(file_);
+    EXPECT_EQ(frame_->kids().KidCount, 1) << "the other buttons wait";
+    loading_seen_ = false;
+    during_load([&] { release_on(QStringLiteral("Close")); });
     open(file_);
     EXPECT_TRUE(loading_seen_);
     EXPECT_TRUE(QTest::qWaitFor([&] { return ended; }));

@@ -160,6 +160,7 @@ TEST(GetEffectForm, TypingFindsAnEffectAndKeepsItsCode) {
     GetEffect form;
     auto& search = part<QLineEdit>(form, "SearchBox");
     auto& ok = part<QPushButton>(form, "OK");
+    ASSERT_EQ(form.focusWidget(), &search) << "what is typed at once is a search";
     search.setText(QStringLiteral("b b b b"));
     EXPECT_EQ(form.GetAmount(), 2298);
     search.setText(QStringLiteral("no such effect"));

@@ -6,6 +6,7 @@
 #include <QMouseEvent>
 #include <QPushButton>
 #include <QRadioButton>
+#include <set>
 
 #include "frame/dispatch.h"
 #include "operations/histogram.h"
@@ -259,11 +260,13 @@ TEST_F(Operations, UndoFollowsTheCommandBeforeIt) {
         image.SetBitmap(other);
         active().LEAD3().SetBitmap(image_);
         image.SetPaintZoomFactor(300);
+        active().LEAD2().SetBitmap(other);
         state().LastTool = QString::fromUtf16(c.last);
         state().UndoPending = true;
         state().ImageChanged = false;
         click(u"ID_UnDo");
         EXPECT_EQ(same(image.Bitmap(), image_), c.restores);
+        EXPECT_EQ(active().LEAD2().Bitmap().empty(), c.restores) << "pixels under a drop that is undone";
         EXPECT_EQ(image.PaintZoomFactor() == 100, c.resets_view);
         EXPECT_EQ(state().UndoPending, !c.resets_view);
         EXPECT_FALSE(state().ImageChanged);
@@ -418,13 +421,17 @@ TEST_F(Operations, SeparationOpensAWindowForEachPlane) {
         EXPECT_EQ(active().handle(), source);
         EXPECT_TRUE(state().ImageChanged);
         EXPECT_TRUE(same(active().LEAD3().Bitmap(), image_));
+        std::set<std::pair<int, int>> places;
         for (std::size_t i = 2; i < static_cast<std::size_t>(frame_->kids().KidCount); ++i) {
             program::ImageWindow* plane = frame_->image_window(frame_->kids().KidList()[i]);
             ASSERT_NE(plane, nullptr);
             EXPECT_TRUE(same(plane->LEAD1().Bitmap(), active().LEAD1().ColorPlanes(static_cast<int>(i) - 2)));
             EXPECT_EQ(plane->LEAD1().BitmapWidth(), 37);
+            places.insert(std::pair{plane->parentWidget()->x(), plane->parentWidget()->y()});
             EXPECT_TRUE(plane->isVisible());
         }
+        EXPECT_EQ(places.size(), static_cast<std::size_t>(frame_->kids().KidCount - 2))
+            << "none hides another";
         expect_idle();
     }
 }

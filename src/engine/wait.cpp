@@ -4,9 +4,11 @@
 #include <QEvent>
 #include <QEventLoop>
 #include <QKeyEvent>
+#include <QMouseEvent>
 #include <QPointer>
 #include <QThreadPool>
 #include <QTimer>
+#include <QWidget>
 #include <QWindow>
 #include <chrono>
 #include <condition_variable>
@@ -42,6 +44,14 @@ bool is_user_input(QEvent::Type type) {
     }
 }
 
+// A painted close button is as good as the window manager's.
+bool is_click_to_close(const QEvent& event) {
+    if (event.type() != QEvent::MouseButtonRelease) return false;
+    const QPoint place = static_cast<const QMouseEvent&>(event).globalPosition().toPoint();
+    const QWidget* widget = QApplication::widgetAt(place);
+    return widget && widget->property(kCloses).toBool();
+}
+
 class InputFilter final : public QObject {
   public:
     explicit InputFilter(std::function<void()> escape) : escape_{std::move(escape)} {
@@ -61,9 +71,10 @@ class InputFilter final : public QObject {
             if (target->isWindowType()) escape_();
             return true;
         }
-        if (event->type() == QEvent::Close) {
+        auto* window = qobject_cast<QWindow*>(target);
+        if (event->type() == QEvent::Close || (window && is_click_to_close(*event))) {
             event->ignore();
-            if (auto* window = qobject_cast<QWindow*>(target); window && !window->transientParent()) {
+            if (window && !window->transientParent()) {
                 closing_ = window;
                 escape_();
             }

@@ -8,6 +8,8 @@
 #include <QWindow>
 #include <cmath>
 
+#include "engine/wait.h"
+
 namespace quillmark::frame {
 namespace {
 
@@ -51,6 +53,7 @@ CaptionBar::CaptionBar(QWidget* frame) : QWidget{frame} {
     minimize_ = add_button(tr("Minimize"), kPictureMinimize);
     maximize_ = add_button(tr("Maximize"), kPictureMaximize);
     close_ = add_button(tr("Close"), kPictureClose);
+    close_->setProperty(engine::kCloses, true);
     connect(minimize_, &QToolButton::clicked, this, [this] { window()->showMinimized(); });
     connect(maximize_, &QToolButton::clicked, this, &CaptionBar::toggle_maximized);
     connect(close_, &QToolButton::clicked, this, [this] { window()->close(); });

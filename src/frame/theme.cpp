@@ -2,7 +2,10 @@
 
 #include <QApplication>
 #include <QColor>
+#include <QPainter>
+#include <QProxyStyle>
 #include <QStyleFactory>
+#include <QStyleOption>
 
 #include "settings/settings.h"
 
@@ -27,6 +30,35 @@ const Colours& colours_of(Theme theme) {
 QColor halfway(const QColor& a, const QColor& b) {
     return {(a.red() + b.red()) / 2, (a.green() + b.green()) / 2, (a.blue() + b.blue()) / 2};
 }
+
+bool is_dark(const QPalette& palette) { return palette.color(QPalette::Window).lightness() < 128; }
+
+/// No pictures on the buttons of message boxes and forms: none of the program's own buttons has one.
+/// Marks to tick have an edge that can be seen on a dark ground, too.
+class PlainButtons final : public QProxyStyle {
+  public:
+    using QProxyStyle::QProxyStyle;
+    void drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
+                       const QWidget* widget) const override {
+        QProxyStyle::drawPrimitive(element, option, painter, widget);
+        const bool round = element == PE_IndicatorRadioButton;
+        if ((!round && element != PE_IndicatorCheckBox) || !is_dark(option->palette)) return;
+        painter->save();
+        painter->setRenderHint(QPainter::Antialiasing);
+        painter->setBrush(Qt::NoBrush);
+        painter->setPen(
+            halfway(option->palette.color(QPalette::WindowText), option->palette.color(QPalette::Window)));
+        const QRectF edge = QRectF{option->rect}.adjusted(0.5, 0.5, -0.5, -0.5);
+        round ? painter->drawEllipse(edge) : painter->drawRect(edge);
+        painter->restore();
+    }
+    int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
+                  QStyleHintReturn* result) const override {
+        return hint == SH_DialogButtonBox_ButtonsHaveIcons
+                   ? 0
+                   : QProxyStyle::styleHint(hint, option, widget, result);
+    }
+};
 
 }  // namespace
 
@@ -66,9 +98,12 @@ QPalette palette_of(Theme theme) {
 }
 
 void apply_theme(Theme theme) {
-    if (theme == Theme::system) return;
+    if (theme == Theme::system) {
+        QApplication::setStyle(new PlainButtons);
+        return;
+    }
     // Other styles draw with colours of their own beside the palette's.
-    QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+    QApplication::setStyle(new PlainButtons{QStyleFactory::create(QStringLiteral("Fusion"))});
     QApplication::setPalette(palette_of(theme));
 }
 

@@ -19,7 +19,7 @@ Theme theme_named(QStringView name);
 Theme chosen_theme(const settings::Settings& settings);
 /// The colours of the light or the dark theme. For `system`: the palette in force.
 QPalette palette_of(Theme theme);
-/// Gives the application that theme; `system` leaves it as it is.
+/// Gives the application that theme (`system` keeps the desktop's colours) and buttons without pictures.
 void apply_theme(Theme theme);
 
 }  // namespace quillmark::frame

@@ -61,6 +61,7 @@ void separate(FrameFace& frame, ImageWindow& window, int SeparationKind) {
             if (separated) planes[n]->LEAD1().SetBitmap(window.LEAD1().ColorPlanes(static_cast<int>(n)));
             planes[n]->show_window();
             planes[n]->ViewSnap();
+            planes[n]->step_aside(static_cast<int>(n));  // the captions of those before it stay in sight
             frame.send_active_to_back();
             kids.MakeKidActive(position);
         }

@@ -18,10 +18,13 @@ QDialogButtonBox* add_buttons(QDialog& form, QDialogButtonBox::StandardButtons b
     auto* box = new QDialogButtonBox{buttons, &form};
     if (QPushButton* ok = box->button(QDialogButtonBox::Ok)) {
         ok->setObjectName(QStringLiteral("OK"));
+        ok->setText(QDialog::tr("&OK"));
         ok->setDefault(true);
     }
-    if (QPushButton* cancel = box->button(QDialogButtonBox::Cancel))
+    if (QPushButton* cancel = box->button(QDialogButtonBox::Cancel)) {
         cancel->setObjectName(QStringLiteral("Cancel"));
+        cancel->setText(QDialog::tr("&Cancel"));
+    }
     QObject::connect(box, &QDialogButtonBox::accepted, &form, &QDialog::accept);
     QObject::connect(box, &QDialogButtonBox::rejected, &form, &QDialog::reject);
     return box;

@@ -40,7 +40,7 @@ GetEffect::GetEffect(QWidget* parent) : QDialog{parent}, code_{engine::kFirstPai
     connect(search_, &QLineEdit::textChanged, this, &GetEffect::apply_search);
     connect(filter_box_, &QListWidget::currentItemChanged, this, &GetEffect::take_current);
     connect(filter_box_, &QListWidget::itemDoubleClicked, this, &GetEffect::accept);
-    filter_box_->setFocus();
+    search_->setFocus();  // 555 names are found by typing; arrows walk the list from here, too
     centre_on_screen(*this);
 }
 

@@ -7,12 +7,16 @@
 #include "operations/form.h"
 
 namespace quillmark::operations {
+namespace {
+
+constexpr int kNarrowest = 44, kWidest = 100;  // columns of the list; longer entries lose their middle
+
+}  // namespace
 
 GetFilter::GetFilter(QWidget* parent) : QDialog{parent} {
     setObjectName(QStringLiteral("GetFilter"));
     filter_box_ = new QListWidget{this};
     filter_box_->setObjectName(QStringLiteral("FilterBox"));
-    filter_box_->setMinimumWidth(filter_box_->fontMetrics().averageCharWidth() * 44);
     filter_box_->setTextElideMode(Qt::ElideMiddle);
     filter_box_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     auto* label = new QLabel{tr("&Type"), this};
@@ -30,8 +34,14 @@ void GetFilter::InitTheForm(const QString& title, const QString& list) {
     accepted_ = false;
     filter_box_->clear();
     filter_box_->addItems(list.split(u';'));
-    for (int row = 0; row < filter_box_->count(); ++row)
-        filter_box_->item(row)->setToolTip(filter_box_->item(row)->text());
+    int widest = 0;
+    for (int row = 0; row < filter_box_->count(); ++row) {
+        QListWidgetItem& item = *filter_box_->item(row);
+        item.setToolTip(item.text());
+        widest = std::max(widest, filter_box_->fontMetrics().horizontalAdvance(item.text()));
+    }
+    const int column = filter_box_->fontMetrics().averageCharWidth();
+    filter_box_->setMinimumWidth(std::clamp(widest + 8 * column, kNarrowest * column, kWidest * column));
     filter_box_->setCurrentRow(0);
     filter_box_->setFocus();
     centre_on_screen(*this);

@@ -39,7 +39,7 @@ HistogramChart::HistogramChart(QWidget* parent) : QWidget{parent} {
     setAccessibleName(tr("Pixels per level"));
     setMouseTracking(true);
     setFocusPolicy(Qt::StrongFocus);
-    setMinimumSize(sizeHint());
+    setMinimumSize(sizeHint() / 2);
 }
 
 QSize HistogramChart::sizeHint() const {
@@ -107,7 +107,7 @@ void Histogram::build() {
     filter_box_->setObjectName(QStringLiteral("FilterBox"));
     filter_box_->setAccessibleName(tr("Image window"));
     filter_box_->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
-    filter_box_->setMinimumContentsLength(40);
+    filter_box_->setMinimumContentsLength(24);
     chart_ = new HistogramChart{this};
     readout_ = make_hint(QStringLiteral("Readout"), this);
     auto* row = new QHBoxLayout;

@@ -52,6 +52,8 @@ class ImageWindow : public QWidget {
     virtual engine::Code ShearRegion(int angle, bool option) = 0;
     /// Gives the control that shows the image a size in device pixels; its window follows.
     virtual void size_control(int width, int height) = 0;
+    /// Moves the window down and to the right by that many heights of its caption.
+    virtual void step_aside(int steps) = 0;
     /// Shows the text pointer over the image: the next release draws pending text.
     virtual void show_text_pointer(bool on) = 0;
     /// The part of the image that can be seen, in bitmap pixels.

@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QInputDialog>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMessageBox>
 #include <algorithm>
 
@@ -14,6 +15,7 @@ namespace quillmark::program {
 namespace {
 
 constexpr int kWidestDetail = 520;
+constexpr int kInputColumns = 56;   // a line of text and most paths are seen whole
 constexpr int kTitleButtons = 160;  // room for a window manager's own things beside a title
 
 QMessageBox::Icon box_icon(Icon icon) {
@@ -66,7 +68,11 @@ QString DesktopPrompts::input(const QString& prompt, const QString& title, const
     dialog.setWindowTitle(title);
     dialog.setLabelText(with_line_feeds(prompt));
     dialog.setTextValue(initial);
-    dialog.setMinimumWidth(dialog.fontMetrics().horizontalAdvance(title) + kTitleButtons);
+    // The dialog's layout rules its size: room comes from the field.
+    const QFontMetrics metrics = dialog.fontMetrics();
+    if (auto* field = dialog.findChild<QLineEdit*>())
+        field->setMinimumWidth(std::max(metrics.horizontalAdvance(title) + kTitleButtons,
+                                        metrics.averageCharWidth() * kInputColumns));
     return dialog.exec() == QDialog::Accepted ? dialog.textValue() : QString{};
 }
 

@@ -6,6 +6,7 @@
 #include <QFileInfo>
 #include <QKeyEvent>
 #include <QScreen>
+#include <QStyle>
 #include <QVBoxLayout>
 #include <array>
 
@@ -147,6 +148,12 @@ bool Viewer::size_client_to(int width, int height) {
         QSize(static_cast<int>(std::ceil(client.width())), static_cast<int>(std::ceil(client.height()))) +
         border);
     return true;
+}
+
+void Viewer::step_aside(int steps) {
+    if (!window_) return;
+    const int step = steps * window_->style()->pixelMetric(QStyle::PM_TitleBarHeight, nullptr, window_);
+    window_->move(window_->pos() + QPoint{step, step});
 }
 
 void Viewer::Form_Activate() { DisplayStatusBar(windowTitle()); }

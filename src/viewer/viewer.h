@@ -45,6 +45,7 @@ class Viewer final : public program::ImageWindow {
     engine::Code RotateRegion(int angle, bool option) override;
     engine::Code ShearRegion(int angle, bool option) override;
     void size_control(int width, int height) override { size_client_to(width, height); }
+    void step_aside(int steps) override;
     void show_text_pointer(bool on) override;
     imaging::Rect visible_part() const override;
 

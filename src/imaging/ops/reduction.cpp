@@ -64,12 +64,12 @@ Result<Bitmap> run_halftone(const Bitmap& bitmap, std::span<const int> arguments
     return halftone(bitmap, static_cast<Screen>(arguments[0]), arguments[1], context);
 }
 
-constexpr std::array kDepths{Choice{1, "2 colours"},   Choice{2, "4 colours"},   Choice{3, "8 colours"},
-                             Choice{4, "16 colours"},  Choice{5, "32 colours"},  Choice{6, "64 colours"},
-                             Choice{7, "128 colours"}, Choice{8, "256 colours"}, Choice{16, "16 bits"},
-                             Choice{24, "24 bits"},    Choice{32, "32 bits"}};
-constexpr std::array kPalettes{Choice{0, "fixed"}, Choice{1, "optimised"}, Choice{2, "identity"},
-                               Choice{3, "grey"}};
+constexpr std::array kDepths{Choice{1, "2 colors"},   Choice{2, "4 colors"},   Choice{3, "8 colors"},
+                             Choice{4, "16 colors"},  Choice{5, "32 colors"},  Choice{6, "64 colors"},
+                             Choice{7, "128 colors"}, Choice{8, "256 colors"}, Choice{16, "16 bits"},
+                             Choice{24, "24 bits"},   Choice{32, "32 bits"}};
+constexpr std::array kPalettes{Choice{0, "fixed"}, Choice{1, "optimized"}, Choice{2, "identity"},
+                               Choice{3, "gray"}};
 constexpr std::array kDithers{Choice{0, "none"},   Choice{1, "Floyd-Steinberg"}, Choice{2, "Stucki"},
                               Choice{3, "Burkes"}, Choice{4, "Sierra"},          Choice{5, "Stevenson-Arce"},
                               Choice{6, "Jarvis"}, Choice{7, "ordered"}};
