@@ -16,7 +16,7 @@
 namespace quillmark::imaging {
 namespace {
 
-constexpr int kRowGrain = 8;
+constexpr int kRowGrain = 4;
 constexpr int kOne = 1 << 14;  // what the integer weights of a pixel add up to
 
 // --- weights ---
