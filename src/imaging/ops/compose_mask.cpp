@@ -5,6 +5,7 @@
 
 #include "imaging/convert_depth.h"
 #include "imaging/ops/levels.h"
+#include "imaging/ops/put_region.h"
 #include "imaging/ops/row_loop.h"
 
 namespace quillmark::imaging {
@@ -53,16 +54,17 @@ bool covers_nothing(const Drawing& drawing, int threshold) {
 // The image's own pixels must not be shared.
 template <typename Blend>
 Result<Bitmap> drawn(Bitmap image, const Drawing& drawing, const Context& context, Blend blend) {
-    if (!image.detach()) return Error{Fault::out_of_memory, "pixels"};
+    auto own = detached(std::move(image), context.limits, context.progress);
+    if (!own) return own;
     const Rect bounds = drawing.inside.bounds();
     const auto done = parallel_rows(bounds.height, kRowGrain, context, [&](int first, int last) {
         for (int y = bounds.y + first; y < bounds.y + last; ++y) {
             for (const Run& run : drawing.inside.row(y))
-                blend(Piece{image, y, run.first, coverage(drawing, y, run)});
+                blend(Piece{*own, y, run.first, coverage(drawing, y, run)});
         }
     });
     if (!done) return done.error();
-    return image;
+    return own;
 }
 
 std::optional<std::size_t> index_of(const Bitmap& bitmap, Rgba colour) {
@@ -144,10 +146,10 @@ Result<unsigned> gray_level(Rgba colour, int bits, const Limits& limits) {
 }
 
 // The level image that can hold the colour beside the image's own.
-Result<Bitmap> wide_enough(const Bitmap& bitmap, Rgba colour, const Limits& limits) {
-    auto image = level_image(bitmap, limits);
+Result<Bitmap> wide_enough(const Bitmap& bitmap, Rgba colour, const Context& context) {
+    auto image = level_image(bitmap, context.limits, context.progress);
     if (!image || image->layout() != Layout::index8 || is_gray(colour)) return image;
-    return convert_depth(*image, 24, limits);
+    return convert_depth(*image, 24, context.limits, context.progress);
 }
 
 }  // namespace
@@ -163,7 +165,7 @@ Result<Bitmap> compose_mask(const Bitmap& bitmap, const Bitmap& mask, Point plac
         return drawn(bitmap, drawing, context, [&](const Piece& piece) { set_index(piece, *index); });
     }
     if (covers_nothing(drawing, 1)) return bitmap;
-    auto image = wide_enough(bitmap, colour, context.limits);
+    auto image = wide_enough(bitmap, colour, context);
     if (!image) return image;
     const auto with = [&](auto blend, auto value) {
         return drawn(std::move(*image), drawing, context, [&](const Piece& piece) { blend(piece, value); });
