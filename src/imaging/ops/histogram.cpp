@@ -5,6 +5,7 @@
 #include <bit>
 #include <cstring>
 #include <mutex>
+#include <new>
 #include <vector>
 
 #include "imaging/buffer.h"
@@ -291,7 +292,7 @@ Result<std::int64_t> count_marks(const Bitmap& bitmap, const Region* region, con
 }  // namespace
 
 Result<Statistics> gather_statistics(const Bitmap& bitmap, const Region* region, Channels channels,
-                                     const Context& context) {
+                                     const Context& context) try {
     if (bitmap.empty()) return Error{Fault::malformed, "no image"};
     if (bitmap.layout() == Layout::rgb24) return count_channels<3>(bitmap, region, channels, context);
     if (bitmap.layout() == Layout::rgba32) return count_channels<4>(bitmap, region, channels, context);
@@ -302,15 +303,19 @@ Result<Statistics> gather_statistics(const Bitmap& bitmap, const Region* region,
     for (int channel = kMaster; channel <= kBlue; ++channel)
         if (asked(channels, channel)) statistics.levels[static_cast<std::size_t>(channel)] = *counts;
     return statistics;
+} catch (const std::bad_alloc&) {
+    return kOutOfMemory;
 }
 
-Result<std::int64_t> count_colours(const Bitmap& bitmap, const Region* region, const Context& context) {
+Result<std::int64_t> count_colours(const Bitmap& bitmap, const Region* region, const Context& context) try {
     if (bitmap.empty()) return Error{Fault::malformed, "no image"};
     if (bitmap.layout() == Layout::rgb24) return count_marks<3>(bitmap, region, context);
     if (bitmap.layout() == Layout::rgba32) return count_marks<4>(bitmap, region, context);
     const auto counts = count_plain(bitmap, region, context);
     if (!counts) return counts.error();
     return bitmap.layout() == Layout::gray16 ? count_used(*counts) : count_entries(*counts, bitmap.palette());
+} catch (const std::bad_alloc&) {
+    return kOutOfMemory;
 }
 
 }  // namespace quillmark::imaging

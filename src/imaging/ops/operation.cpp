@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <new>
 #include <vector>
 
 #include "imaging/convert_depth.h"
@@ -207,16 +208,18 @@ Result<Bitmap> cropped(const Bitmap& bitmap, const Rect& rect, const Limits& lim
 }
 
 Result<Bitmap> pasted(const Bitmap& target, const Bitmap& source, Point at, const Region* region,
-                      const Limits& limits) {
+                      const Limits& limits) try {
     if (target.empty() || source.empty()) return Error{Fault::malformed, "no image"};
     const Rect place = Rect{at.x, at.y, source.width(), source.height()}.intersected(whole(target));
     if (place.empty()) return target;
     const Region inside = region ? region->clipped(place) : Region::rectangle(place);
     return inside.empty() ? target : put_region(target, source, at, inside, limits);
+} catch (const std::bad_alloc&) {
+    return kOutOfMemory;
 }
 
 Result<Bitmap> apply(const Operation& operation, const Bitmap& bitmap, std::span<const int> arguments,
-                     const Region* region, const Context& context) {
+                     const Region* region, const Context& context) try {
     if (bitmap.empty()) return Error{Fault::malformed, "no image"};
     const auto values = checked(operation, arguments);
     if (!values) return values.error();
@@ -241,10 +244,12 @@ Result<Bitmap> apply(const Operation& operation, const Bitmap& bitmap, std::span
     const auto change = work_out({operation, bitmap, *values, full}, inside.bounds(), offset);
     if (!change) return change;
     return put_region(bitmap, *change, offset, inside, context.limits);
+} catch (const std::bad_alloc&) {
+    return kOutOfMemory;
 }
 
 Result<Bitmap> apply_part(const Operation& operation, const Bitmap& bitmap, std::span<const int> arguments,
-                          const Region* region, const Rect& part, const Context& context) {
+                          const Region* region, const Rect& part, const Context& context) try {
     if (bitmap.empty()) return Error{Fault::malformed, "no image"};
     if (operation.scope != Scope::pixels) return Error{Fault::bad_parameter, "acts on the whole image"};
     const Rect wanted = part.intersected(whole(bitmap));
@@ -269,6 +274,8 @@ Result<Bitmap> apply_part(const Operation& operation, const Bitmap& bitmap, std:
     const auto base = cropped(bitmap, wanted, context.limits);
     if (!base) return base;
     return put_region(*base, *change, {-in_change.x, -in_change.y}, inside, context.limits);
+} catch (const std::bad_alloc&) {
+    return kOutOfMemory;
 }
 
 std::span<const Operation* const> all_operations() {
