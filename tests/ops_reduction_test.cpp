@@ -279,7 +279,7 @@ TEST(Palettes, OptimisedFindsClusters) {
         for (std::size_t x = 0; x < 64 * 3; ++x)
             bitmap.writable_row(y)[x] =
                 static_cast<std::uint8_t>(kCentres[x / 3 % 4][x % 3] + static_cast<int>(random() % 9) - 4);
-    const Palette palette = optimised_palette(bitmap, 4);
+    const Palette palette = *optimised_palette(bitmap, 4);
     ASSERT_EQ(palette.size(), 4U);
     for (const auto& centre : kCentres) {
         const Rgba c = palette[static_cast<std::size_t>(nearest(palette, centre[0], centre[1], centre[2]))];

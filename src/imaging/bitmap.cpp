@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "imaging/threads.h"
+
 namespace quillmark::imaging {
 namespace {
 
@@ -46,6 +48,17 @@ Result<Shape> shape_for(std::int64_t width, std::int64_t height, int bits, const
     shape.stride = (shape.row_bytes + 31) / 32 * 32;
     if (shape.stride * height > limits.max_bytes) return Error{Fault::too_large, "bytes in memory"};
     return shape;
+}
+
+// One core alone does not use up what the memory gives.
+void copy_bytes(const std::uint8_t* from, std::uint8_t* to, std::size_t size) {
+    constexpr std::size_t kBlock = std::size_t{1} << 20;
+    const auto blocks = static_cast<int>((size + kBlock - 1) / kBlock);
+    parallel_bands(blocks, 4, [&](int first, int last) {
+        const std::size_t begin = static_cast<std::size_t>(first) * kBlock;
+        std::memcpy(to + begin, from + begin,
+                    std::min(static_cast<std::size_t>(last) * kBlock, size) - begin);
+    });
 }
 
 }  // namespace
@@ -100,7 +113,7 @@ bool Bitmap::detach() {
     if (!pixels_ || !pixels_.shared()) return true;
     Buffer copy = Buffer::allocate(pixels_.size());
     if (!copy) return false;
-    std::memcpy(copy.data(), pixels_.data(), pixels_.size());
+    copy_bytes(pixels_.data(), copy.data(), pixels_.size());
     pixels_ = std::move(copy);
     return true;
 }

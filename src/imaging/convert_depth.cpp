@@ -6,8 +6,8 @@
 #include <new>
 
 #include "imaging/ops/grayscale.h"
+#include "imaging/ops/row_loop.h"
 #include "imaging/quantize.h"
-#include "imaging/threads.h"
 
 namespace quillmark::imaging {
 namespace {
@@ -69,29 +69,36 @@ void expand_row(const Bitmap& bitmap, int y, int first, std::size_t count, std::
     }
 }
 
+// What a conversion is asked for beside its depth.
+struct Order {
+    const Limits& limits;
+    const Progress& progress;
+};
+
 template <typename Row>
-Result<Bitmap> row_by_row(const Bitmap& bitmap, int bits, bool gray, const Limits& limits, Row row) {
-    auto result = Bitmap::create_unfilled(bitmap.width(), bitmap.height(), bits, limits, gray);
+Result<Bitmap> row_by_row(const Bitmap& bitmap, int bits, bool gray, const Order& order, Row row) {
+    auto result = Bitmap::create_unfilled(bitmap.width(), bitmap.height(), bits, order.limits, gray);
     if (!result) return result;
     result->metadata() = bitmap.metadata();
-    parallel_bands(bitmap.height(), kRowGrain, [&](int first, int last) {
+    const auto done = parallel_rows(bitmap.height(), kRowGrain, order.progress, [&](int first, int last) {
         for (int y = first; y < last; ++y) row(y, *result);
     });
+    if (!done) return done.error();
     return result;
 }
 
-Result<Bitmap> to_rgb24(const Bitmap& bitmap, const Limits& limits) {
-    return row_by_row(bitmap, 24, false, limits,
+Result<Bitmap> to_rgb24(const Bitmap& bitmap, const Order& order) {
+    return row_by_row(bitmap, 24, false, order,
                       [&](int y, Bitmap& out) { row_to_rgb(bitmap, y, 0, out.writable_row(y)); });
 }
 
-Result<Bitmap> to_rgba32(const Bitmap& bitmap, const Limits& limits) {
-    return row_by_row(bitmap, 32, false, limits,
+Result<Bitmap> to_rgba32(const Bitmap& bitmap, const Order& order) {
+    return row_by_row(bitmap, 32, false, order,
                       [&](int y, Bitmap& out) { row_to_rgba(bitmap, y, 0, out.writable_row(y)); });
 }
 
-Result<Bitmap> to_rgb565(const Bitmap& bitmap, const Limits& limits) {
-    return row_by_row(bitmap, 16, false, limits, [&](int y, Bitmap& out) {
+Result<Bitmap> to_rgb565(const Bitmap& bitmap, const Order& order) {
+    return row_by_row(bitmap, 16, false, order, [&](int y, Bitmap& out) {
         const auto row = out.writable_row(y);
         row_to_rgb(bitmap, y, 0, row);
         for (std::size_t at = 0; at < row.size(); at += 3) {
@@ -104,15 +111,16 @@ Result<Bitmap> to_rgb565(const Bitmap& bitmap, const Limits& limits) {
 }
 
 // Between 12 and 16 bits of grey; colours become their luminance.
-Result<Bitmap> to_gray16(const Bitmap& bitmap, int bits, const Limits& limits) {
+Result<Bitmap> to_gray16(const Bitmap& bitmap, int bits, const Order& order) {
     if (bitmap.layout() != Layout::gray16) {
         Context context;
-        context.limits = limits;
+        context.limits = order.limits;
+        context.progress = order.progress;
         return grayscale(bitmap, bits, context);
     }
     const int up = std::max(bits - bitmap.bits(), 0), down = std::max(bitmap.bits() - bits, 0);
     const unsigned white = (1U << bitmap.bits()) - 1;
-    return row_by_row(bitmap, bits, true, limits, [&](int y, Bitmap& out) {
+    return row_by_row(bitmap, bits, true, order, [&](int y, Bitmap& out) {
         // Widening repeats the top bits below, so that white stays white; samples beyond it are white.
         std::ranges::transform(bitmap.row16(y), out.writable_row16(y).begin(), [&](std::uint16_t sample) {
             const unsigned level = std::min<unsigned>(sample, white);
@@ -123,8 +131,8 @@ Result<Bitmap> to_gray16(const Bitmap& bitmap, int bits, const Limits& limits) {
 }
 
 // Same palette, other container: between bit1 and index8, or another logical depth.
-Result<Bitmap> repack(const Bitmap& bitmap, int bits, const Limits& limits) {
-    auto result = row_by_row(bitmap, bits, false, limits, [&](int y, Bitmap& out) {
+Result<Bitmap> repack(const Bitmap& bitmap, int bits, const Order& order) {
+    auto result = row_by_row(bitmap, bits, false, order, [&](int y, Bitmap& out) {
         const auto in = bitmap.row(y);
         const auto to = out.writable_row(y);
         const bool from_bits = bitmap.layout() == Layout::bit1, to_bits = out.layout() == Layout::bit1;
@@ -151,21 +159,26 @@ int highest_used_index(const Bitmap& bitmap) {
     return highest;
 }
 
-Result<Bitmap> to_palette(const Bitmap& bitmap, int bits, const Limits& limits) {
+Result<Bitmap> to_palette(const Bitmap& bitmap, int bits, const Order& order) {
     const int count = 1 << bits;
     if (own_palette_fits(bitmap, bits)) {
         Palette kept = bitmap.palette();
         if (static_cast<int>(kept.size()) > count) kept.resize(static_cast<std::size_t>(count));
-        auto result = repack(bitmap, bits, limits);
+        auto result = repack(bitmap, bits, order);
         if (result) result->set_palette(std::move(kept));
         return result;
     }
-    if (bits == 1) return map_to_palette(bitmap, gray_palette(2), 1, true, limits);
-    if (bitmap.is_gray()) return map_to_palette(bitmap, gray_palette(count), bits, bits < 8, limits);
-    Palette exact = exact_palette(bitmap, count);
-    const bool fits = !exact.empty();
-    const Palette palette = fits ? std::move(exact) : optimised_palette(bitmap, count);
-    return map_to_palette(bitmap, palette, bits, !fits, limits);
+    const auto onto = [&](const Palette& palette, bool diffuse) {
+        return map_to_palette(bitmap, palette, bits, diffuse, order.limits, order.progress);
+    };
+    if (bits == 1) return onto(gray_palette(2), true);
+    if (bitmap.is_gray()) return onto(gray_palette(count), bits < 8);
+    const auto exact = exact_palette(bitmap, count, order.progress);
+    if (!exact) return exact.error();
+    if (!exact->empty()) return onto(*exact, false);
+    const auto palette = optimised_palette(bitmap, count, order.progress);
+    if (!palette) return palette.error();
+    return onto(*palette, true);
 }
 
 }  // namespace
@@ -182,17 +195,19 @@ void row_to_rgba(const Bitmap& bitmap, int y, int first, std::span<std::uint8_t>
     expand_row<true>(bitmap, y, first, out.size() / 4, out.data());
 }
 
-Result<Bitmap> convert_depth(const Bitmap& bitmap, int bits, const Limits& limits) try {
+Result<Bitmap> convert_depth(const Bitmap& bitmap, int bits, const Limits& limits,
+                             const Progress& progress) try {
+    const Order order{limits, progress};
     if (bitmap.empty()) return Error{Fault::malformed, "no image"};
     if (bits == bitmap.bits()) return bitmap;
-    if (bits >= 1 && bits <= 8) return to_palette(bitmap, bits, limits);
+    if (bits >= 1 && bits <= 8) return to_palette(bitmap, bits, order);
     switch (bits) {
-        case 12: return to_gray16(bitmap, 12, limits);
+        case 12: return to_gray16(bitmap, 12, order);
         case 16:
-            return bitmap.is_gray() && bitmap.bits() >= 12 ? to_gray16(bitmap, 16, limits)
-                                                           : to_rgb565(bitmap, limits);
-        case 24: return to_rgb24(bitmap, limits);
-        case 32: return to_rgba32(bitmap, limits);
+            return bitmap.is_gray() && bitmap.bits() >= 12 ? to_gray16(bitmap, 16, order)
+                                                           : to_rgb565(bitmap, order);
+        case 24: return to_rgb24(bitmap, order);
+        case 32: return to_rgba32(bitmap, order);
         default: return Error{Fault::unsupported, "bits per pixel"};
     }
 } catch (const std::bad_alloc&) {

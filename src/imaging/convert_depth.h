@@ -2,14 +2,17 @@
 #pragma once
 
 #include "imaging/bitmap.h"
+#include "imaging/ops/context.h"
 
 namespace quillmark::imaging {
 
 /// A copy of bitmap at bits per pixel: 1 to 8 (an existing palette that fits is kept, greys stay grey, other
 /// colours are reduced to an optimised palette with error diffusion), 12 (grey), 16 (5-6-5 colour, or grey
 /// when the bitmap is grey), 24, 32. The same depth returns a shared copy. Alpha is dropped (not blended)
-/// below 32. Faults: unsupported (another depth), too_large, out_of_memory.
-Result<Bitmap> convert_depth(const Bitmap& bitmap, int bits, const Limits& limits);
+/// below 32. Faults: unsupported (another depth), too_large, out_of_memory,
+/// cancelled.
+Result<Bitmap> convert_depth(const Bitmap& bitmap, int bits, const Limits& limits,
+                             const Progress& progress = {});
 
 /// Whether the bitmap has a palette and uses none of its entries from 2^bits on.
 bool own_palette_fits(const Bitmap& bitmap, int bits);

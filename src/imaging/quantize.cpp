@@ -4,18 +4,20 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
-#include <numeric>
+#include <mutex>
+#include <utility>
 #include <vector>
 
 #include "imaging/convert_depth.h"
 #include "imaging/ops/dither.h"
-#include "imaging/threads.h"
+#include "imaging/ops/row_loop.h"
 
 namespace quillmark::imaging {
 namespace {
 
 constexpr int kSide = 32;  // cells of the histogram: 5 bits a channel
 constexpr int kCells = kSide * kSide * kSide;
+constexpr int kRowGrain = 64;
 
 int cell_of(int r, int g, int b) { return (r >> 3) << 10 | (g >> 3) << 5 | b >> 3; }
 
@@ -139,28 +141,51 @@ Rgba mean_colour(const Mass& mass) {
     return {mean(0), mean(1), mean(2), 255};
 }
 
+// Counts of all cells. Bands take turns with a few of them: one for each thread that is at work.
+class CellCounts {
+  public:
+    using Counts = std::vector<std::uint32_t>;
+
+    Counts take() {
+        const std::scoped_lock lock{mutex_};
+        if (free_.empty()) return Counts(kCells);
+        Counts counts = std::move(free_.back());
+        free_.pop_back();
+        return counts;
+    }
+    void give_back(Counts counts) {
+        const std::scoped_lock lock{mutex_};
+        free_.push_back(std::move(counts));
+    }
+    // When nobody counts any more.
+    std::int64_t total(int cell) const {
+        std::int64_t sum = 0;
+        for (const Counts& counts : free_) sum += counts[static_cast<std::size_t>(cell)];
+        return sum;
+    }
+
+  private:
+    std::mutex mutex_;
+    std::vector<Counts> free_;
+};
+
 // The cells that have pixels.
-std::vector<Cell> histogram(const Bitmap& bitmap) {
-    constexpr int kRows = 16;
-    const int workers = std::min(thread_count(), (bitmap.height() - 1) / kRows + 1);
-    std::vector<std::vector<std::uint32_t>> counts(static_cast<std::size_t>(workers));
-    std::atomic<int> next{0};
-    parallel_bands(workers, 1, [&](int worker, int) {
-        auto& count = counts[static_cast<std::size_t>(worker)];
-        count.resize(kCells);
+Result<std::vector<Cell>> histogram(const Bitmap& bitmap, const Progress& progress) {
+    CellCounts all;
+    const auto counted = parallel_rows(bitmap.height(), kRowGrain, progress, [&](int first, int last) {
+        auto count = all.take();
         std::vector<std::uint8_t> rgb(static_cast<std::size_t>(bitmap.width()) * 3);
-        for (int row = next.fetch_add(kRows); row < bitmap.height(); row = next.fetch_add(kRows)) {
-            for (int y = row; y < std::min(row + kRows, bitmap.height()); ++y) {
-                row_to_rgb(bitmap, y, 0, rgb);
-                for (std::size_t at = 0; at < rgb.size(); at += 3)
-                    ++count[static_cast<std::size_t>(cell_of(rgb[at], rgb[at + 1], rgb[at + 2]))];
-            }
+        for (int y = first; y < last; ++y) {
+            row_to_rgb(bitmap, y, 0, rgb);
+            for (std::size_t at = 0; at < rgb.size(); at += 3)
+                ++count[static_cast<std::size_t>(cell_of(rgb[at], rgb[at + 1], rgb[at + 2]))];
         }
+        all.give_back(std::move(count));
     });
+    if (!counted) return counted.error();
     std::vector<Cell> cells;
     for (int i = 0; i < kCells; ++i) {
-        std::int64_t total = 0;
-        for (const auto& count : counts) total += count.empty() ? 0 : count[static_cast<std::size_t>(i)];
+        const std::int64_t total = all.total(i);
         if (total > 0)
             cells.push_back({{static_cast<std::uint8_t>(i >> 10), static_cast<std::uint8_t>(i >> 5 & 31),
                               static_cast<std::uint8_t>(i & 31)},
@@ -171,23 +196,24 @@ std::vector<Cell> histogram(const Bitmap& bitmap) {
 
 }  // namespace
 
-Palette exact_palette(const Bitmap& bitmap, int limit) {
+Result<Palette> exact_palette(const Bitmap& bitmap, int limit, const Progress& progress) {
     // Parts of the image count by themselves; joined in their order, they give the order of the whole.
     constexpr int kRows = 64;
     const int parts = (bitmap.height() + kRows - 1) / kRows;
     std::vector<FewColours> found(static_cast<std::size_t>(parts), FewColours{limit});
     std::atomic<bool> too_many{false};
-    parallel_bands(parts, 1, [&](int first, int last) {
+    const auto searched = parallel_rows(parts, 1, progress, [&](int first, int last) {
         std::vector<std::uint8_t> rgb(static_cast<std::size_t>(bitmap.width()) * 3);
         for (int y = first * kRows; y < std::min(last * kRows, bitmap.height()) && !too_many; ++y) {
             row_to_rgb(bitmap, y, 0, rgb);
             if (!add_row(rgb, found[static_cast<std::size_t>(y / kRows)])) too_many = true;
         }
     });
+    if (!searched) return searched.error();
     FewColours all{limit};
     for (const FewColours& part : found)
         for (const std::uint32_t colour : part.colours()) too_many = too_many || !all.add(colour);
-    if (too_many) return {};
+    if (too_many) return Palette{};
     Palette palette;
     for (const std::uint32_t colour : all.colours()) {
         palette.push_back({static_cast<std::uint8_t>(colour >> 16), static_cast<std::uint8_t>(colour >> 8),
@@ -196,8 +222,10 @@ Palette exact_palette(const Bitmap& bitmap, int limit) {
     return palette;
 }
 
-Palette optimised_palette(const Bitmap& bitmap, int count) {
-    std::vector<Cell> cells = histogram(bitmap);
+Result<Palette> optimised_palette(const Bitmap& bitmap, int count, const Progress& progress) {
+    auto counted = histogram(bitmap, progress);
+    if (!counted) return counted.error();
+    std::vector<Cell>& cells = *counted;
     std::vector<Box> boxes{measure(cells, 0, cells.size())};
     while (static_cast<int>(boxes.size()) < count) {
         const auto best = std::ranges::max_element(boxes, {}, &Box::gain);
@@ -213,9 +241,10 @@ Palette optimised_palette(const Bitmap& bitmap, int count) {
 }
 
 Result<Bitmap> map_to_palette(const Bitmap& bitmap, const Palette& palette, int bits, bool diffuse,
-                              const Limits& limits) {
+                              const Limits& limits, const Progress& progress) {
     Context context;
     context.limits = limits;
+    context.progress = progress;
     return dithered(bitmap, palette, bits, diffuse ? Dither::floyd_steinberg : Dither::none, context);
 }
 

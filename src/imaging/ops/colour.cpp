@@ -38,7 +38,7 @@ Result<Bitmap> change_colours(const Bitmap& bitmap, const Context& context, Kern
         result.set_palette(changed_palette(bitmap.palette(), kernel));
         return result;
     }
-    const auto levels = level_image(bitmap, context.limits);
+    const auto levels = level_image(bitmap, context.limits, context.progress);
     if (!levels) return levels;
     auto result = blank_like(*levels, context.limits);
     if (!result) return result;

@@ -118,36 +118,39 @@ RowJoin<T> row_join(int flags) {
 
 Rect whole(const Bitmap& bitmap) { return {0, 0, bitmap.width(), bitmap.height()}; }
 
-Result<Bitmap> part_of(const Bitmap& bitmap, const Rect& rect, const Limits& limits) {
-    return rect == whole(bitmap) ? Result<Bitmap>{bitmap} : cropped(bitmap, rect, limits);
+Result<Bitmap> part_of(const Bitmap& bitmap, const Rect& rect, const Context& context) {
+    return rect == whole(bitmap) ? Result<Bitmap>{bitmap}
+                                 : cropped(bitmap, rect, context.limits, context.progress);
 }
 
 // A level image of the bitmap that can take what comes from source: greys get colours where source has some.
-Result<Bitmap> receiving(const Bitmap& bitmap, const Bitmap& source, const Limits& limits) {
-    auto level = level_image(bitmap, limits);
+Result<Bitmap> receiving(const Bitmap& bitmap, const Bitmap& source, const Context& context) {
+    auto level = level_image(bitmap, context.limits, context.progress);
     if (!level || level->layout() != Layout::index8 || source.is_gray()) return level;
-    return convert_depth(*level, 24, limits);
+    return convert_depth(*level, 24, context.limits, context.progress);
 }
 
 // The bitmap in the form of a level image.
-Result<Bitmap> in_form_of(const Bitmap& form, const Bitmap& bitmap, const Limits& limits) {
-    const auto level = level_image(bitmap, limits);
+Result<Bitmap> in_form_of(const Bitmap& form, const Bitmap& bitmap, const Context& context) {
+    const auto level = level_image(bitmap, context.limits, context.progress);
     if (!level || (level->layout() == form.layout() && level->bits() == form.bits())) return level;
     if (form.layout() != Layout::gray16 || form.bits() == 12)
-        return convert_depth(*level, form.bits(), limits);
+        return convert_depth(*level, form.bits(), context.limits, context.progress);
     // 16 bits of colour are not grey, 12 bits always are.
-    const auto gray = level->layout() == Layout::gray16 ? level : convert_depth(*level, 12, limits);
+    const auto gray = level->layout() == Layout::gray16
+                          ? level
+                          : convert_depth(*level, 12, context.limits, context.progress);
     if (!gray) return gray;
-    return convert_depth(*gray, form.bits(), limits);
+    return convert_depth(*gray, form.bits(), context.limits, context.progress);
 }
 
 // What came out at offset in the whole image, put into its place.
 Result<Bitmap> placed(const Bitmap& image, const Bitmap& change, const Rect& rect, const Region* region,
-                      const Limits& limits) {
+                      const Context& context) {
     const bool all = rect == whole(image) && !region;
     if (all && is_level_image(image)) return change;
     const Region inside = region ? region->clipped(rect) : Region::rectangle(rect);
-    return put_region(image, change, {rect.x, rect.y}, inside, limits);
+    return put_region(image, change, {rect.x, rect.y}, inside, context.limits, context.progress);
 }
 
 Rect limited_to(const Region* region, const Rect& rect) {
@@ -182,9 +185,9 @@ bool has_palette(const Bitmap& bitmap) {
 
 // Both as level images of one form, joined.
 Result<Bitmap> combined(const Bitmap& target, const Bitmap& source, int flags, const Context& context) {
-    const auto lower = receiving(target, source, context.limits);
+    const auto lower = receiving(target, source, context);
     if (!lower) return lower;
-    const auto upper = in_form_of(*lower, source, context.limits);
+    const auto upper = in_form_of(*lower, source, context);
     if (!upper) return upper;
     return level_form(*lower).wide ? joined<std::uint16_t>(*lower, *upper, flags, context)
                                    : joined<std::uint8_t>(*lower, *upper, flags, context);
@@ -326,20 +329,20 @@ Result<Bitmap> combine(const Bitmap& target, const Rect& place, const Bitmap& so
     constexpr int kKnown = kCombineMask | kCombineInvertSource | kCombineInvertTarget;
     if ((flags & ~kKnown) != 0 || !row_join<std::uint8_t>(flags))
         return Error{Fault::bad_parameter, "flags of a combination"};
-    const Limits& limits = context.limits;
     const Point apart{place.x - from.x, place.y - from.y};
     const Rect source_there{apart.x, apart.y, source.width(), source.height()};
     const Rect rect = limited_to(region, place.intersected(whole(target)).intersected(source_there));
     if (rect.empty()) return target;
-    const auto upper = part_of(source, {rect.x - apart.x, rect.y - apart.y, rect.width, rect.height}, limits);
+    const auto upper =
+        part_of(source, {rect.x - apart.x, rect.y - apart.y, rect.width, rect.height}, context);
     if (!upper) return upper;
     if (flags == kCombineCopy && has_palette(target) && has_palette(*upper))
-        return placed(target, target.has_alpha() ? *upper : opaque(*upper), rect, region, limits);
-    const auto lower = part_of(target, rect, limits);
+        return placed(target, target.has_alpha() ? *upper : opaque(*upper), rect, region, context);
+    const auto lower = part_of(target, rect, context);
     if (!lower) return lower;
     const auto change = combined(*lower, *upper, flags, context);
     if (!change) return change;
-    return placed(target, *change, rect, region, limits);
+    return placed(target, *change, rect, region, context);
 } catch (const std::bad_alloc&) {
     return kOutOfMemory;
 }
@@ -351,17 +354,17 @@ Result<Bitmap> underlay(const Bitmap& image, const Bitmap& underlay, UnderlayMod
         return Error{Fault::bad_parameter, "mode of an underlay"};
     const Rect rect = limited_to(region, whole(image));
     if (rect.empty()) return image;
-    const auto part = part_of(image, rect, context.limits);
+    const auto part = part_of(image, rect, context);
     if (!part) return part;
-    const auto top = receiving(*part, underlay, context.limits);
+    const auto top = receiving(*part, underlay, context);
     if (!top) return top;
-    const auto bottom = in_form_of(*top, underlay, context.limits);
+    const auto bottom = in_form_of(*top, underlay, context);
     if (!bottom) return bottom;
     const auto change = level_form(*top).wide
                             ? printed<std::uint16_t>(*top, *bottom, mode, whole(image), rect, context)
                             : printed<std::uint8_t>(*top, *bottom, mode, whole(image), rect, context);
     if (!change) return change;
-    return placed(image, *change, rect, region, context.limits);
+    return placed(image, *change, rect, region, context);
 } catch (const std::bad_alloc&) {
     return kOutOfMemory;
 }

@@ -134,10 +134,10 @@ void blend_rgba(const Piece& piece, Rgba colour) {
 bool is_gray(Rgba colour) { return colour.r == colour.g && colour.g == colour.b; }
 
 // The level image that can hold the colour beside the image's own.
-Result<Bitmap> wide_enough(const Bitmap& bitmap, Rgba colour, const Limits& limits) {
-    auto image = level_image(bitmap, limits);
+Result<Bitmap> wide_enough(const Bitmap& bitmap, Rgba colour, const Context& context) {
+    auto image = level_image(bitmap, context.limits, context.progress);
     if (!image || image->layout() != Layout::index8 || is_gray(colour)) return image;
-    return convert_depth(*image, 24, limits);
+    return convert_depth(*image, 24, context.limits, context.progress);
 }
 
 }  // namespace
@@ -153,7 +153,7 @@ Result<Bitmap> compose_mask(const Bitmap& bitmap, const Bitmap& mask, Point plac
         return drawn(bitmap, drawing, context, [&](const Piece& piece) { set_index(piece, *index); });
     }
     if (covers_nothing(drawing, 1)) return bitmap;
-    auto image = wide_enough(bitmap, colour, context.limits);
+    auto image = wide_enough(bitmap, colour, context);
     if (!image) return image;
     const auto with = [&](auto blend, auto value) {
         return drawn(std::move(*image), drawing, context, [&](const Piece& piece) { blend(piece, value); });

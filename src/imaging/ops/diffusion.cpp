@@ -278,7 +278,7 @@ class Diffusion {
     }
 
     void report(int rows) {
-        const int now = rows_done_.fetch_add(rows) + rows, every = std::max(height_ / 32, 1);
+        const int now = rows_done_.fetch_add(rows) + rows, every = std::max(height_ / 128, 1);
         const bool due = now / every != (now - rows) / every || now == height_;
         if (context_.progress && due && !context_.progress(now, height_)) stopped_ = true;
     }

@@ -115,7 +115,7 @@ Result<Bitmap> run_trim(const Bitmap& bitmap, std::span<const int> arguments, co
     const Rect wanted{arguments[0], arguments[1], arguments[2], arguments[3]};
     const Rect inside = wanted.intersected({0, 0, bitmap.width(), bitmap.height()});
     if (inside.empty()) return Error{Fault::bad_parameter, "rectangle outside the image"};
-    return cropped(bitmap, inside, context.limits);
+    return cropped(bitmap, inside, context.limits, context.progress);
 }
 
 constexpr int kFar = 1'000'000;  // beyond every image

@@ -56,7 +56,8 @@ void luminance_row(const Bitmap& bitmap, int y, int first, std::span<std::uint8_
 Result<Bitmap> grayscale(const Bitmap& bitmap, int bits, const Context& context) {
     if (bitmap.empty()) return Error{Fault::malformed, "no image"};
     if (bits == 8 && bitmap.layout() == Layout::index8 && is_level_image(bitmap)) return bitmap;
-    if (bits > 8 && bitmap.layout() == Layout::gray16) return convert_depth(bitmap, bits, context.limits);
+    if (bits > 8 && bitmap.layout() == Layout::gray16)
+        return convert_depth(bitmap, bits, context.limits, context.progress);
     auto result = Bitmap::create_unfilled(bitmap.width(), bitmap.height(), bits, context.limits, bits > 8);
     if (!result) return result;
     result->metadata() = bitmap.metadata();

@@ -1,7 +1,7 @@
 #include "imaging/ops/levels.h"
 
 #include "imaging/convert_depth.h"
-#include "imaging/threads.h"
+#include "imaging/ops/row_loop.h"
 
 namespace quillmark::imaging {
 namespace {
@@ -13,13 +13,13 @@ bool plain_gray_palette(const Palette& palette) {
     return palette == plain;
 }
 
-Result<Bitmap> to_gray8(const Bitmap& bitmap, const Limits& limits) {
+Result<Bitmap> to_gray8(const Bitmap& bitmap, const Limits& limits, const Progress& progress) {
     auto result = Bitmap::create_unfilled(bitmap.width(), bitmap.height(), 8, limits);
     if (!result) return result;
     result->metadata() = bitmap.metadata();
     std::array<std::uint8_t, 256> level{};
     for (std::size_t i = 0; i < bitmap.palette().size(); ++i) level[i] = bitmap.palette()[i].r;
-    parallel_bands(bitmap.height(), kRowGrain, [&](int first, int last) {
+    const auto done = parallel_rows(bitmap.height(), kRowGrain, progress, [&](int first, int last) {
         for (int y = first; y < last; ++y) {
             const auto in = bitmap.row(y);
             const auto out = result->writable_row(y);
@@ -30,6 +30,7 @@ Result<Bitmap> to_gray8(const Bitmap& bitmap, const Limits& limits) {
             }
         }
     });
+    if (!done) return done.error();
     return result;
 }
 
@@ -65,7 +66,7 @@ int pixel_bytes(Layout layout) {
     }
 }
 
-Result<Bitmap> level_image(const Bitmap& bitmap, const Limits& limits) {
+Result<Bitmap> level_image(const Bitmap& bitmap, const Limits& limits, const Progress& progress) {
     if (bitmap.empty()) return Error{Fault::malformed, "no image"};
     if (is_level_image(bitmap)) return bitmap;
     if (bitmap.layout() == Layout::rgb24) {
@@ -73,8 +74,9 @@ Result<Bitmap> level_image(const Bitmap& bitmap, const Limits& limits) {
         same.set_bits(24);
         return same;
     }
-    if (bitmap.has_alpha()) return convert_depth(bitmap, 32, limits);
-    return bitmap.is_gray() ? to_gray8(bitmap, limits) : convert_depth(bitmap, 24, limits);
+    if (bitmap.has_alpha()) return convert_depth(bitmap, 32, limits, progress);
+    return bitmap.is_gray() ? to_gray8(bitmap, limits, progress)
+                            : convert_depth(bitmap, 24, limits, progress);
 }
 
 Result<Bitmap> blank_like(const Bitmap& bitmap, int width, int height, const Limits& limits) {

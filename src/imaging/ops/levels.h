@@ -2,6 +2,7 @@
 #pragma once
 
 #include "imaging/bitmap.h"
+#include "imaging/ops/context.h"
 
 namespace quillmark::imaging {
 
@@ -21,8 +22,8 @@ int pixel_bytes(Layout layout);
 
 /// The same picture as a level image: greys become 8-bit grey, other palettes 24 bits, palettes with
 /// transparent entries 32 bits, 16-bit colour 24 bits. A level image is returned as it is, sharing its
-/// pixels. Faults: malformed (no image), too_large, out_of_memory.
-Result<Bitmap> level_image(const Bitmap& bitmap, const Limits& limits);
+/// pixels. Faults: malformed (no image), too_large, out_of_memory, cancelled.
+Result<Bitmap> level_image(const Bitmap& bitmap, const Limits& limits, const Progress& progress = {});
 
 /// A new bitmap of the same form, palette and metadata (its own size when given), with undefined pixels.
 Result<Bitmap> blank_like(const Bitmap& bitmap, const Limits& limits);

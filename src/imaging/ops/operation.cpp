@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstring>
 #include <new>
 #include <vector>
@@ -10,7 +11,7 @@
 #include "imaging/ops/histogram.h"
 #include "imaging/ops/levels.h"
 #include "imaging/ops/put_region.h"
-#include "imaging/threads.h"
+#include "imaging/ops/row_loop.h"
 
 namespace quillmark::imaging {
 namespace {
@@ -54,9 +55,9 @@ Rect whole(const Bitmap& bitmap) { return {0, 0, bitmap.width(), bitmap.height()
 
 // Calls each(y, run) for every run of the region, rows shared over the cores.
 template <typename Each>
-void for_runs(const Region& region, Each each) {
+Result<void> for_runs(const Region& region, const Progress& progress, Each each) {
     const Rect bounds = region.bounds();
-    parallel_bands(bounds.height, kRowGrain, [&](int first, int last) {
+    return parallel_rows(bounds.height, kRowGrain, progress, [&](int first, int last) {
         for (int y = bounds.y + first; y < bounds.y + last; ++y)
             for (const Run& run : region.row(y)) each(y, run);
     });
@@ -67,11 +68,13 @@ bool same_form(const Bitmap& a, const Bitmap& b) {
 }
 
 // base with the region's pixels taken from change, whose top left pixel lies at offset in base.
-Result<Bitmap> put_runs(Bitmap base, const Bitmap& change, Point offset, const Region& region) {
+Result<Bitmap> put_runs(Bitmap base, const Bitmap& change, Point offset, const Region& region,
+                        const Progress& progress) {
     if (!base.detach()) return Error{Fault::out_of_memory, "pixels"};
-    for_runs(region, [&](int y, const Run& run) {
+    const auto done = for_runs(region, progress, [&](int y, const Run& run) {
         copy_pixels(change, run.first - offset.x, y - offset.y, base, run.first, y, run.last - run.first);
     });
+    if (!done) return done.error();
     return base;
 }
 
@@ -89,60 +92,73 @@ Rgba colour_of(const Bitmap& bitmap, std::size_t index) {
     return index < bitmap.palette().size() ? bitmap.palette()[index] : Rgba{};
 }
 
-// The changed pixels as indices into base's palette, when all their colours are in it; else nothing.
-std::optional<Bitmap> in_palette_of(const Bitmap& base, const Bitmap& change, Point offset,
-                                    const Region& region, const Limits& limits) {
-    if (!has_palette(base) || !has_palette(change)) return {};
-    std::array<bool, 256> used{};
-    for (int y = region.bounds().y; y < region.bounds().bottom(); ++y) {
-        for (const Run& run : region.row(y))
-            for (int x = run.first; x < run.last; ++x)
-                used[index_at(change, x - offset.x, y - offset.y)] = true;
+// Which indices the region's pixels of change have.
+Result<void> mark_used(const Bitmap& change, Point offset, const Region& region, const Progress& progress,
+                       std::array<std::atomic<bool>, 256>& used) {
+    return for_runs(region, progress, [&](int y, const Run& run) {
+        std::array<bool, 256> seen{};
+        for (int x = run.first; x < run.last; ++x) seen[index_at(change, x - offset.x, y - offset.y)] = true;
+        for (std::size_t i = 0; i < seen.size(); ++i)
+            if (seen[i]) used[i].store(true, std::memory_order_relaxed);
+    });
+}
+
+// Row y of change, its indices replaced, to mapped (whose layout may be another).
+void map_row(const Bitmap& change, int y, const std::array<std::uint8_t, 256>& index, Bitmap& mapped) {
+    const auto out = mapped.writable_row(y);
+    if (mapped.layout() == Layout::bit1) std::ranges::fill(out, std::uint8_t{0});
+    for (int x = 0; x < change.width(); ++x) {
+        const auto at = static_cast<std::size_t>(x);
+        const std::uint8_t value = index[index_at(change, x, y)];
+        if (mapped.layout() == Layout::index8)
+            out[at] = value;
+        else if (value)
+            out[at / 8] = static_cast<std::uint8_t>(out[at / 8] | 0x80U >> at % 8);
     }
+}
+
+// The changed pixels as indices into base's palette, when all their colours are in it; else the empty bitmap.
+Result<Bitmap> in_palette_of(const Bitmap& base, const Bitmap& change, Point offset, const Region& region,
+                             const Limits& limits, const Progress& progress) {
+    if (!has_palette(base) || !has_palette(change)) return Bitmap{};
+    std::array<std::atomic<bool>, 256> used{};
+    const auto marked = mark_used(change, offset, region, progress, used);
+    if (!marked) return marked.error();
     std::array<std::uint8_t, 256> index{};
     for (std::size_t i = 0; i < used.size(); ++i) {
         if (!used[i]) continue;
         const auto found = std::ranges::find(base.palette(), colour_of(change, i));
-        if (found == base.palette().end()) return {};
+        if (found == base.palette().end()) return Bitmap{};
         index[i] = static_cast<std::uint8_t>(found - base.palette().begin());
     }
     auto mapped = blank_like(base, change.width(), change.height(), limits);
-    if (!mapped) return {};
-    parallel_bands(change.height(), kRowGrain, [&](int first, int last) {
-        for (int y = first; y < last; ++y) {
-            const auto out = mapped->writable_row(y);
-            if (mapped->layout() == Layout::bit1) std::ranges::fill(out, std::uint8_t{0});
-            for (int x = 0; x < change.width(); ++x) {
-                const auto at = static_cast<std::size_t>(x);
-                const std::uint8_t value = index[index_at(change, x, y)];
-                if (mapped->layout() == Layout::index8)
-                    out[at] = value;
-                else if (value)
-                    out[at / 8] = static_cast<std::uint8_t>(out[at / 8] | 0x80U >> at % 8);
-            }
-        }
+    if (!mapped) return mapped;
+    const auto done = parallel_rows(change.height(), kRowGrain, progress, [&](int first, int last) {
+        for (int y = first; y < last; ++y) map_row(change, y, index, *mapped);
     });
-    return std::move(*mapped);
+    if (!done) return done.error();
+    return mapped;
 }
 
 }  // namespace
 
 Result<Bitmap> put_region(const Bitmap& base, const Bitmap& change, Point offset, const Region& region,
-                          const Limits& limits) {
-    if (same_form(base, change)) return put_runs(base, change, offset, region);
-    if (const auto mapped = in_palette_of(base, change, offset, region, limits))
-        return put_runs(base, *mapped, offset, region);
-    auto lower = level_image(base, limits), upper = level_image(change, limits);
+                          const Limits& limits, const Progress& progress) {
+    if (same_form(base, change)) return put_runs(base, change, offset, region, progress);
+    const auto mapped = in_palette_of(base, change, offset, region, limits, progress);
+    if (!mapped) return mapped;
+    if (!mapped->empty()) return put_runs(base, *mapped, offset, region, progress);
+    auto lower = level_image(base, limits, progress), upper = level_image(change, limits, progress);
     if (!lower) return lower;
     if (!upper) return upper;
     if (!same_form(*lower, *upper)) {
         const int bits = lower->has_alpha() || upper->has_alpha() ? 32 : 24;
-        lower = convert_depth(*lower, bits, limits);
+        lower = convert_depth(*lower, bits, limits, progress);
         if (!lower) return lower;
-        upper = convert_depth(*upper, bits, limits);
+        upper = convert_depth(*upper, bits, limits, progress);
         if (!upper) return upper;
     }
-    return put_runs(*lower, *upper, offset, region);
+    return put_runs(*lower, *upper, offset, region, progress);
 }
 
 namespace {
@@ -180,7 +196,7 @@ Result<Bitmap> work_out(const Work& work, const Rect& rect, Point& offset) {
     Rect needed = rect.grown(reach).intersected(whole(work.bitmap));
     offset = {needed.x, needed.y};
     if (needed == whole(work.bitmap)) return work.operation.run(work.bitmap, work.arguments, work.context);
-    const auto part = cropped(work.bitmap, needed, work.context.limits);
+    const auto part = cropped(work.bitmap, needed, work.context.limits, work.context.progress);
     if (!part) return part;
     Context moved = work.context;
     moved.origin_x += needed.x;
@@ -195,25 +211,27 @@ bool covers(const Region& region, const Bitmap& bitmap) {
 
 }  // namespace
 
-Result<Bitmap> cropped(const Bitmap& bitmap, const Rect& rect, const Limits& limits) {
+Result<Bitmap> cropped(const Bitmap& bitmap, const Rect& rect, const Limits& limits,
+                       const Progress& progress) {
     auto result = blank_like(bitmap, rect.width, rect.height, limits);
     if (!result) return result;
-    parallel_bands(rect.height, kRowGrain, [&](int first, int last) {
+    const auto done = parallel_rows(rect.height, kRowGrain, progress, [&](int first, int last) {
         for (int y = first; y < last; ++y) {
             if (bitmap.layout() == Layout::bit1) result->writable_row(y).back() = 0;
             copy_pixels(bitmap, rect.x, rect.y + y, *result, 0, y, rect.width);
         }
     });
+    if (!done) return done.error();
     return result;
 }
 
 Result<Bitmap> pasted(const Bitmap& target, const Bitmap& source, Point at, const Region* region,
-                      const Limits& limits) try {
+                      const Limits& limits, const Progress& progress) try {
     if (target.empty() || source.empty()) return Error{Fault::malformed, "no image"};
     const Rect place = Rect{at.x, at.y, source.width(), source.height()}.intersected(whole(target));
     if (place.empty()) return target;
     const Region inside = region ? region->clipped(place) : Region::rectangle(place);
-    return inside.empty() ? target : put_region(target, source, at, inside, limits);
+    return inside.empty() ? target : put_region(target, source, at, inside, limits, progress);
 } catch (const std::bad_alloc&) {
     return kOutOfMemory;
 }
@@ -243,7 +261,7 @@ Result<Bitmap> apply(const Operation& operation, const Bitmap& bitmap, std::span
     Point offset;
     const auto change = work_out({operation, bitmap, *values, full}, inside.bounds(), offset);
     if (!change) return change;
-    return put_region(bitmap, *change, offset, inside, context.limits);
+    return put_region(bitmap, *change, offset, inside, context.limits, context.progress);
 } catch (const std::bad_alloc&) {
     return kOutOfMemory;
 }
@@ -265,15 +283,15 @@ Result<Bitmap> apply_part(const Operation& operation, const Bitmap& bitmap, std:
         full.statistics = &counted;
     }
     const Region inside = region ? region->clipped(wanted).moved(-wanted.x, -wanted.y) : Region{};
-    if (region && inside.empty()) return cropped(bitmap, wanted, context.limits);
+    if (region && inside.empty()) return cropped(bitmap, wanted, context.limits, context.progress);
     Point offset;
     const auto change = work_out({operation, bitmap, *values, full}, wanted, offset);
     if (!change) return change;
     const Rect in_change{wanted.x - offset.x, wanted.y - offset.y, wanted.width, wanted.height};
-    if (!region) return cropped(*change, in_change, context.limits);
-    const auto base = cropped(bitmap, wanted, context.limits);
+    if (!region) return cropped(*change, in_change, context.limits, context.progress);
+    const auto base = cropped(bitmap, wanted, context.limits, context.progress);
     if (!base) return base;
-    return put_region(*base, *change, {-in_change.x, -in_change.y}, inside, context.limits);
+    return put_region(*base, *change, {-in_change.x, -in_change.y}, inside, context.limits, context.progress);
 } catch (const std::bad_alloc&) {
     return kOutOfMemory;
 }

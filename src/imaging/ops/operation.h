@@ -65,14 +65,16 @@ Result<Bitmap> apply(const Operation& operation, const Bitmap& bitmap, std::span
 Result<Bitmap> apply_part(const Operation& operation, const Bitmap& bitmap, std::span<const int> arguments,
                           const Region* region, const Rect& part, const Context& context);
 
-/// A copy of the part of bitmap inside rect (which lies inside the bitmap).
-Result<Bitmap> cropped(const Bitmap& bitmap, const Rect& rect, const Limits& limits);
+/// A copy of the part of bitmap inside rect (which lies inside the bitmap). Faults: too_large, out_of_memory,
+/// cancelled.
+Result<Bitmap> cropped(const Bitmap& bitmap, const Rect& rect, const Limits& limits,
+                       const Progress& progress = {});
 /// target with source's pixels in it, the top left one at at, clipped to target and to region (may be
 /// nullptr). Pixels come bit by bit, alpha included, where both have the same form; else colours that
 /// target's palette has keep the palette, and others promote the result. Faults: malformed (no image),
-/// too_large, out_of_memory.
+/// too_large, out_of_memory, cancelled.
 Result<Bitmap> pasted(const Bitmap& target, const Bitmap& source, Point at, const Region* region,
-                      const Limits& limits);
+                      const Limits& limits, const Progress& progress = {});
 
 // The families, each beside its code; all_operations joins them.
 std::span<const Operation> tone_operations();       // ops/tone.cpp

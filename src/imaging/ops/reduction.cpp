@@ -7,6 +7,7 @@
 #include "imaging/ops/halftone.h"
 #include "imaging/ops/operation.h"
 #include "imaging/ops/palettes.h"
+#include "imaging/ops/row_loop.h"
 #include "imaging/quantize.h"
 
 namespace quillmark::imaging {
@@ -22,19 +23,28 @@ bool holds(const Palette& palette, const Palette& colours) {
 // Onto a palette that is given beforehand: without dithering where it has all colours of the image.
 Result<Bitmap> onto(const Bitmap& bitmap, const Palette& palette, int bits, Dither dither,
                     const Context& context) {
-    const Palette colours = exact_palette(bitmap, static_cast<int>(palette.size()));
-    const bool complete = !colours.empty() && holds(palette, colours);
-    return dithered(bitmap, palette, bits, complete ? Dither::none : dither, context);
+    const auto colours =
+        exact_palette(bitmap, static_cast<int>(palette.size()), stage_of(context.progress, 0, 2));
+    if (!colours) return colours.error();
+    const bool complete = !colours->empty() && holds(palette, *colours);
+    Context rest = context;
+    rest.progress = stage_of(context.progress, 1, 2);
+    return dithered(bitmap, palette, bits, complete ? Dither::none : dither, rest);
 }
 
 // The image's own colours where they fit. Two colours chosen from many could show nothing beside the line
 // between them: one bit is black and white then.
 Result<Bitmap> onto_optimised(const Bitmap& bitmap, int bits, Dither dither, const Context& context) {
     const int count = 1 << bits;
-    const Palette exact = exact_palette(bitmap, count);
-    if (!exact.empty()) return dithered(bitmap, exact, bits, Dither::none, context);
-    if (bits == 1) return dithered(bitmap, fixed_palette(1), 1, dither, context);
-    return dithered(bitmap, optimised_palette(bitmap, count), bits, dither, context);
+    const auto exact = exact_palette(bitmap, count, stage_of(context.progress, 0, 3));
+    if (!exact) return exact.error();
+    Context rest = context;
+    rest.progress = stage_of(context.progress, 2, 3);
+    if (!exact->empty()) return dithered(bitmap, *exact, bits, Dither::none, rest);
+    if (bits == 1) return dithered(bitmap, fixed_palette(1), 1, dither, rest);
+    const auto palette = optimised_palette(bitmap, count, stage_of(context.progress, 1, 3));
+    if (!palette) return palette.error();
+    return dithered(bitmap, *palette, bits, dither, rest);
 }
 
 // bits is 1 to 8.
@@ -44,7 +54,8 @@ Result<Bitmap> onto_palette(const Bitmap& bitmap, int bits, PaletteChoice choice
         case PaletteChoice::fixed: return onto(bitmap, fixed_palette(bits), bits, dither, context);
         case PaletteChoice::grey: return onto(bitmap, gray_palette(1 << bits), bits, dither, context);
         case PaletteChoice::identity:
-            if (own_palette_fits(bitmap, bits)) return convert_depth(bitmap, bits, context.limits);
+            if (own_palette_fits(bitmap, bits))
+                return convert_depth(bitmap, bits, context.limits, context.progress);
             break;
         case PaletteChoice::optimised:
             if (bits == bitmap.bits()) return bitmap;
@@ -55,7 +66,7 @@ Result<Bitmap> onto_palette(const Bitmap& bitmap, int bits, PaletteChoice choice
 
 Result<Bitmap> run_color_res(const Bitmap& bitmap, std::span<const int> arguments, const Context& context) {
     const int bits = arguments[0];
-    if (bits > 8) return convert_depth(bitmap, bits, context.limits);
+    if (bits > 8) return convert_depth(bitmap, bits, context.limits, context.progress);
     return onto_palette(bitmap, bits, static_cast<PaletteChoice>(arguments[1]),
                         static_cast<Dither>(arguments[2]), context);
 }

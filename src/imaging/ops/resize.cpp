@@ -295,7 +295,7 @@ Result<Bitmap> resize(const Bitmap& bitmap, int width, int height, ResizeFilter 
         const auto fits = Bitmap::check_size(width, height, 8, context.limits);
         if (!fits) return fits.error();
     }
-    const auto source = plain ? bitmap : level_image(bitmap, context.limits);
+    const auto source = plain ? bitmap : level_image(bitmap, context.limits, context.progress);
     if (!source) return source;
     auto result = blank_like(*source, width, height, context.limits);
     if (!result) return result;

@@ -48,7 +48,7 @@ Bitmap with_palette(const Bitmap& bitmap, Colour colour) {
 // rows(in, out, y) for every row of a new bitmap like the level image of bitmap.
 template <typename Rows>
 Result<Bitmap> by_rows(const Bitmap& bitmap, const Context& context, Rows rows) {
-    auto in = level_image(bitmap, context.limits);
+    auto in = level_image(bitmap, context.limits, context.progress);
     if (!in) return in;
     auto result = blank_like(*in, context.limits);
     if (!result) return result;

@@ -223,7 +223,7 @@ Result<Bitmap> rendered_whole(const Bitmap& bitmap, const Placement& placement, 
     const auto fits =
         Bitmap::check_size(placement.target.width, placement.target.height, bits, context.limits);
     if (!fits && bitmap.layout() != Layout::gray16) return fits.error();
-    const auto image = level_image(bitmap, context.limits);
+    const auto image = level_image(bitmap, context.limits, context.progress);
     if (!image) return image;
     return rendered(*image, placement, fill, context);
 }
@@ -233,7 +233,7 @@ Result<Bitmap> rendered_whole(const Bitmap& bitmap, const Placement& placement, 
 // The bitmap in a form that has the fill colour.
 Result<Bitmap> with_fill(const Bitmap& bitmap, std::uint32_t fill, const Context& context) {
     if (fill_pixel(bitmap, fill)) return bitmap;
-    const auto image = level_image(bitmap, context.limits);
+    const auto image = level_image(bitmap, context.limits, context.progress);
     return image;
 }
 
@@ -252,7 +252,7 @@ Result<Bitmap> on_canvas(const Bitmap& bitmap, Point offset, int width, int heig
         }
     });
     if (!done) return done.error();
-    return pasted(*canvas, *image, offset, nullptr, context.limits);
+    return pasted(*canvas, *image, offset, nullptr, context.limits, context.progress);
 }
 
 // --- regions ---
@@ -262,10 +262,14 @@ Result<TurnedRegion> moved_region(Bitmap image, const Region& from, const Region
                                   Point at, std::uint32_t fill, const Context& context) {
     if (!image.detach()) return Error{Fault::out_of_memory, "pixels"};
     const PixelBytes pixel = *fill_pixel(image, fill);
-    for (int y = from.bounds().y; y < from.bounds().bottom(); ++y)
-        for (const Run& run : from.row(y)) fill_run(image, y, run, pixel);
+    const int top = from.bounds().y;
+    const auto filled = parallel_rows(from.bounds().height, kTileHeight, context, [&](int first, int last) {
+        for (int y = top + first; y < top + last; ++y)
+            for (const Run& run : from.row(y)) fill_run(image, y, run, pixel);
+    });
+    if (!filled) return filled.error();
     if (to.empty()) return TurnedRegion{std::move(image), to};
-    auto result = pasted(image, change, at, &to, context.limits);
+    auto result = pasted(image, change, at, &to, context.limits, context.progress);
     if (!result) return result.error();
     return TurnedRegion{std::move(*result), to};
 }
@@ -273,7 +277,7 @@ Result<TurnedRegion> moved_region(Bitmap image, const Region& from, const Region
 // Blended pixels for the part of the placement that lies in the image, put where the moved region is.
 Result<TurnedRegion> blended_region(const Bitmap& bitmap, const Region& from, const Region& to,
                                     Placement placement, std::uint32_t fill, const Context& context) {
-    const auto image = level_image(bitmap, context.limits);
+    const auto image = level_image(bitmap, context.limits, context.progress);
     if (!image) return image.error();
     if (to.empty()) return moved_region(*image, from, to, {}, {}, fill, context);
     placement.target = to.bounds();
@@ -316,7 +320,7 @@ Result<TurnedRegion> turn_region(const Bitmap& bitmap, const Region& region, int
     if (!is_quarter_turn(angle)) return blended_region(bitmap, from, to, placement, fill, context);
     const auto image = with_fill(bitmap, fill, context);
     if (!image) return image.error();
-    const auto part = cropped(*image, from.bounds(), context.limits);
+    const auto part = cropped(*image, from.bounds(), context.limits, context.progress);
     if (!part) return part.error();
     const auto turned = rotate_quarters(*part, angle / 9000, context);
     if (!turned) return turned.error();
