@@ -54,6 +54,13 @@ def table(image, function):
     return cv2.LUT(image, np.clip(np.rint(function(np.arange(256))), 0, 255).astype(np.uint8))
 
 
+def edges(image, rows):
+    """The absolute response of a kernel, and of two kernels their Euclidean length."""
+    parts = [cv2.filter2D(image, cv2.CV_32F, np.array(k, np.float32), borderType=cv2.BORDER_REPLICATE) for k in rows]
+    length = np.sqrt(sum(part * part for part in parts))
+    return np.clip(np.rint(length), 0, 255).astype(np.uint8)
+
+
 def turned(image, degrees):
     height, width = image.shape[:2]
     matrix = cv2.getRotationMatrix2D(((width - 1) / 2, (height - 1) / 2), -degrees, 1)
@@ -72,6 +79,12 @@ RELIEF = [[1, 0, 0], [0, 0, 0], [0, 0, -1]]
 ACROSS = [[-1, -2, -1], [0, 0, 0], [1, 2, 1]]
 PREWITT = [[-1, -1, -1], [0, 0, 0], [1, 1, 1]]
 EIGHT = [[-1, -1, -1], [-1, 8, -1], [-1, -1, -1]]
+FOUR = [[0, -1, 0], [-1, 4, -1], [0, -1, 0]]
+
+
+def sideways(rows):
+    return [list(column) for column in zip(*rows)]
+
 
 # Name of the figure, and the same operation by OpenCV.
 TIMED = {
@@ -118,6 +131,13 @@ COMPARED = [
     ("Median=3", lambda i: cv2.medianBlur(i, 3), None),
     ("Median=5", lambda i: cv2.medianBlur(i, 5), None),
     ("Median=15", lambda i: cv2.medianBlur(i, 15), None),
+    ("SpatialFilter=10", lambda i: edges(i, [FOUR]), None),
+    ("SpatialFilter=11", lambda i: edges(i, [EIGHT]), None),
+    ("SpatialFilter=20", lambda i: edges(i, [ACROSS]), None),
+    ("SpatialFilter=21", lambda i: edges(i, [sideways(ACROSS)]), None),
+    ("SpatialFilter=22", lambda i: edges(i, [ACROSS, sideways(ACROSS)]), None),
+    ("SpatialFilter=30", lambda i: edges(i, [PREWITT]), None),
+    ("SpatialFilter=32", lambda i: edges(i, [PREWITT, sideways(PREWITT)]), None),
     ("Size=320,240,2", lambda i: cv2.resize(i, (320, 240), interpolation=cv2.INTER_AREA), ["-scale", "320x240!"]),
     ("Size=200,100,2", lambda i: cv2.resize(i, (200, 100), interpolation=cv2.INTER_AREA), ["-scale", "200x100!"]),
     ("Size=200,100,1", None, ["-filter", "Lanczos", "-resize", "200x100!"]),

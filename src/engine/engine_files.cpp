@@ -76,8 +76,10 @@ Code Engine::SetPicture(const imaging::Bitmap& picture) {
     return 0;
 }
 
-Code Engine::Save(const QString& name, int format, int bits, int quality, int) {
+Code Engine::Save(const QString& name, int format, int bits, int quality, int multi_page_mode) {
     if (bitmap_.empty()) return 20002;
+    // No writer adds pages to a file yet: rather nothing than a file that loses the pages it has.
+    if (multi_page_mode != 0) return kNotAvailable;
     const imaging::Bitmap snapshot = bitmap_;
     imaging::Result<void> result = imaging::kOutOfMemory;
     run([&](const Report& report) {

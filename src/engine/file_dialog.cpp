@@ -29,24 +29,6 @@ namespace {
 constexpr int kPlacesWidth = 130, kListWidth = 560, kPreviewWidth = 270;
 constexpr QSize kStartSize{1000, 600}, kMinimumSize{640, 460};
 
-QString starting_folder(const QString& wanted) {
-    if (!wanted.isEmpty() && QFileInfo{wanted}.isDir()) return wanted;
-    const QString documents = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
-    return QFileInfo{documents}.isDir() ? documents : QDir::homePath();
-}
-
-// The user's own bookmarks, then the usual places that exist and are not among them.
-QList<QUrl> places(QList<QUrl> urls) {
-    using Paths = QStandardPaths;
-    for (const auto place : {Paths::HomeLocation, Paths::DesktopLocation, Paths::DocumentsLocation,
-                             Paths::PicturesLocation, Paths::DownloadLocation}) {
-        const QString folder = Paths::writableLocation(place);
-        const QUrl url = QUrl::fromLocalFile(folder);
-        if (QFileInfo{folder}.isDir() && !urls.contains(url)) urls.append(url);
-    }
-    return urls;
-}
-
 }  // namespace
 
 QStringList filter_patterns(const QString& patterns) {
@@ -82,15 +64,14 @@ struct OpenDialog::Private {
 
     template <typename T>
     T* part(const char* name) const {
-        return dialog.findChild<T*>(QLatin1String{name});
+        return dialog.part<T>(name);
     }
-    QLineEdit* name_edit() const { return part<QLineEdit>("fileNameEdit"); }
+    QLineEdit* name_edit() const { return dialog.name_edit(); }
 
     void set_filters(int index);
     void use_filter(int index);
     void add_preview();
     void widen_columns();
-    void name_controls();
     void order_tabs();
     void watch_choice();
     QModelIndexList selected_rows() const;
@@ -141,25 +122,6 @@ void OpenDialog::Private::widen_columns() {
         left -= header->sectionSize(column);
     }
     header->resizeSection(0, std::max(left, 160));
-}
-
-void OpenDialog::Private::name_controls() {
-    dialog.setLabelText(QFileDialog::LookIn, tr("&Look in:"));
-    dialog.setLabelText(QFileDialog::FileType, tr("Files of &type:"));
-    const std::pair<const char*, const char*> buddies[] = {{"lookInLabel", "lookInCombo"},
-                                                           {"fileNameLabel", "fileNameEdit"},
-                                                           {"fileTypeLabel", "fileTypeCombo"}};
-    for (const auto& [label, buddy] : buddies) part<QLabel>(label)->setBuddy(part<QWidget>(buddy));
-    part<QWidget>("sidebar")->setAccessibleName(tr("Places"));
-    part<QWidget>("listView")->setAccessibleName(tr("Files"));
-    part<QWidget>("treeView")->setAccessibleName(tr("Files"));
-    part<QWidget>("lookInCombo")->setAccessibleName(tr("Look in"));
-    name_edit()->setAccessibleName(tr("File name"));
-    part<QWidget>("fileTypeCombo")->setAccessibleName(tr("Files of type"));
-    for (QToolButton* button : dialog.findChildren<QToolButton*>()) {
-        if (button->accessibleName().isEmpty()) button->setAccessibleName(button->toolTip());
-    }
-    if (QCompleter* completer = name_edit()->completer()) completer->setCaseSensitivity(Qt::CaseInsensitive);
 }
 
 void OpenDialog::Private::order_tabs() {
@@ -227,23 +189,20 @@ void OpenDialog::Private::look_at_choice() {
 }
 
 OpenDialog::OpenDialog(const OpenRequest& request, QWidget* parent)
-    : QFileDialog{parent, request.title}, d_{std::make_unique<Private>(*this)} {
-    setOption(DontUseNativeDialog);
-    setOption(DontUseCustomDirectoryIcons);
+    : FolderDialog{request.title, request.initial_dir, parent}, d_{std::make_unique<Private>(*this)} {
     setAcceptMode(AcceptOpen);
     setFileMode(request.several ? ExistingFiles : ExistingFile);
-    setDirectory(starting_folder(request.initial_dir));
-    setSidebarUrls(places(sidebarUrls()));
+    setLabelText(QFileDialog::FileType, tr("Files of &type:"));
     d_->filters = filter_entries(request.filter);
     d_->set_filters(request.filter_index);
     d_->add_preview();
     d_->widen_columns();
-    d_->name_controls();
+    name_controls();
     d_->order_tabs();
     d_->watch_choice();
     setMinimumSize(kMinimumSize);
     resize(kStartSize.boundedTo(screen()->availableSize()));
-    d_->name_edit()->setFocus();
+    name_edit()->setFocus();
 }
 
 OpenDialog::~OpenDialog() = default;
@@ -273,16 +232,6 @@ void OpenDialog::accept() {
     d_->page = d_->preview->page();
     QDir::setCurrent(QFileInfo{paths.first()}.absolutePath());
     QDialog::accept();
-}
-
-// A list of completions that comes up late, over the closed dialog, would keep the next window from becoming
-// the active one.
-void OpenDialog::done(int result) {
-    if (QCompleter* completer = d_->name_edit()->completer()) {
-        completer->popup()->hide();
-        d_->name_edit()->setCompleter(nullptr);
-    }
-    QFileDialog::done(result);
 }
 
 }  // namespace quillmark::engine

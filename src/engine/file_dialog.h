@@ -2,11 +2,12 @@
 // facts.
 #pragma once
 
-#include <QFileDialog>
 #include <QString>
 #include <QStringList>
 #include <memory>
 #include <vector>
+
+#include "engine/folder_dialog.h"
 
 namespace quillmark::engine {
 
@@ -22,7 +23,7 @@ struct OpenRequest {
 
 /// The open dialog. Shown modally by program::Prompts; after Accepted read the choice. Accepting moves the
 /// process's working directory to the folder of the first file.
-class OpenDialog : public QFileDialog {
+class OpenDialog : public FolderDialog {
     Q_OBJECT
 
   public:
@@ -35,9 +36,6 @@ class OpenDialog : public QFileDialog {
     int page() const;
 
     void accept() override;
-
-  protected:
-    void done(int result) override;
 
   private:
     struct Private;

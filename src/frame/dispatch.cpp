@@ -7,6 +7,7 @@
 
 #include "files/open.h"
 #include "files/recent_files.h"
+#include "files/save.h"
 #include "frame/arrange.h"
 #include "frame/image_process.h"
 #include "frame/preferences.h"
@@ -63,7 +64,7 @@ constexpr auto kCopy = UndoCopy::dispatcher;
 
 constexpr Command kCommands[] = {
     {u"ID_Open", kNone, false, plain<files::C_FileOpen>, 0},
-    {u"ID_SaveFile", kNone, false, nullptr, 0},
+    {u"ID_SaveFile", kNone, false, plain<files::C_FileSave>, 0},
     {u"ID_Convert", kNone, false, nullptr, 0},
     {u"ID_BatchConversion", kNone, false, nullptr, 0},
     {u"ID_Copy", kNone, false, nullptr, 0},

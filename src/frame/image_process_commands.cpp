@@ -7,6 +7,7 @@
 #include <QTimer>
 
 #include "files/recent_files.h"
+#include "files/save.h"
 #include "frame/command_surface.h"
 #include "frame/customize_dialog.h"
 #include "frame/dispatch.h"
@@ -129,11 +130,7 @@ void ImageProcess::StatusTerm() {
     image.SetAutoRepaint(true);
 }
 
-void ImageProcess::C_FileSave() {
-    // A closing window asks for this; nothing may look saved that is not.
-    prompts_->message(tr("Saving from the window is not part of this version. The image was not saved."),
-                      QCoreApplication::applicationName(), program::Icon::exclamation);
-}
+void ImageProcess::C_FileSave() { files::C_FileSave(*this); }
 
 void ImageProcess::InsertText(int x, int y) { operations::InsertText(*this, x, y); }
 

@@ -24,6 +24,7 @@ struct FormatCode {
     std::string_view variant;             ///< what sets it apart, e.g. "Windows 3, uncompressed"
     std::span<const int> write_depths{};  ///< bits per pixel it writes; empty: it is only read
     bool gray16 = false;                  ///< its 16 bits are grey levels; else they are 5-6-5 colour
+    bool lossy = false;  ///< written pixels are not quite those given; WriteOptions::quality says how much
 };
 
 struct ReadOptions {

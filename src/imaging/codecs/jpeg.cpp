@@ -213,7 +213,7 @@ Result<Outcome> stamp(ByteReader in, const ReadOptions& options) {
 }
 
 constexpr std::array kDepths{24, 8};
-constexpr std::array kFormats{FormatCode{kFormatCode, "JFIF", kDepths}};
+constexpr std::array kFormats{FormatCode{kFormatCode, "JFIF", kDepths, false, true}};
 constexpr std::array<std::string_view, 7> kExtensions{"jpg", "jpeg", "jpe", "jff", "jfif", "jtf", "thm"};
 
 }  // namespace
