@@ -376,21 +376,6 @@ TEST(ColorRes, OrderedDitherKeepsTheMeanAndFollowsItsMatrix) {
     }
 }
 
-TEST(ColorRes, ResultsDoNotDependOnTheNumberOfThreads) {
-    const Bitmap from = picture(333, 211);
-    for (const auto& arguments : {std::vector{8, 1, 1}, {8, 1, 0}, {8, 0, 7}, {5, 1, 5}}) {
-        set_thread_count(1);
-        const Bitmap want = run("ColorRes", from, arguments);
-        for (const int threads : {2, 7}) {
-            set_thread_count(threads);
-            const Bitmap got = run("ColorRes", from, arguments);
-            EXPECT_EQ(got.palette(), want.palette());
-            ASSERT_EQ(indices_of(got), indices_of(want)) << threads;
-        }
-    }
-    set_thread_count(0);
-}
-
 TEST(MapToPalette, AnEmptyPaletteGivesBlack) {
     for (const int bits : {1, 8}) {
         const auto to = map_to_palette(picture(20, 4), {}, bits, true, {});
