@@ -28,8 +28,6 @@ int level(const Bitmap& bitmap, int x, int y, int channel) {
     return bitmap.row(y)[at];
 }
 
-Rect whole(const Bitmap& bitmap) { return {0, 0, bitmap.width(), bitmap.height()}; }
-
 Bitmap joined(const Bitmap& target, const Bitmap& source, int flags, const Region* region = nullptr) {
     auto result = combine(target, whole(target), source, {0, 0}, flags, region, {});
     EXPECT_TRUE(result);

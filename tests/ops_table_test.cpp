@@ -66,8 +66,6 @@ void for_each_case(const std::vector<Size>& sizes, Body body) {
     ASSERT_GE(cases, 28 * kForms.size() * sizes.size());  // as many operations as the engine names
 }
 
-Rect whole(const Bitmap& bitmap) { return {0, 0, bitmap.width(), bitmap.height()}; }
-
 // The level images of both are compared where one of them had to be promoted.
 testing::AssertionResult same_colours(const Bitmap& a, const Bitmap& b, const Region& where) {
     const bool wide = a.layout() == Layout::gray16 && b.layout() == Layout::gray16;

@@ -5,6 +5,7 @@
 #include <new>
 
 #include "imaging/convert_depth.h"
+#include "imaging/ops/index_rows.h"
 #include "imaging/ops/levels.h"
 #include "imaging/ops/neighbourhood.h"
 #include "imaging/ops/operation.h"
@@ -116,8 +117,6 @@ RowJoin<T> row_join(int flags) {
 
 // --- forms ---
 
-Rect whole(const Bitmap& bitmap) { return {0, 0, bitmap.width(), bitmap.height()}; }
-
 Result<Bitmap> part_of(const Bitmap& bitmap, const Rect& rect, const Context& context) {
     return rect == whole(bitmap) ? Result<Bitmap>{bitmap}
                                  : cropped(bitmap, rect, context.limits, context.progress);
@@ -177,10 +176,6 @@ Result<Bitmap> joined(const Bitmap& target, const Bitmap& source, int flags, con
     });
     if (!ended) return ended.error();
     return out;
-}
-
-bool has_palette(const Bitmap& bitmap) {
-    return bitmap.layout() == Layout::bit1 || bitmap.layout() == Layout::index8;
 }
 
 // Both as level images of one form, joined.

@@ -10,6 +10,7 @@
 
 #include "imaging/buffer.h"
 #include "imaging/ops/fetch_ahead.h"
+#include "imaging/ops/index_rows.h"
 #include "imaging/ops/luminance.h"
 #include "imaging/ops/row_loop.h"
 
@@ -136,10 +137,6 @@ Result<Levels> count_plain(const Bitmap& bitmap, const Region* region, const Con
 
 bool asked(Channels channels, int channel) { return channels >> channel & 1U; }
 
-Rgba entry(const Palette& palette, std::size_t index) {
-    return index < palette.size() ? palette[index] : Rgba{};
-}
-
 Statistics from_palette(const Levels& indices, const Palette& palette, Channels channels) {
     Statistics statistics;
     for (int channel = kMaster; channel <= kBlue; ++channel) {
@@ -147,7 +144,7 @@ Statistics from_palette(const Levels& indices, const Palette& palette, Channels 
         Levels& levels = statistics.levels[static_cast<std::size_t>(channel)];
         levels.resize(256);
         for (std::size_t i = 0; i < indices.size(); ++i) {
-            const Rgba colour = entry(palette, i);
+            const Rgba colour = colour_of(palette, i);
             const std::uint8_t values[] = {luminance(colour.r, colour.g, colour.b), colour.r, colour.g,
                                            colour.b};
             levels[values[channel]] += indices[i];
@@ -205,7 +202,7 @@ std::int64_t count_used(const Levels& counts) {
 std::int64_t count_entries(const Levels& indices, const Palette& palette) {
     std::vector<std::uint32_t> used;
     for (std::size_t i = 0; i < indices.size(); ++i) {
-        const Rgba colour = entry(palette, i);
+        const Rgba colour = colour_of(palette, i);
         if (indices[i] > 0) used.push_back(colour.r << 16U | colour.g << 8U | colour.b);
     }
     std::sort(used.begin(), used.end());

@@ -9,6 +9,7 @@
 
 #include "imaging/convert_depth.h"
 #include "imaging/ops/histogram.h"
+#include "imaging/ops/index_rows.h"
 #include "imaging/ops/levels.h"
 #include "imaging/ops/put_region.h"
 #include "imaging/ops/row_loop.h"
@@ -51,8 +52,6 @@ void copy_pixels(const Bitmap& in, int from, int y, Bitmap& out, int at, int to_
                 static_cast<std::size_t>(count) * size);
 }
 
-Rect whole(const Bitmap& bitmap) { return {0, 0, bitmap.width(), bitmap.height()}; }
-
 // Calls each(y, run) for every run of the region, rows shared over the cores.
 template <typename Each>
 Result<void> for_runs(const Region& region, const Progress& progress, Each each) {
@@ -78,18 +77,10 @@ Result<Bitmap> put_runs(Bitmap base, const Bitmap& change, Point offset, const R
     return base;
 }
 
-bool has_palette(const Bitmap& bitmap) {
-    return bitmap.layout() == Layout::bit1 || bitmap.layout() == Layout::index8;
-}
-
 std::uint8_t index_at(const Bitmap& bitmap, int x, int y) {
     const auto row = bitmap.row(y);
     const auto at = static_cast<std::size_t>(x);
     return bitmap.layout() == Layout::bit1 ? row[at / 8] >> (7 - at % 8) & 1U : row[at];
-}
-
-Rgba colour_of(const Bitmap& bitmap, std::size_t index) {
-    return index < bitmap.palette().size() ? bitmap.palette()[index] : Rgba{};
 }
 
 // Which indices the region's pixels of change have.
@@ -127,7 +118,7 @@ Result<Bitmap> in_palette_of(const Bitmap& base, const Bitmap& change, Point off
     std::array<std::uint8_t, 256> index{};
     for (std::size_t i = 0; i < used.size(); ++i) {
         if (!used[i]) continue;
-        const auto found = std::ranges::find(base.palette(), colour_of(change, i));
+        const auto found = std::ranges::find(base.palette(), colour_of(change.palette(), i));
         if (found == base.palette().end()) return Bitmap{};
         index[i] = static_cast<std::uint8_t>(found - base.palette().begin());
     }

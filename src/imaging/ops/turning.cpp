@@ -286,8 +286,6 @@ Result<TurnedRegion> blended_region(const Bitmap& bitmap, const Region& from, co
     return moved_region(*image, from, to, *change, {to.bounds().x, to.bounds().y}, fill, context);
 }
 
-Rect whole(const Bitmap& bitmap) { return {0, 0, bitmap.width(), bitmap.height()}; }
-
 }  // namespace
 
 Result<Bitmap> rotate(const Bitmap& bitmap, int angle, bool grow, std::uint32_t fill,
