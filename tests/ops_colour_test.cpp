@@ -29,14 +29,6 @@ Bitmap colour_grid(int n) {
     return bitmap;
 }
 
-Bitmap run(const char* name, const Bitmap& bitmap, std::vector<int> arguments) {
-    const Operation* operation = find_operation(name);
-    if (!operation) throw std::logic_error{name};
-    auto result = apply(*operation, bitmap, arguments, nullptr, {});
-    if (!result) throw std::runtime_error{name};
-    return *result;
-}
-
 struct Hsv {
     double h, s, v;  // degrees, 0 to 1, 0 to 255
 };
@@ -91,7 +83,7 @@ TEST(Hue, StaysWithinOneLevelOfTheHexcone) {
     const Bitmap grid = colour_grid(35);
     for (const int change : {1, 7, 100, 333, 500, 599, 600, 601, 1200, 1799, 1800, 1801, 2400, 3599, -1, -50,
                              -900, -1800, -2750}) {
-        const Bitmap turned = run("Hue", grid, {change});
+        const Bitmap turned = done("Hue", grid, {change});
         double worst = 0;
         for (int y = 0; y < grid.height(); ++y) {
             for (int x = 0; x < grid.width(); ++x) {
@@ -110,17 +102,17 @@ TEST(Hue, StaysWithinOneLevelOfTheHexcone) {
 TEST(Hue, KnownTurns) {
     Bitmap red = *Bitmap::create(1, 1, 24, {});
     red.writable_row(0)[0] = 255;
-    EXPECT_EQ(run("Hue", red, {1200}).pixel(0, 0), (Rgba{0, 255, 0, 255}));
-    EXPECT_EQ(run("Hue", red, {-1200}).pixel(0, 0), (Rgba{0, 0, 255, 255}));
-    EXPECT_EQ(run("Hue", red, {1800}).pixel(0, 0), (Rgba{0, 255, 255, 255}));
-    EXPECT_EQ(run("Hue", red, {300}).pixel(0, 0), (Rgba{255, 128, 0, 255}));
-    EXPECT_EQ(run("Hue", red, {3600}).pixel(0, 0), (Rgba{255, 0, 0, 255}));
+    EXPECT_EQ(done("Hue", red, {1200}).pixel(0, 0), (Rgba{0, 255, 0, 255}));
+    EXPECT_EQ(done("Hue", red, {-1200}).pixel(0, 0), (Rgba{0, 0, 255, 255}));
+    EXPECT_EQ(done("Hue", red, {1800}).pixel(0, 0), (Rgba{0, 255, 255, 255}));
+    EXPECT_EQ(done("Hue", red, {300}).pixel(0, 0), (Rgba{255, 128, 0, 255}));
+    EXPECT_EQ(done("Hue", red, {3600}).pixel(0, 0), (Rgba{255, 0, 0, 255}));
 }
 
 TEST(Saturation, FollowsTheFormula) {
     const Bitmap grid = colour_grid(35);
     for (const int change : {-1000, -999, -500, -3, 5, 250, 500, 1000}) {
-        const Bitmap changed = run("Saturation", grid, {change});
+        const Bitmap changed = done("Saturation", grid, {change});
         double worst = 0;
         for (int y = 0; y < grid.height(); ++y) {
             for (int x = 0; x < grid.width(); ++x) {
@@ -146,7 +138,7 @@ TEST(HueAndSaturation, ActAlikeAtEveryDepthAndKeepAlpha) {
                         std::uint8_t* at = rgb.writable_row(y).data() + x * 3;
                         at[0] = c.r, at[1] = c.g, at[2] = c.b;
                     }
-                const Bitmap want = run(name, rgb, {change}), got = run(name, from, {change});
+                const Bitmap want = done(name, rgb, {change}), got = done(name, from, {change});
                 for (int y = 0; y < height; ++y)
                     for (int x = 0; x < width; ++x) {
                         Rgba expected = want.pixel(x, y);
@@ -162,8 +154,8 @@ TEST(HueAndSaturation, ActAlikeAtEveryDepthAndKeepAlpha) {
 
 TEST(Grayscale, IsTheStatedLuminance) {
     const Bitmap grid = colour_grid(33);
-    const Bitmap gray8 = run("Grayscale", grid, {8}), gray12 = run("Grayscale", grid, {12}),
-                 gray16 = run("Grayscale", grid, {16});
+    const Bitmap gray8 = done("Grayscale", grid, {8}), gray12 = done("Grayscale", grid, {12}),
+                 gray16 = done("Grayscale", grid, {16});
     EXPECT_TRUE(is_level_image(gray8));
     EXPECT_EQ(gray12.bits(), 12);
     EXPECT_EQ(gray16.bits(), 16);
@@ -185,14 +177,14 @@ TEST(Grayscale, IsTheStatedLuminance) {
 TEST(Grayscale, WideGreysLoseOnlyTheBitsThatGo) {
     const Bitmap gray16 = sample({"", 16, true}, 65, 3), gray12 = sample({"", 12, true}, 65, 3);
     for (std::size_t x = 0; x < 65; ++x) {
-        EXPECT_EQ(run("Grayscale", gray16, {12}).row16(2)[x], gray16.row16(2)[x] >> 4);
-        EXPECT_EQ(run("Grayscale", gray16, {8}).row(2)[x], gray16.row16(2)[x] >> 8);
-        EXPECT_EQ(run("Grayscale", gray12, {8}).row(2)[x], gray12.row16(2)[x] >> 4);
-        EXPECT_EQ(run("Grayscale", gray12, {16}).row16(2)[x] >> 4, gray12.row16(2)[x]);
+        EXPECT_EQ(done("Grayscale", gray16, {12}).row16(2)[x], gray16.row16(2)[x] >> 4);
+        EXPECT_EQ(done("Grayscale", gray16, {8}).row(2)[x], gray16.row16(2)[x] >> 8);
+        EXPECT_EQ(done("Grayscale", gray12, {8}).row(2)[x], gray12.row16(2)[x] >> 4);
+        EXPECT_EQ(done("Grayscale", gray12, {16}).row16(2)[x] >> 4, gray12.row16(2)[x]);
     }
     for (const int bits : {12, 16}) {  // up and down again
-        const Bitmap gray8 = run("Grayscale", sample({"", 24, false}, 65, 3), {8});
-        EXPECT_TRUE(same_picture(run("Grayscale", run("Grayscale", gray8, {bits}), {8}), gray8));
+        const Bitmap gray8 = done("Grayscale", sample({"", 24, false}, 65, 3), {8});
+        EXPECT_TRUE(same_picture(done("Grayscale", done("Grayscale", gray8, {bits}), {8}), gray8));
     }
 }
 
@@ -200,7 +192,7 @@ TEST(Grayscale, AgreesAtEveryDepth) {
     for (const Form& kind : kForms) {
         if (kind.gray && kind.bits > 8) continue;
         for (const int width : {1, 7, 9, 1025}) {
-            const Bitmap from = sample(kind, width, 2), gray = run("Grayscale", from, {8});
+            const Bitmap from = sample(kind, width, 2), gray = done("Grayscale", from, {8});
             for (int x = 0; x < width; ++x) {
                 const Rgba c = from.pixel(x, 1);
                 ASSERT_EQ(gray.row(1)[static_cast<std::size_t>(x)],

@@ -3,22 +3,20 @@
 
 #include <algorithm>
 #include <cmath>
-#include <random>
 
-#include "imaging/bitmap.h"
 #include "imaging/ops/levels.h"
 #include "imaging/ops/operation.h"
 #include "imaging/ops/relief.h"
-#include "imaging/threads.h"
+#include "support/pictures.h"
 
 namespace quillmark::imaging {
 namespace {
 
-struct Form {
-    int bits;
-    bool gray;
-};
-constexpr std::array kForms{Form{8, true}, Form{12, true}, Form{16, true}, Form{24, false}, Form{32, false}};
+const std::vector<Form> kLevels{{"gray8", 8, true},
+                                {"gray12", 12, true},
+                                {"gray16", 16, true},
+                                {"rgb24", 24, false},
+                                {"rgba32", 32, false}};
 
 std::uint16_t sample(const Bitmap& bitmap, int x, int y, int channel) {
     const LevelForm form = level_form(bitmap);
@@ -59,21 +57,6 @@ Bitmap picture(int width, int height, Form form, unsigned seed = 1) {
     return bitmap;
 }
 
-bool same_pixels(const Bitmap& a, const Bitmap& b) {
-    if (a.width() != b.width() || a.height() != b.height() || a.layout() != b.layout()) return false;
-    for (int y = 0; y < a.height(); ++y)
-        if (!std::ranges::equal(a.row(y), b.row(y))) return false;
-    return true;
-}
-
-Bitmap run(std::string_view name, const Bitmap& bitmap, std::initializer_list<int> arguments) {
-    const Operation* operation = find_operation(name);
-    EXPECT_NE(operation, nullptr) << name;
-    auto result = apply(*operation, bitmap, std::span{arguments.begin(), arguments.size()}, nullptr, {});
-    EXPECT_TRUE(result);
-    return *result;
-}
-
 // The window's samples, borders repeated.
 std::vector<int> window(const Bitmap& in, int x, int y, int channel, int radius) {
     std::vector<int> values;
@@ -95,16 +78,13 @@ Bitmap slowly(const Bitmap& in, int radius, Rule rule) {
     return out;
 }
 
-struct Size {
-    int width, height;
-};
-constexpr std::array kSizes{Size{1, 1}, Size{1, 37}, Size{65, 3}, Size{150, 70}};
+const std::vector<Size> kSizes{{1, 1}, {1, 37}, {65, 3}, {150, 70}};
 
 class Windows : public testing::TestWithParam<int> {};
 
 TEST_P(Windows, AverageIsTheRoundedMean) {
     const int size = GetParam() | 1;
-    for (const Form form : kForms)
+    for (const Form form : kLevels)
         for (const auto [width, height] : kSizes) {
             const Bitmap in = picture(width, height, form);
             const Bitmap expected = slowly(in, size / 2, [](const std::vector<int>& values) {
@@ -113,14 +93,14 @@ TEST_P(Windows, AverageIsTheRoundedMean) {
                 const auto count = static_cast<std::int64_t>(values.size());
                 return static_cast<int>((2 * sum + count) / (2 * count));
             });
-            EXPECT_TRUE(same_pixels(run("Average", in, {GetParam()}), expected))
+            EXPECT_TRUE(same_picture(done("Average", in, {GetParam()}), expected))
                 << form.bits << " bits " << width << "x" << height;
         }
 }
 
 TEST_P(Windows, MedianIsExact) {
     const int size = std::min(GetParam() | 1, 127);
-    for (const Form form : kForms)
+    for (const Form form : kLevels)
         for (const auto [width, height] : kSizes) {
             const Bitmap in = picture(width, height, form);
             const Bitmap expected = slowly(in, size / 2, [](std::vector<int> values) {
@@ -128,7 +108,7 @@ TEST_P(Windows, MedianIsExact) {
                                          values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2));
                 return values[values.size() / 2];
             });
-            EXPECT_TRUE(same_pixels(run("Median", in, {size}), expected))
+            EXPECT_TRUE(same_picture(done("Median", in, {size}), expected))
                 << form.bits << " bits " << width << "x" << height;
         }
 }
@@ -141,11 +121,11 @@ TEST(Median, NetworkOfFiveSortsEveryPatternOfZerosAndOnes) {
     std::mt19937 random{7};
     // A window's ones are dense near the middle count, where a wrong exchange shows.
     for (int round = 0; round < 3; ++round) {
-        Bitmap in = blank(kWide, kTall, {8, true});
+        Bitmap in = blank(kWide, kTall, {"", 8, true});
         for (int y = 0; y < kTall; ++y)
             for (int x = 0; x < kWide; ++x)
                 set_sample(in, x, y, 0, random() % 100 < 44U + 6U * round ? 1 : 0);
-        const Bitmap out = run("Median", in, {5});
+        const Bitmap out = done("Median", in, {5});
         for (int y = 2; y < kTall - 2; ++y)
             for (int x = 2; x < kWide - 2; ++x) {
                 int ones = 0;
@@ -157,25 +137,25 @@ TEST(Median, NetworkOfFiveSortsEveryPatternOfZerosAndOnes) {
 }
 
 TEST(Median, LargestWindowOfExtremeLevels) {
-    Bitmap in = blank(140, 131, {8, true});
+    Bitmap in = blank(140, 131, {"", 8, true});
     for (int y = 0; y < in.height(); ++y)
         for (int x = 0; x < in.width(); ++x) set_sample(in, x, y, 0, x % 2 || y % 2 ? 255 : 0);
-    EXPECT_EQ(sample(run("Median", in, {127}), 70, 65, 0), 255);
+    EXPECT_EQ(sample(done("Median", in, {127}), 70, 65, 0), 255);
 }
 
 TEST(Average, LargestWindowOfTheHighestLevelStaysThere) {
-    for (const Form form : kForms) {
+    for (const Form form : kLevels) {
         Bitmap in = blank(300, 280, form);
         for (int y = 0; y < in.height(); ++y)
             for (int x = 0; x < in.width(); ++x)
                 for (int c = 0; c < level_form(in).channels; ++c) set_sample(in, x, y, c, highest(in));
-        EXPECT_TRUE(same_pixels(run("Average", in, {255}), in)) << form.bits;
+        EXPECT_TRUE(same_picture(done("Average", in, {255}), in)) << form.bits;
     }
 }
 
 TEST(Average, LargestWindowIsTheRoundedMean) {
-    const Bitmap in = picture(40, 9, {24, false});
-    const Bitmap out = run("Average", in, {255});
+    const Bitmap in = picture(40, 9, {"", 24, false});
+    const Bitmap out = done("Average", in, {255});
     for (const Point at : {Point{0, 0}, Point{20, 4}, Point{39, 8}}) {
         std::int64_t sum = 0;
         for (const int value : window(in, at.x, at.y, 1, 127)) sum += value;
@@ -184,10 +164,10 @@ TEST(Average, LargestWindowIsTheRoundedMean) {
 }
 
 TEST(Mosaic, BlocksTakeTheirMean) {
-    for (const Form form : kForms)
+    for (const Form form : kLevels)
         for (const int size : {2, 7, 64, 1000}) {
             const Bitmap in = picture(65, 23, form);
-            const Bitmap out = run("Mosaic", in, {size});
+            const Bitmap out = done("Mosaic", in, {size});
             for (int y = 0; y < in.height(); ++y)
                 for (int x = 0; x < in.width(); ++x)
                     for (int c = 0; c < std::min(3, level_form(in).channels); ++c) {
@@ -203,15 +183,15 @@ TEST(Mosaic, BlocksTakeTheirMean) {
 }
 
 TEST(AddNoise, IsEvenBoundedAndOwnToItsSeed) {
-    for (const Form form : kForms) {
+    for (const Form form : kLevels) {
         Bitmap in = blank(400, 300, form);
         const int middle = highest(in) / 2, bound = (highest(in) + 9) / 10;
         for (int y = 0; y < in.height(); ++y)
             for (int x = 0; x < in.width(); ++x)
                 for (int c = 0; c < level_form(in).channels; ++c) set_sample(in, x, y, c, middle);
-        const Bitmap out = run("AddNoise", in, {100, 5});
-        EXPECT_TRUE(same_pixels(out, run("AddNoise", in, {100, 5})));
-        EXPECT_FALSE(same_pixels(out, run("AddNoise", in, {100, 6})));
+        const Bitmap out = done("AddNoise", in, {100, 5});
+        EXPECT_TRUE(same_picture(out, done("AddNoise", in, {100, 5})));
+        EXPECT_FALSE(same_picture(out, done("AddNoise", in, {100, 6})));
         double sum = 0, squares = 0, along = 0;
         int least = 0, greatest = 0;
         for (int y = 0; y < in.height(); ++y)
@@ -233,15 +213,15 @@ TEST(AddNoise, IsEvenBoundedAndOwnToItsSeed) {
 }
 
 TEST(AddNoise, AtFullAmountReachesBothEndsWithoutWrappingAround) {
-    for (const Form form : kForms) {
+    for (const Form form : kLevels) {
         Bitmap dark = blank(200, 100, form), light = blank(200, 100, form);
         for (int y = 0; y < 100; ++y)
             for (int x = 0; x < 200; ++x)
                 for (int c = 0; c < level_form(light).channels; ++c)
                     set_sample(light, x, y, c, highest(light));
         int least = highest(light), most = 0, unchanged = 0;
-        const Bitmap from_dark = run("AddNoise", dark, {1000, 2}),
-                     from_light = run("AddNoise", light, {1000, 2});
+        const Bitmap from_dark = done("AddNoise", dark, {1000, 2}),
+                     from_light = done("AddNoise", light, {1000, 2});
         for (int y = 0; y < 100; ++y)
             for (int x = 0; x < 200; ++x) {
                 most = std::max<int>(most, sample(from_dark, x, y, 0));
@@ -289,7 +269,7 @@ std::int64_t weigh(const std::vector<int>& values, const std::array<int, 9>& wei
 }
 
 TEST(SpatialFilter, FollowsTheKernels) {
-    for (const Form form : kForms)
+    for (const Form form : kLevels)
         for (const auto [width, height] : kSizes)
             for (const KernelCase& kernel : kKernels) {
                 const Bitmap in = picture(width, height, form);
@@ -298,13 +278,13 @@ TEST(SpatialFilter, FollowsTheKernels) {
                     return static_cast<int>(
                         std::clamp<std::int64_t>(kernel.absolute ? std::abs(sum) : sum, 0, highest(in)));
                 });
-                EXPECT_TRUE(same_pixels(run("SpatialFilter", in, {kernel.code}), expected))
+                EXPECT_TRUE(same_picture(done("SpatialFilter", in, {kernel.code}), expected))
                     << kernel.code << ": " << form.bits << " bits " << width << "x" << height;
             }
 }
 
 TEST(SpatialFilter, BothDirectionsGiveTheLengthOfTheGradient) {
-    for (const Form form : kForms)
+    for (const Form form : kLevels)
         for (const int centre : {1, 2}) {
             const Bitmap in = picture(65, 31, form);
             const Bitmap expected = slowly(in, 1, [&](const std::vector<int>& values) {
@@ -312,7 +292,7 @@ TEST(SpatialFilter, BothDirectionsGiveTheLengthOfTheGradient) {
                 const auto y = static_cast<double>(weigh(values, {-1, -centre, -1, 0, 0, 0, 1, centre, 1}));
                 return static_cast<int>(std::min<long>(std::lround(std::sqrt(x * x + y * y)), highest(in)));
             });
-            EXPECT_TRUE(same_pixels(run("SpatialFilter", in, {centre == 1 ? 32 : 22}), expected))
+            EXPECT_TRUE(same_picture(done("SpatialFilter", in, {centre == 1 ? 32 : 22}), expected))
                 << form.bits;
         }
 }
@@ -322,12 +302,12 @@ TEST(SpatialFilter, GradientsPointWhereTheyAreNamedAfter) {
     constexpr std::array<Point, 8> kDirections{
         {{0, -1}, {1, -1}, {1, 0}, {1, 1}, {0, 1}, {-1, 1}, {-1, 0}, {-1, -1}}};
     for (int code = 0; code < 8; ++code) {
-        Bitmap in = blank(5, 5, {8, true});
+        Bitmap in = blank(5, 5, {"", 8, true});
         const Point to = kDirections[static_cast<std::size_t>(code)];
         for (int y = 0; y < 5; ++y)
             for (int x = 0; x < 5; ++x) set_sample(in, x, y, 0, 100 + 5 * ((x - 2) * to.x + (y - 2) * to.y));
-        const int along = sample(run("SpatialFilter", in, {code}), 2, 2, 0);
-        const int against = sample(run("SpatialFilter", in, {(code + 4) % 8}), 2, 2, 0);
+        const int along = sample(done("SpatialFilter", in, {code}), 2, 2, 0);
+        const int against = sample(done("SpatialFilter", in, {(code + 4) % 8}), 2, 2, 0);
         EXPECT_GT(along, 20) << code;
         EXPECT_EQ(against, 0) << code;
     }
@@ -345,10 +325,10 @@ TEST(SpatialFilter, FamiliesHoldEveryCodeOnceInOrder) {
 }
 
 TEST(Sharpen, AddsTheDifferenceFromTheBinomialMean) {
-    for (const Form form : kForms)
+    for (const Form form : kLevels)
         for (const int amount : {-1000, -250, 500, 1000}) {
             const Bitmap in = picture(65, 31, form);
-            const Bitmap out = run("Sharpen", in, {amount});
+            const Bitmap out = done("Sharpen", in, {amount});
             int worst = 0;
             for (int y = 0; y < in.height(); ++y)
                 for (int x = 0; x < in.width(); ++x) {
@@ -363,24 +343,24 @@ TEST(Sharpen, AddsTheDifferenceFromTheBinomialMean) {
 }
 
 TEST(Emboss, SlopesTowardsTheUpperLeftAreBright) {
-    Bitmap in = blank(5, 5, {24, false});
+    Bitmap in = blank(5, 5, {"", 24, false});
     for (int y = 0; y < 5; ++y)
         for (int x = 0; x < 5; ++x) set_sample(in, x, y, 1, 10 * (x + y));
-    const Bitmap out = run("Emboss", in, {100});
+    const Bitmap out = done("Emboss", in, {100});
     EXPECT_EQ(sample(out, 2, 2, 1), 128 + 40);
     EXPECT_EQ(sample(out, 2, 2, 0), 128);
-    EXPECT_EQ(sample(run("Emboss", in, {250}), 2, 2, 1), 228);
-    EXPECT_EQ(sample(run("Emboss", in, {1000}), 2, 2, 1), 255);
+    EXPECT_EQ(sample(done("Emboss", in, {250}), 2, 2, 1), 228);
+    EXPECT_EQ(sample(done("Emboss", in, {1000}), 2, 2, 1), 255);
 }
 
 TEST(EdgeComponent, IsTheSignedDifferenceAroundTheMiddle) {
-    Bitmap in = blank(3, 3, {16, true});
+    Bitmap in = blank(3, 3, {"", 16, true});
     set_sample(in, 1, 1, 0, 16'000);
     // The mean is 4/16 of the point: the difference 12000.
-    EXPECT_EQ(sample(run("EdgeComponent", in, {16}), 1, 1, 0), 32'768 + 12'000);
-    EXPECT_EQ(sample(run("EdgeComponent", in, {8}), 1, 1, 0), 32'768 + 6'000);
-    EXPECT_EQ(sample(run("EdgeComponent", in, {16}), 0, 0, 0), 32'768 - 1'000);
-    EXPECT_EQ(sample(run("EdgeComponent", in, {0}), 1, 1, 0), 32'768);
+    EXPECT_EQ(sample(done("EdgeComponent", in, {16}), 1, 1, 0), 32'768 + 12'000);
+    EXPECT_EQ(sample(done("EdgeComponent", in, {8}), 1, 1, 0), 32'768 + 6'000);
+    EXPECT_EQ(sample(done("EdgeComponent", in, {16}), 0, 0, 0), 32'768 - 1'000);
+    EXPECT_EQ(sample(done("EdgeComponent", in, {0}), 1, 1, 0), 32'768);
 }
 
 }  // namespace

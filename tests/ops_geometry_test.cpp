@@ -131,13 +131,6 @@ TEST(Moves, TranspositionsEqualTheirPlainTwins) {
     }
 }
 
-Result<Bitmap> run(const char* name, const Bitmap& bitmap, std::vector<int> arguments,
-                   const Region* region = nullptr) {
-    const Operation* operation = find_operation(name);
-    if (!operation) return Error{Fault::bad_parameter, "no such operation"};
-    return apply(*operation, bitmap, arguments, region, {});
-}
-
 TEST(Trim, CutsAndClipsInEveryForm) {
     for (const Form& form : kForms) {
         const Bitmap b = noise_picture(form, {70, 33});

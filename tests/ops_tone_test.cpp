@@ -15,13 +15,6 @@ namespace {
 
 using Arguments = std::vector<int>;
 
-Result<Bitmap> run(const std::string& name, const Bitmap& bitmap, const Arguments& arguments,
-                   const Region* region = nullptr) {
-    const Operation* operation = find_operation(name);
-    EXPECT_NE(operation, nullptr) << name;
-    return apply(*operation, bitmap, arguments, region, Context{});
-}
-
 // One row that holds these samples, in every channel that is not alpha.
 Bitmap row_of(const std::vector<int>& samples, int bits, bool gray = false) {
     auto bitmap = *Bitmap::create(static_cast<int>(samples.size()), 1, bits, Limits{}, gray);
