@@ -293,6 +293,22 @@ TEST(BitmapCore, CopiesAreIndependentOnceDetached) {
     EXPECT_EQ(a.row(0).data(), own) << "nothing to copy";
 }
 
+// More than one core copies it then, and the last block is not a whole one.
+TEST(BitmapCore, LargeCopiesAreWhole) {
+    Bitmap a = *Bitmap::create(1501, 2003, 24, {});
+    for (int y = 0; y < a.height(); ++y)
+        for (std::size_t x = 0; x < a.row(y).size(); ++x)
+            a.writable_row(y)[x] = static_cast<std::uint8_t>(x * 7 + static_cast<std::size_t>(y) * 13);
+    for (const int threads : {1, 2, 7}) {
+        set_thread_count(threads);
+        Bitmap b = a;
+        ASSERT_TRUE(b.detach());
+        ASSERT_NE(a.row(0).data(), b.row(0).data());
+        for (int y = 0; y < a.height(); ++y) ASSERT_TRUE(std::ranges::equal(a.row(y), b.row(y))) << y;
+    }
+    set_thread_count(0);
+}
+
 TEST(BitmapCore, LimitsAllowExactlyWhatTheySay) {
     Limits limits{.max_side = 100, .max_bilevel_side = 1000, .max_pixels = 5000, .max_bytes = 15'360};
     const auto fault = [&](int w, int h, int bits) {

@@ -113,7 +113,7 @@ TEST_P(Windows, MedianIsExact) {
         }
 }
 
-INSTANTIATE_TEST_SUITE_P(Sizes, Windows, testing::Values(1, 2, 3, 5, 7, 9, 11, 13, 15, 17, 31));
+INSTANTIATE_TEST_SUITE_P(Sizes, Windows, testing::Values(1, 2, 3, 5, 7, 9, 11, 13, 15, 17, 31, 35));
 
 // Exchange networks are right when they are right for zeros and ones; a 5x5 window has 2^25 of those.
 TEST(Median, NetworkOfFiveSortsEveryPatternOfZerosAndOnes) {
@@ -137,10 +137,13 @@ TEST(Median, NetworkOfFiveSortsEveryPatternOfZerosAndOnes) {
 }
 
 TEST(Median, LargestWindowOfExtremeLevels) {
-    Bitmap in = blank(140, 131, {"", 8, true});
-    for (int y = 0; y < in.height(); ++y)
-        for (int x = 0; x < in.width(); ++x) set_sample(in, x, y, 0, x % 2 || y % 2 ? 255 : 0);
-    EXPECT_EQ(sample(done("Median", in, {127}), 70, 65, 0), 255);
+    for (const int bits : {8, 16}) {
+        const int top = (1 << bits) - 1;
+        Bitmap in = blank(140, 131, {"", bits, true});
+        for (int y = 0; y < in.height(); ++y)
+            for (int x = 0; x < in.width(); ++x) set_sample(in, x, y, 0, x % 2 || y % 2 ? top : 0);
+        EXPECT_EQ(sample(done("Median", in, {127}), 70, 65, 0), top);
+    }
 }
 
 TEST(Average, LargestWindowOfTheHighestLevelStaysThere) {

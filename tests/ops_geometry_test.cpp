@@ -352,8 +352,9 @@ TEST(Rotate, TooLargeResultsAreRefusedAndThinOnesWork) {
 
 TEST(Rotate, WalksEqualTheirPlainTwins) {
     std::mt19937 random{9};
-    for (const Samples form : {Samples::rgb24, Samples::rgba32}) {
-        Bitmap b = noise_picture({"", form == Samples::rgb24 ? 24 : 32, false}, {300, 200});
+    for (const Samples form : {Samples::gray8, Samples::rgb24, Samples::rgba32}) {
+        const int bits = form == Samples::gray8 ? 8 : form == Samples::rgb24 ? 24 : 32;
+        Bitmap b = noise_picture({"", bits, bits == 8}, {300, 200});
         const int size = pixel_bytes(b.layout());
         for (int y = 60; y < 90; ++y) std::ranges::fill(b.writable_row(y), std::uint8_t{0});
         for (int i = 0; i < 500; ++i) {

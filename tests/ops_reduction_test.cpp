@@ -10,6 +10,7 @@
 #include "imaging/convert_depth.h"
 #include "imaging/ops/dither.h"
 #include "imaging/ops/nearest_colour.h"
+#include "imaging/ops/nearest_rows.h"
 #include "imaging/ops/operation.h"
 #include "imaging/ops/palettes.h"
 #include "imaging/quantize.h"
@@ -213,6 +214,37 @@ TEST(Diffusion, StopsWhenTold) {
                   Fault::cancelled);
 }
 
+TEST(Palettes, AreStoppedWhenTold) {
+    const Progress stop = [](std::int64_t, std::int64_t) { return false; };
+    const Bitmap bitmap = picture(99, 99);
+    EXPECT_EQ(exact_palette(bitmap, 256, stop).error().fault, Fault::cancelled);
+    EXPECT_EQ(optimised_palette(bitmap, 256, stop).error().fault, Fault::cancelled);
+    EXPECT_EQ(map_to_palette(bitmap, fixed_palette(8), 8, true, {}, stop).error().fault, Fault::cancelled);
+    for (const int bits : {1, 4, 8, 12, 16, 32})
+        EXPECT_EQ(convert_depth(bitmap, bits, {}, stop).error().fault, Fault::cancelled) << bits;
+}
+
+// Counting colours, choosing a palette and mapping onto it are one piece of work to the one who waits.
+TEST(ColorRes, ProgressNeverFallsBack) {
+    set_thread_count(1);
+    const Bitmap bitmap = picture(300, 300);
+    for (const int dither : {0, 1, 7}) {
+        double last = 0;
+        int calls = 0;
+        Context context;
+        context.progress = [&](std::int64_t done, std::int64_t total) {
+            const double now = static_cast<double>(done) / static_cast<double>(total);
+            EXPECT_GE(now, last);
+            last = now, ++calls;
+            return true;
+        };
+        ASSERT_TRUE(apply(*find_operation("ColorRes"), bitmap, std::array{8, 1, dither}, nullptr, context));
+        EXPECT_GT(calls, 3);
+        EXPECT_EQ(last, 1);
+    }
+    set_thread_count(0);
+}
+
 TEST(NearestColour, IsTheNearestOfAll) {
     std::mt19937 random{11};
     for (const int count : {1, 2, 5, 16, 256}) {
@@ -220,10 +252,16 @@ TEST(NearestColour, IsTheNearestOfAll) {
         for (Rgba& c : palette)
             c = {static_cast<std::uint8_t>(random()), static_cast<std::uint8_t>(random()),
                  static_cast<std::uint8_t>(random()), 255};
+        if (count > 4) palette[3] = palette[4] = palette[1];  // of equal ones the first counts
         const NearestColour lookup{palette};
-        for (int i = 0; i < 20000; ++i) {
-            const int r = random() & 255, g = random() & 255, b = random() & 255;
+        const NearestRows rows{palette};
+        std::vector<std::uint8_t> rgb(20000 * 3), found(20000);
+        std::ranges::generate(rgb, [&] { return static_cast<std::uint8_t>(random()); });
+        rows.find(rgb.data(), found.size(), found.data());
+        for (std::size_t i = 0; i < found.size(); ++i) {
+            const int r = rgb[i * 3], g = rgb[i * 3 + 1], b = rgb[i * 3 + 2];
             ASSERT_EQ(lookup.exact(r, g, b), nearest(palette, r, g, b)) << r << ' ' << g << ' ' << b;
+            ASSERT_EQ(found[i], lookup.exact(r, g, b)) << r << ' ' << g << ' ' << b;
         }
     }
 }

@@ -10,7 +10,9 @@
 #include <vector>
 
 #include "imaging/ops/histogram.h"
+#include "imaging/ops/levels.h"
 #include "imaging/ops/operation.h"
+#include "imaging/ops/row_loop.h"
 #include "support/pictures.h"
 
 namespace quillmark::imaging {
@@ -186,6 +188,37 @@ TEST(OpsTable, a_part_equals_the_whole_there) {
             }
         }
     });
+}
+
+TEST(OpsTable, rows_are_visited_once_whatever_the_split) {
+    for (const int threads : {1, 2, 7}) {
+        const ThreadCount set{threads};
+        for (const int count : {1, 15, 16, 17, 1000, 5003}) {
+            for (const int grain : {1, 16, 64}) {
+                std::vector<std::atomic<int>> visits(static_cast<std::size_t>(count));
+                std::atomic<std::int64_t> most{0};
+                const Progress progress = [&](std::int64_t done, std::int64_t total) {
+                    EXPECT_EQ(total, count);
+                    if (done > most) most = done;
+                    return true;
+                };
+                ASSERT_TRUE(parallel_rows(count, grain, progress, [&](int first, int last) {
+                    for (int y = first; y < last; ++y) ++visits[static_cast<std::size_t>(y)];
+                }));
+                EXPECT_TRUE(std::ranges::all_of(visits, [](const auto& v) { return v == 1; })) << count;
+                EXPECT_EQ(most, count);
+            }
+        }
+    }
+}
+
+TEST(OpsTable, parts_are_cut_and_pasted_until_told_to_stop) {
+    const Progress stop = [](std::int64_t, std::int64_t) { return false; };
+    const Bitmap colour = noise_picture({"", 24, false}, {64, 64}),
+                 other = noise_picture({"", 24, false}, {64, 64}, 2);
+    EXPECT_EQ(cropped(colour, {1, 1, 60, 60}, {}, stop).error().fault, Fault::cancelled);
+    EXPECT_EQ(pasted(colour, other, {3, 4}, nullptr, {}, stop).error().fault, Fault::cancelled);
+    EXPECT_EQ(level_image(noise_picture({"", 8, false}, {64, 64}), {}, stop).error().fault, Fault::cancelled);
 }
 
 TEST(OpsTable, stops_when_asked_and_refuses_what_it_cannot_do) {

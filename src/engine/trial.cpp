@@ -155,7 +155,8 @@ Trial::Pixels Trial::on_part(const std::vector<int>& arguments, const TrialPlace
     if (acts_on_pixels())
         return imaging::apply_part(*subject_.operation, subject_.bitmap, arguments, region(), shown.part,
                                    part_context);
-    const auto part = imaging::cropped(subject_.bitmap, shown.part, part_context.limits);
+    const auto part =
+        imaging::cropped(subject_.bitmap, shown.part, part_context.limits, part_context.progress);
     if (!part) return part;
     part_context.origin_x = shown.part.x;
     part_context.origin_y = shown.part.y;

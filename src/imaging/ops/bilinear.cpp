@@ -130,6 +130,52 @@ void walk_rgb(const Walk& walk, std::uint8_t* out, int count) {
     walk_singly<Bytes<3>>(tail, out, count - done);
 }
 
+// Two neighbouring bytes of four rows, as 16 bits each.
+__m128i byte_pairs(const std::uint8_t* origin, __m128i offset, std::ptrdiff_t below) {
+    const auto two = [&](int at) {
+        std::uint16_t bytes;
+        std::memcpy(&bytes, origin + at + below, sizeof bytes);
+        return static_cast<int>(bytes);
+    };
+    __m128i pairs = _mm_cvtsi32_si128(two(_mm_cvtsi128_si32(offset)));
+    pairs = _mm_insert_epi16(pairs, two(_mm_extract_epi32(offset, 1)), 2);
+    pairs = _mm_insert_epi16(pairs, two(_mm_extract_epi32(offset, 2)), 4);
+    return _mm_insert_epi16(pairs, two(_mm_extract_epi32(offset, 3)), 6);
+}
+
+void walk_gray(const Walk& walk, std::uint8_t* out, int count) {
+    const __m128i ramp = _mm_setr_epi32(0, 1, 2, 3), low_byte = _mm_set1_epi32(0xFF);
+    __m128i u = _mm_add_epi32(_mm_set1_epi32(walk.u), _mm_mullo_epi32(_mm_set1_epi32(walk.du), ramp));
+    __m128i v = _mm_add_epi32(_mm_set1_epi32(walk.v), _mm_mullo_epi32(_mm_set1_epi32(walk.dv), ramp));
+    const __m128i du = _mm_set1_epi32(walk.du * 4), dv = _mm_set1_epi32(walk.dv * 4);
+    const __m128i stride = _mm_set1_epi32(static_cast<int>(walk.stride));
+    int done = 0;
+    for (; done + 4 <= count; done += 4, out += 4) {
+        const __m128i offset =
+            _mm_add_epi32(_mm_mullo_epi32(_mm_srai_epi32(v, 16), stride), _mm_srai_epi32(u, 16));
+        const __m128i top = byte_pairs(walk.origin, offset, 0),
+                      bottom = byte_pairs(walk.origin, offset, walk.stride);
+        // Top and bottom as 16-bit pairs, of the left pixels and of the right ones.
+        const __m128i left =
+            _mm_or_si128(_mm_and_si128(top, low_byte), _mm_slli_epi32(_mm_and_si128(bottom, low_byte), 16));
+        const __m128i right =
+            _mm_or_si128(_mm_srli_epi32(top, 8), _mm_slli_epi32(_mm_srli_epi32(bottom, 8), 16));
+        const __m128i down = weight_pairs(v);
+        const __m128i pairs =
+            _mm_or_si128(_mm_srli_epi32(_mm_madd_epi16(left, down), 7),
+                         _mm_slli_epi32(_mm_srli_epi32(_mm_madd_epi16(right, down), 7), 16));
+        const __m128i level = _mm_srli_epi32(
+            _mm_add_epi32(_mm_madd_epi16(pairs, weight_pairs(u)), _mm_set1_epi32(1 << 20)), 21);
+        const __m128i words = _mm_packus_epi32(level, level);
+        const int bytes = _mm_cvtsi128_si32(_mm_packus_epi16(words, words));
+        std::memcpy(out, &bytes, sizeof bytes);
+        u = _mm_add_epi32(u, du), v = _mm_add_epi32(v, dv);
+    }
+    Walk tail = walk;
+    tail.u += done * walk.du, tail.v += done * walk.dv;
+    walk_singly<Bytes<1>>(tail, out, count - done);
+}
+
 // The same sums as Alpha's, in the same order, for the channels at once; the alpha lane adds up the covers.
 struct AlphaLanes {
     static constexpr int size = 4;
@@ -160,6 +206,7 @@ void walk_rgba(const Walk& walk, std::uint8_t* out, int count) { walk_singly<Alp
 
 #else
 
+void walk_gray(const Walk& walk, std::uint8_t* out, int count) { walk_singly<Bytes<1>>(walk, out, count); }
 void walk_rgb(const Walk& walk, std::uint8_t* out, int count) { walk_singly<Bytes<3>>(walk, out, count); }
 void walk_rgba(const Walk& walk, std::uint8_t* out, int count) { walk_singly<Alpha>(walk, out, count); }
 
@@ -181,6 +228,7 @@ void sample_walk(Samples form, const Walk& walk, std::uint8_t* out, int count) {
 }  // namespace plain
 
 void sample_walk(Samples form, const Walk& walk, std::uint8_t* out, int count) {
+    if (form == Samples::gray8) return walk_gray(walk, out, count);
     if (form == Samples::rgb24) return walk_rgb(walk, out, count);
     if (form == Samples::rgba32) return walk_rgba(walk, out, count);
     plain::sample_walk(form, walk, out, count);

@@ -7,6 +7,7 @@
 #include "imaging/convert_depth.h"
 #include "imaging/ops/levels.h"
 #include "imaging/ops/luminance.h"
+#include "imaging/ops/put_region.h"
 #include "imaging/ops/row_loop.h"
 
 namespace quillmark::imaging {
@@ -55,16 +56,17 @@ bool covers_nothing(const Drawing& drawing, int threshold) {
 // The image's own pixels must not be shared.
 template <typename Blend>
 Result<Bitmap> drawn(Bitmap image, const Drawing& drawing, const Context& context, Blend blend) {
-    if (!image.detach()) return Error{Fault::out_of_memory, "pixels"};
+    auto own = detached(std::move(image), context.limits, context.progress);
+    if (!own) return own;
     const Rect bounds = drawing.inside.bounds();
     const auto done = parallel_rows(bounds.height, kRowGrain, context, [&](int first, int last) {
         for (int y = bounds.y + first; y < bounds.y + last; ++y) {
             for (const Run& run : drawing.inside.row(y))
-                blend(Piece{image, y, run.first, coverage(drawing, y, run)});
+                blend(Piece{*own, y, run.first, coverage(drawing, y, run)});
         }
     });
     if (!done) return done.error();
-    return image;
+    return own;
 }
 
 std::optional<std::size_t> index_of(const Bitmap& bitmap, Rgba colour) {

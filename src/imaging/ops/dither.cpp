@@ -10,6 +10,7 @@
 #include "imaging/ops/grayscale.h"
 #include "imaging/ops/index_rows.h"
 #include "imaging/ops/nearest_colour.h"
+#include "imaging/ops/nearest_rows.h"
 #include "imaging/ops/row_loop.h"
 
 namespace quillmark::imaging {
@@ -100,15 +101,14 @@ Result<void> map_greys(const Bitmap& bitmap, Bitmap& result, const Thresholds& t
 
 Result<void> map_colours(const Bitmap& bitmap, Bitmap& result, const Thresholds& thresholds,
                          const Context& context) {
-    const NearestColour nearest{result.palette()};
+    const NearestRows nearest{result.palette()};
     return fill(result, context, [&](int y, int first, std::span<std::uint8_t> out) {
         std::array<std::uint8_t, kPiece * 3> rgb;
         row_to_rgb(bitmap, y, first, std::span{rgb}.first(out.size() * 3));
         const auto add = thresholds.row(y, first);
-        for (std::size_t i = 0; i < out.size(); ++i) {
-            const auto level = [&](std::size_t c) { return std::clamp(rgb[i * 3 + c] + add[i % 8], 0, 255); };
-            out[i] = nearest.exact(level(0), level(1), level(2));
-        }
+        for (std::size_t i = 0; i < out.size() * 3; ++i)
+            rgb[i] = static_cast<std::uint8_t>(std::clamp(rgb[i] + add[i % 24 / 3], 0, 255));
+        nearest.find(rgb.data(), out.size(), out.data());
     });
 }
 

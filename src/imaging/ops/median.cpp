@@ -169,11 +169,13 @@ bool median_band(const Bitmap& in, Bitmap& out, int first, int last, int radius)
 Result<Bitmap> median(const Bitmap& bitmap, std::span<const int> size, const Context& context) {
     const int radius = window_radius(size[0]);
     if (radius == 0) return bitmap;
-    return filter_bands(
-        bitmap, kMedianBand, context, [radius](const Bitmap& in, Bitmap& out, int first, int last) {
-            return level_form(in).wide ? median_band<std::uint16_t>(in, out, first, last, radius)
+    const bool slow = bitmap.layout() == Layout::gray16 && radius > 2;
+    return filter_bands(bitmap, slow ? kMedianWordBand : kMedianBand, context,
+                        [radius](const Bitmap& in, Bitmap& out, int first, int last) {
+                            return level_form(in).wide
+                                       ? median_band<std::uint16_t>(in, out, first, last, radius)
                                        : median_band<std::uint8_t>(in, out, first, last, radius);
-        });
+                        });
 }
 
 }  // namespace quillmark::imaging

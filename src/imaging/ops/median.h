@@ -7,6 +7,8 @@ namespace quillmark::imaging {
 
 /// Rows that a band should hold for its tiles to be whole.
 constexpr int kMedianBand = 64;
+/// The same of 16-bit grey, where large windows take their time.
+constexpr int kMedianWordBand = 8;
 
 /// Rows [first, last) of out: medians of 8-bit samples in windows of 2 radius + 1 (7 to 127) pixels. False
 /// when memory is short.

@@ -17,7 +17,6 @@ using Byte = std::uint8_t;
 
 constexpr std::size_t kTileWidth = 128;
 constexpr std::size_t kChunk = 16;  // rows between two looks at a row: more than a store takes to arrive
-constexpr int kSmallRadius = 7;     // up to here the samples of a window can be counted in a byte
 
 // One threshold for a whole tile.
 struct Pass {
@@ -289,13 +288,12 @@ class TileMedian {
 
 template <int kChannels>
 bool median_tiles(const Bitmap& in, Bitmap& out, int first, int last, int radius) {
-    const int height = radius <= kSmallRadius ? kMedianBand : 2 * kMedianBand;
-    TileMedian tile{in, radius, height};
+    TileMedian tile{in, radius, kMedianBand};
     if (!tile) return false;
-    for (int top = first; top < last; top += height)
+    for (int top = first; top < last; top += kMedianBand)
         for (int left = 0; left < in.width(); left += static_cast<int>(kTileWidth))
             for (int channel = 0; channel < std::min(kChannels, 3); ++channel)
-                tile.run<kChannels>(channel, left, top, std::min(height, last - top), out);
+                tile.run<kChannels>(channel, left, top, std::min(kMedianBand, last - top), out);
     return true;
 }
 

@@ -26,6 +26,12 @@ class NearestColour {
         const std::uint8_t* const among = candidates_.data() + cell.first;
         return cell.count == 1 ? *among : search({among, cell.count}, r, g, b);
     }
+    /// The entries that can be nearest to a colour of the cell, one or more, in the palette's order. Cells
+    /// that share them give the same span.
+    std::span<const std::uint8_t> candidates(int cell) const {
+        const Cell entry = cells_[static_cast<std::size_t>(cell)];
+        return {candidates_.data() + entry.first, entry.count};
+    }
     /// The nearest entry to the middle of each cell.
     const std::array<std::uint8_t, kCells>& by_cell() const { return by_cell_; }
 

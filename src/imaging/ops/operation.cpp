@@ -68,13 +68,14 @@ bool same_form(const Bitmap& a, const Bitmap& b) {
 
 // base with the region's pixels taken from change, whose top left pixel lies at offset in base.
 Result<Bitmap> put_runs(Bitmap base, const Bitmap& change, Point offset, const Region& region,
-                        const Progress& progress) {
-    if (!base.detach()) return Error{Fault::out_of_memory, "pixels"};
+                        const Limits& limits, const Progress& progress) {
+    auto result = detached(std::move(base), limits, progress);
+    if (!result) return result;
     const auto done = for_runs(region, progress, [&](int y, const Run& run) {
-        copy_pixels(change, run.first - offset.x, y - offset.y, base, run.first, y, run.last - run.first);
+        copy_pixels(change, run.first - offset.x, y - offset.y, *result, run.first, y, run.last - run.first);
     });
     if (!done) return done.error();
-    return base;
+    return result;
 }
 
 std::uint8_t index_at(const Bitmap& bitmap, int x, int y) {
@@ -133,12 +134,17 @@ Result<Bitmap> in_palette_of(const Bitmap& base, const Bitmap& change, Point off
 
 }  // namespace
 
+Result<Bitmap> detached(Bitmap bitmap, const Limits& limits, const Progress& progress) {
+    if (!bitmap.shared()) return bitmap;
+    return cropped(bitmap, whole(bitmap), limits, progress);
+}
+
 Result<Bitmap> put_region(const Bitmap& base, const Bitmap& change, Point offset, const Region& region,
                           const Limits& limits, const Progress& progress) {
-    if (same_form(base, change)) return put_runs(base, change, offset, region, progress);
+    if (same_form(base, change)) return put_runs(base, change, offset, region, limits, progress);
     const auto mapped = in_palette_of(base, change, offset, region, limits, progress);
     if (!mapped) return mapped;
-    if (!mapped->empty()) return put_runs(base, *mapped, offset, region, progress);
+    if (!mapped->empty()) return put_runs(base, *mapped, offset, region, limits, progress);
     auto lower = level_image(base, limits, progress), upper = level_image(change, limits, progress);
     if (!lower) return lower;
     if (!upper) return upper;
@@ -149,7 +155,7 @@ Result<Bitmap> put_region(const Bitmap& base, const Bitmap& change, Point offset
         upper = convert_depth(*upper, bits, limits, progress);
         if (!upper) return upper;
     }
-    return put_runs(*lower, *upper, offset, region, progress);
+    return put_runs(*lower, *upper, offset, region, limits, progress);
 }
 
 namespace {

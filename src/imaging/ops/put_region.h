@@ -13,4 +13,8 @@ namespace quillmark::imaging {
 Result<Bitmap> put_region(const Bitmap& base, const Bitmap& change, Point offset, const Region& region,
                           const Limits& limits, const Progress& progress = {});
 
+/// bitmap with pixels of its own: bitmap itself where nothing else shares them, else a copy. Faults:
+/// out_of_memory, cancelled.
+Result<Bitmap> detached(Bitmap bitmap, const Limits& limits, const Progress& progress);
+
 }  // namespace quillmark::imaging

@@ -17,7 +17,7 @@
 namespace quillmark::imaging {
 namespace {
 
-constexpr int kRowGrain = 8;
+constexpr int kRowGrain = 4;
 constexpr int kOne = 1 << 14;  // what the integer weights of a pixel add up to
 
 // --- weights ---
@@ -146,6 +146,9 @@ class ByteRows {
 
 // --- 16-bit greys, and colours weighted by alpha: floating point between the directions ---
 
+using Four = float __attribute__((vector_size(16)));
+using FourBytes = std::uint8_t __attribute__((vector_size(4)));
+
 template <int Channels>
 class FloatRows {
   public:
@@ -162,17 +165,29 @@ class FloatRows {
         for (std::size_t x = 0; x < plan_.across.first.size(); ++x) {
             const float* from = &row_[static_cast<std::size_t>(plan_.across.first[x]) * Channels];
             const float* across = &plan_.across.weights[x * taps];
-            std::array<float, Channels> sum{};
             // A row may end before its last taps do; their weights are 0.
-            const std::size_t count =
-                std::min(taps, static_cast<std::size_t>(plan_.in.width() - plan_.across.first[x]));
-            for (std::size_t k = 0; k < count; ++k)
-                for (std::size_t c = 0; c < Channels; ++c) sum[c] += across[k] * from[k * Channels + c];
-            put(sum, x, out);
+            put(Channels == 1 ? sum_words(from, across, taps) : sum_pixels(from, across, taps), x, out);
         }
     }
 
   private:
+    static Four load(const float* from) {
+        Four four;
+        std::memcpy(&four, from, sizeof four);
+        return four;
+    }
+    // Four taps at a time.
+    static Four sum_words(const float* from, const float* across, std::size_t taps) {
+        Four sum{};
+        for (std::size_t k = 0; k < taps; k += kTapGroup) sum += load(across + k) * load(from + k);
+        return Four{sum[0] + sum[1] + (sum[2] + sum[3])};
+    }
+    static Four sum_pixels(const float* from, const float* across, std::size_t taps) {
+        Four sum{};
+        for (std::size_t k = 0; k < taps; ++k) sum += across[k] * load(from + k * 4);
+        return sum;
+    }
+
     void add(int y, float weight) {
         if constexpr (Channels == 1) {
             const auto row = plan_.in.row16(y);
@@ -180,14 +195,18 @@ class FloatRows {
         } else {
             const auto row = plan_.in.row(y);
             for (std::size_t i = 0; i < row.size(); i += 4) {
-                const float cover = weight * row[i + 3];
-                for (std::size_t c = 0; c < 3; ++c) row_[i + c] += cover * row[i + c];
-                row_[i + 3] += cover;
+                FourBytes bytes;
+                std::memcpy(&bytes, &row[i], sizeof bytes);
+                Four pixel = __builtin_convertvector(bytes, Four);
+                const float cover = weight * pixel[3];
+                pixel[3] = 1;
+                const Four sum = load(&row_[i]) + cover * pixel;
+                std::memcpy(&row_[i], &sum, sizeof sum);
             }
         }
     }
 
-    void put(const std::array<float, Channels>& sum, std::size_t x, std::uint8_t* out) const {
+    void put(const Four& sum, std::size_t x, std::uint8_t* out) const {
         const auto rounded = [](float value, float top) { return std::clamp(value + 0.5F, 0.0F, top); };
         if constexpr (Channels == 1) {
             const auto top = static_cast<float>((1 << plan_.in.bits()) - 1);

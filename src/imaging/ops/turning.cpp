@@ -14,6 +14,7 @@
 #include "imaging/ops/levels.h"
 #include "imaging/ops/luminance.h"
 #include "imaging/ops/operation.h"
+#include "imaging/ops/put_region.h"
 #include "imaging/ops/row_loop.h"
 
 namespace quillmark::imaging {
@@ -260,16 +261,17 @@ Result<Bitmap> on_canvas(const Bitmap& bitmap, Point offset, int width, int heig
 // image with the fill colour where the region was and change, whose top left pixel lies at, where it is now.
 Result<TurnedRegion> moved_region(Bitmap image, const Region& from, const Region& to, const Bitmap& change,
                                   Point at, std::uint32_t fill, const Context& context) {
-    if (!image.detach()) return Error{Fault::out_of_memory, "pixels"};
-    const PixelBytes pixel = *fill_pixel(image, fill);
+    auto own = detached(std::move(image), context.limits, context.progress);
+    if (!own) return own.error();
+    const PixelBytes pixel = *fill_pixel(*own, fill);
     const int top = from.bounds().y;
     const auto filled = parallel_rows(from.bounds().height, kTileHeight, context, [&](int first, int last) {
         for (int y = top + first; y < top + last; ++y)
-            for (const Run& run : from.row(y)) fill_run(image, y, run, pixel);
+            for (const Run& run : from.row(y)) fill_run(*own, y, run, pixel);
     });
     if (!filled) return filled.error();
-    if (to.empty()) return TurnedRegion{std::move(image), to};
-    auto result = pasted(image, change, at, &to, context.limits, context.progress);
+    if (to.empty()) return TurnedRegion{std::move(*own), to};
+    auto result = pasted(*own, change, at, &to, context.limits, context.progress);
     if (!result) return result.error();
     return TurnedRegion{std::move(*result), to};
 }

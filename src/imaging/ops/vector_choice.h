@@ -29,6 +29,8 @@ void run_widest(Arguments... arguments) {
 
 #else
 
+constexpr bool has_avx2() { return false; }
+
 template <typename Body, typename... Arguments>
 void run_widest(Arguments... arguments) {
     Body::run(arguments...);
