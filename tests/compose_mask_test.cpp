@@ -6,7 +6,7 @@
 #include <cmath>
 
 #include "imaging/convert_depth.h"
-#include "imaging/threads.h"
+#include "support/pictures.h"
 
 namespace quillmark::imaging {
 namespace {
@@ -17,23 +17,8 @@ Bitmap blank(int width, int height, int bits, bool gray = false) {
     return *Bitmap::create(width, height, bits, Limits{}, gray);
 }
 
-std::uint8_t noise(int x, int y, int salt) {
-    unsigned value = static_cast<unsigned>(x * 7919 + y * 104729 + salt * 1299709);
-    value = (value ^ value >> 13) * 2654435761U;
-    return static_cast<std::uint8_t>(value >> 24);
-}
-
-Bitmap noisy(int width, int height, int bits, bool gray = false, int salt = 1) {
-    Bitmap bitmap = blank(width, height, bits, gray);
-    for (int y = 0; y < height; ++y) {
-        const auto row = bitmap.writable_row(y);
-        for (std::size_t i = 0; i < row.size(); ++i) row[i] = noise(static_cast<int>(i), y, salt);
-        if (bits == 12)
-            for (auto& level : bitmap.writable_row16(y)) level &= 4095;
-        if (bits == 4)
-            for (auto& index : row) index &= 15;
-    }
-    return bitmap;
+Bitmap noisy(int width, int height, int bits, bool gray = false, unsigned seed = 1) {
+    return noise_picture({"", bits, gray || bits <= 8}, {width, height}, seed);
 }
 
 Bitmap mask_of(std::initializer_list<std::uint8_t> coverage) {
@@ -47,13 +32,6 @@ Bitmap compose(const Bitmap& bitmap, const Bitmap& mask, Point place, Rgba colou
     const auto result = compose_mask(bitmap, mask, place, colour, region, Context{});
     EXPECT_TRUE(result);
     return result ? *result : Bitmap{};
-}
-
-bool same_pixels(const Bitmap& a, const Bitmap& b) {
-    if (a.bits() != b.bits() || a.layout() != b.layout() || a.palette() != b.palette()) return false;
-    for (int y = 0; y < a.height(); ++y)
-        if (!std::ranges::equal(a.row(y), b.row(y))) return false;
-    return true;
 }
 
 double blend(double below, double above, double cover) {
@@ -145,10 +123,10 @@ TEST(ComposeMask, OthersArePromotedToWhatHoldsTheColour) {
 TEST(ComposeMask, WhereNothingIsCoveredNothingChanges) {
     const Bitmap bitmap = noisy(9, 4, 1);
     const Region away = Region::rectangle({0, 0, 2, 2});
-    EXPECT_TRUE(same_pixels(compose(bitmap, mask_of({0, 0}), {0, 0}, kRed), bitmap));
-    EXPECT_TRUE(same_pixels(compose(bitmap, mask_of({255}), {9, 0}, kRed), bitmap));
-    EXPECT_TRUE(same_pixels(compose(bitmap, mask_of({255}), {-1, 0}, kRed), bitmap));
-    EXPECT_TRUE(same_pixels(compose(bitmap, mask_of({255}), {2, 0}, kRed, &away), bitmap));
+    EXPECT_TRUE(same_picture(compose(bitmap, mask_of({0, 0}), {0, 0}, kRed), bitmap));
+    EXPECT_TRUE(same_picture(compose(bitmap, mask_of({255}), {9, 0}, kRed), bitmap));
+    EXPECT_TRUE(same_picture(compose(bitmap, mask_of({255}), {-1, 0}, kRed), bitmap));
+    EXPECT_TRUE(same_picture(compose(bitmap, mask_of({255}), {2, 0}, kRed, &away), bitmap));
     EXPECT_FALSE(compose_mask({}, mask_of({255}), {0, 0}, kRed, nullptr, Context{}));
     EXPECT_FALSE(compose_mask(bitmap, blank(1, 1, 24), {0, 0}, kRed, nullptr, Context{}));
     EXPECT_EQ(bitmap.bits(), 1);
@@ -164,13 +142,11 @@ TEST(ComposeMask, AgreesWithAPlainReckoningAtAnySizePlaceAndThreadCount) {
             const Region ellipse = Region::ellipse({-5, 2, 50, 70});
             for (const Region* region : {static_cast<const Region*>(nullptr), &ellipse}) {
                 for (const Point place : {Point{0, 0}, {-13, -7}, {31, 1}}) {
-                    set_thread_count(1);
                     const Bitmap result = compose(bitmap, mask, place, colour, region);
-                    for (const int threads : {2, 7}) {
-                        set_thread_count(threads);
-                        ASSERT_TRUE(same_pixels(compose(bitmap, mask, place, colour, region), result));
+                    for (const int threads : {1, 7}) {
+                        const ThreadCount count{threads};
+                        ASSERT_TRUE(same_picture(compose(bitmap, mask, place, colour, region), result));
                     }
-                    set_thread_count(0);
                     for (int y = 0; y < height; ++y) {
                         for (int x = 0; x < width; ++x, ++compared) {
                             const int mx = x - place.x, my = y - place.y;

@@ -372,6 +372,17 @@ TEST(Threads, BandsCoverEveryItemOnce) {
     set_thread_count(0);
 }
 
+TEST(Threads, MemoryThatRunsOutIsToldToTheCallerAndThePoolWorksOn) {
+    for (const int threads : {1, 3}) {
+        set_thread_count(threads);
+        EXPECT_THROW(parallel_bands(100, 1, [](int, int) { throw std::bad_alloc{}; }), std::bad_alloc);
+        std::atomic<int> covered{0};
+        parallel_bands(100, 1, [&](int first, int last) { covered += last - first; });
+        EXPECT_EQ(covered, 100);
+    }
+    set_thread_count(0);
+}
+
 // --- depths and turns, in every layout ---
 
 struct Kind {
@@ -446,6 +457,10 @@ TEST(Depth, ExtremesStayExtremes) {
         EXPECT_EQ(other->row16(0)[0], 0);
         EXPECT_EQ(other->row16(0)[1], bits == 12 ? 65535 : 4095);
         EXPECT_EQ(convert_depth(gray, 8, {})->pixel(1, 0), (Rgba{255, 255, 255, 255}));
+        if (bits == 12) {  // samples may go beyond what the depth knows
+            gray.writable_row16(0)[1] = 4096;
+            EXPECT_EQ(convert_depth(gray, 16, {})->row16(0)[1], 65535);
+        }
     }
 }
 

@@ -11,38 +11,12 @@
 #include "imaging/ops/operation.h"
 #include "imaging/ops/planar.h"
 #include "imaging/ops/separation.h"
-#include "imaging/threads.h"
+#include "support/pictures.h"
 
 namespace quillmark::imaging {
 namespace {
 
-struct Kind {
-    int bits;
-    bool gray;
-};
-constexpr std::array kKinds{Kind{1, false}, Kind{4, false},  Kind{8, false},  Kind{12, true},
-                            Kind{16, true}, Kind{16, false}, Kind{24, false}, Kind{32, false}};
-
-// Random pixels and, where there is one, a random palette.
-Bitmap sample(Kind kind, int width, int height, unsigned seed = 1) {
-    std::mt19937 random{seed};
-    Bitmap bitmap = *Bitmap::create(width, height, kind.bits, {}, kind.gray);
-    if (kind.bits <= 8) {
-        Palette palette(std::size_t{1} << kind.bits);
-        for (Rgba& c : palette)
-            c = {static_cast<std::uint8_t>(random()), static_cast<std::uint8_t>(random()),
-                 static_cast<std::uint8_t>(random()), static_cast<std::uint8_t>(random() % 3 ? 255 : 7)};
-        bitmap.set_palette(palette);
-    }
-    for (int y = 0; y < height; ++y) {
-        for (auto& b : bitmap.writable_row(y))
-            b = static_cast<std::uint8_t>(kind.bits > 1 && kind.bits < 8 ? random() % (1U << kind.bits)
-                                                                         : random());
-        if (kind.bits == 12)
-            for (auto& level : bitmap.writable_row16(y)) level &= 0xFFF;
-    }
-    return bitmap;
-}
+Bitmap sample(const Form& form, int width, int height) { return noise_picture(form, {width, height}); }
 
 // Every colour of a grid of n levels a channel, always with 0 and 255, as one image.
 Bitmap colour_grid(int n) {
@@ -53,14 +27,6 @@ Bitmap colour_grid(int n) {
         for (int i = 0; i < n * n; ++i) *at++ = level(r), *at++ = level(i / n), *at++ = level(i % n);
     }
     return bitmap;
-}
-
-Bitmap run(const char* name, const Bitmap& bitmap, std::vector<int> arguments) {
-    const Operation* operation = find_operation(name);
-    if (!operation) throw std::logic_error{name};
-    auto result = apply(*operation, bitmap, arguments, nullptr, {});
-    if (!result) throw std::runtime_error{name};
-    return *result;
 }
 
 struct Hsv {
@@ -100,14 +66,6 @@ double largest_difference(const Rgba& got, const std::array<double, 3>& want) {
     return std::max({std::abs(got.r - want[0]), std::abs(got.g - want[1]), std::abs(got.b - want[2])});
 }
 
-void expect_same_pixels(const Bitmap& a, const Bitmap& b) {
-    ASSERT_EQ(a.width(), b.width());
-    ASSERT_EQ(a.height(), b.height());
-    ASSERT_EQ(a.bits(), b.bits());
-    for (int y = 0; y < a.height(); ++y)
-        for (int x = 0; x < a.width(); ++x) ASSERT_EQ(a.pixel(x, y), b.pixel(x, y)) << x << ',' << y;
-}
-
 TEST(Planar, SplittingEqualsItsPlainTwin) {
     std::mt19937 random{3};
     std::vector<std::uint8_t> rgb(3 * 70 + 5);
@@ -125,7 +83,7 @@ TEST(Hue, StaysWithinOneLevelOfTheHexcone) {
     const Bitmap grid = colour_grid(35);
     for (const int change : {1, 7, 100, 333, 500, 599, 600, 601, 1200, 1799, 1800, 1801, 2400, 3599, -1, -50,
                              -900, -1800, -2750}) {
-        const Bitmap turned = run("Hue", grid, {change});
+        const Bitmap turned = done("Hue", grid, {change});
         double worst = 0;
         for (int y = 0; y < grid.height(); ++y) {
             for (int x = 0; x < grid.width(); ++x) {
@@ -144,17 +102,17 @@ TEST(Hue, StaysWithinOneLevelOfTheHexcone) {
 TEST(Hue, KnownTurns) {
     Bitmap red = *Bitmap::create(1, 1, 24, {});
     red.writable_row(0)[0] = 255;
-    EXPECT_EQ(run("Hue", red, {1200}).pixel(0, 0), (Rgba{0, 255, 0, 255}));
-    EXPECT_EQ(run("Hue", red, {-1200}).pixel(0, 0), (Rgba{0, 0, 255, 255}));
-    EXPECT_EQ(run("Hue", red, {1800}).pixel(0, 0), (Rgba{0, 255, 255, 255}));
-    EXPECT_EQ(run("Hue", red, {300}).pixel(0, 0), (Rgba{255, 128, 0, 255}));
-    EXPECT_EQ(run("Hue", red, {3600}).pixel(0, 0), (Rgba{255, 0, 0, 255}));
+    EXPECT_EQ(done("Hue", red, {1200}).pixel(0, 0), (Rgba{0, 255, 0, 255}));
+    EXPECT_EQ(done("Hue", red, {-1200}).pixel(0, 0), (Rgba{0, 0, 255, 255}));
+    EXPECT_EQ(done("Hue", red, {1800}).pixel(0, 0), (Rgba{0, 255, 255, 255}));
+    EXPECT_EQ(done("Hue", red, {300}).pixel(0, 0), (Rgba{255, 128, 0, 255}));
+    EXPECT_EQ(done("Hue", red, {3600}).pixel(0, 0), (Rgba{255, 0, 0, 255}));
 }
 
 TEST(Saturation, FollowsTheFormula) {
     const Bitmap grid = colour_grid(35);
     for (const int change : {-1000, -999, -500, -3, 5, 250, 500, 1000}) {
-        const Bitmap changed = run("Saturation", grid, {change});
+        const Bitmap changed = done("Saturation", grid, {change});
         double worst = 0;
         for (int y = 0; y < grid.height(); ++y) {
             for (int x = 0; x < grid.width(); ++x) {
@@ -170,7 +128,7 @@ TEST(Saturation, FollowsTheFormula) {
 // Every depth goes the way that 24 bits go, and keeps what it has beside the colours.
 TEST(HueAndSaturation, ActAlikeAtEveryDepthAndKeepAlpha) {
     for (const auto& [name, change] : {std::pair{"Hue", 777}, std::pair{"Saturation", -400}}) {
-        for (const Kind kind : kKinds) {
+        for (const Form& kind : kForms) {
             for (const auto& [width, height] : {std::pair{1, 1}, {1, 37}, {65, 3}, {1100, 2}}) {
                 const Bitmap from = sample(kind, width, height);
                 Bitmap rgb = *Bitmap::create(width, height, 24, {});
@@ -180,14 +138,15 @@ TEST(HueAndSaturation, ActAlikeAtEveryDepthAndKeepAlpha) {
                         std::uint8_t* at = rgb.writable_row(y).data() + x * 3;
                         at[0] = c.r, at[1] = c.g, at[2] = c.b;
                     }
-                const Bitmap want = run(name, rgb, {change}), got = run(name, from, {change});
+                const Bitmap want = done(name, rgb, {change}), got = done(name, from, {change});
                 for (int y = 0; y < height; ++y)
                     for (int x = 0; x < width; ++x) {
                         Rgba expected = want.pixel(x, y);
                         expected.a = from.pixel(x, y).a;
                         ASSERT_EQ(got.pixel(x, y), expected) << name << kind.bits << ' ' << x << ',' << y;
                     }
-                EXPECT_EQ(got.row(0).data() == from.row(0).data(), kind.gray || kind.bits <= 8) << "shared";
+                EXPECT_EQ(got.row(0).data() == from.row(0).data(), from.is_gray() || kind.bits <= 8)
+                    << "shared";
             }
         }
     }
@@ -195,8 +154,8 @@ TEST(HueAndSaturation, ActAlikeAtEveryDepthAndKeepAlpha) {
 
 TEST(Grayscale, IsTheStatedLuminance) {
     const Bitmap grid = colour_grid(33);
-    const Bitmap gray8 = run("Grayscale", grid, {8}), gray12 = run("Grayscale", grid, {12}),
-                 gray16 = run("Grayscale", grid, {16});
+    const Bitmap gray8 = done("Grayscale", grid, {8}), gray12 = done("Grayscale", grid, {12}),
+                 gray16 = done("Grayscale", grid, {16});
     EXPECT_TRUE(is_level_image(gray8));
     EXPECT_EQ(gray12.bits(), 12);
     EXPECT_EQ(gray16.bits(), 16);
@@ -216,24 +175,24 @@ TEST(Grayscale, IsTheStatedLuminance) {
 }
 
 TEST(Grayscale, WideGreysLoseOnlyTheBitsThatGo) {
-    const Bitmap gray16 = sample({16, true}, 65, 3), gray12 = sample({12, true}, 65, 3);
+    const Bitmap gray16 = sample({"", 16, true}, 65, 3), gray12 = sample({"", 12, true}, 65, 3);
     for (std::size_t x = 0; x < 65; ++x) {
-        EXPECT_EQ(run("Grayscale", gray16, {12}).row16(2)[x], gray16.row16(2)[x] >> 4);
-        EXPECT_EQ(run("Grayscale", gray16, {8}).row(2)[x], gray16.row16(2)[x] >> 8);
-        EXPECT_EQ(run("Grayscale", gray12, {8}).row(2)[x], gray12.row16(2)[x] >> 4);
-        EXPECT_EQ(run("Grayscale", gray12, {16}).row16(2)[x] >> 4, gray12.row16(2)[x]);
+        EXPECT_EQ(done("Grayscale", gray16, {12}).row16(2)[x], gray16.row16(2)[x] >> 4);
+        EXPECT_EQ(done("Grayscale", gray16, {8}).row(2)[x], gray16.row16(2)[x] >> 8);
+        EXPECT_EQ(done("Grayscale", gray12, {8}).row(2)[x], gray12.row16(2)[x] >> 4);
+        EXPECT_EQ(done("Grayscale", gray12, {16}).row16(2)[x] >> 4, gray12.row16(2)[x]);
     }
     for (const int bits : {12, 16}) {  // up and down again
-        const Bitmap gray8 = run("Grayscale", sample({24, false}, 65, 3), {8});
-        expect_same_pixels(run("Grayscale", run("Grayscale", gray8, {bits}), {8}), gray8);
+        const Bitmap gray8 = done("Grayscale", sample({"", 24, false}, 65, 3), {8});
+        EXPECT_TRUE(same_picture(done("Grayscale", done("Grayscale", gray8, {bits}), {8}), gray8));
     }
 }
 
 TEST(Grayscale, AgreesAtEveryDepth) {
-    for (const Kind kind : kKinds) {
-        if (kind.gray) continue;
+    for (const Form& kind : kForms) {
+        if (kind.gray && kind.bits > 8) continue;
         for (const int width : {1, 7, 9, 1025}) {
-            const Bitmap from = sample(kind, width, 2), gray = run("Grayscale", from, {8});
+            const Bitmap from = sample(kind, width, 2), gray = done("Grayscale", from, {8});
             for (int x = 0; x < width; ++x) {
                 const Rgba c = from.pixel(x, 1);
                 ASSERT_EQ(gray.row(1)[static_cast<std::size_t>(x)],
@@ -242,7 +201,7 @@ TEST(Grayscale, AgreesAtEveryDepth) {
             }
         }
     }
-    EXPECT_EQ(apply(*find_operation("Grayscale"), sample({24, false}, 2, 2), std::array{9}, nullptr, {})
+    EXPECT_EQ(apply(*find_operation("Grayscale"), sample({"", 24, false}, 2, 2), std::array{9}, nullptr, {})
                   .error()
                   .fault,
               Fault::bad_parameter);
@@ -317,7 +276,7 @@ TEST(Separation, PlanesRecombine) {
 
 TEST(Separation, EveryDepthSeparatesAsItsColours) {
     for (const Separation kind : kSeparations) {
-        for (const Kind source : kKinds) {
+        for (const Form& source : kForms) {
             for (const auto& [width, height] : {std::pair{1, 1}, {65, 3}, {1, 10000}}) {
                 const Bitmap from = sample(source, width, height);
                 const auto planes = planes_of(from, kind);
@@ -333,37 +292,20 @@ TEST(Separation, EveryDepthSeparatesAsItsColours) {
     }
 }
 
-TEST(ColourOperations, DoNotDependOnTheNumberOfThreads) {
-    const Bitmap from = sample({24, false}, 333, 211);
-    const auto all = [&] {
-        std::vector<Bitmap> results{run("Hue", from, {450}), run("Saturation", from, {300}),
-                                    run("Grayscale", from, {12})};
-        for (const Separation kind : kSeparations)
-            for (const Bitmap& plane : planes_of(from, kind)) results.push_back(plane);
-        return results;
-    };
-    set_thread_count(1);
-    const auto want = all();
-    for (const int threads : {2, 7}) {
-        set_thread_count(threads);
-        const auto got = all();
-        for (std::size_t i = 0; i < want.size(); ++i) {
-            for (int y = 0; y < want[i].height(); ++y)
-                ASSERT_TRUE(std::ranges::equal(want[i].row(y), got[i].row(y))) << i;
-        }
-    }
-    set_thread_count(0);
-}
-
-TEST(ColourOperations, StopWhenTold) {
-    const Bitmap from = sample({24, false}, 50, 500);
+TEST(Separation, StopsAndDoesNotDependOnTheNumberOfThreads) {
+    const Bitmap from = sample({"", 24, false}, 333, 211);
     Context context;
     context.progress = [](std::int64_t, std::int64_t) { return false; };
-    for (const auto& [name, value] : {std::pair{"Hue", 10}, {"Saturation", 10}, {"Grayscale", 8}})
-        EXPECT_EQ(apply(*find_operation(name), from, std::array{value}, nullptr, context).error().fault,
-                  Fault::cancelled);
-    EXPECT_EQ(separate(from, Separation::hsv, context).error().fault, Fault::cancelled);
-    EXPECT_EQ(separate(Bitmap{}, Separation::hsv, {}).error().fault, Fault::malformed);
+    for (const Separation kind : kSeparations) {
+        const auto want = planes_of(from, kind);
+        for (const int threads : {1, 7}) {
+            const ThreadCount count{threads};
+            const auto got = planes_of(from, kind);
+            for (std::size_t i = 0; i < want.size(); ++i) EXPECT_TRUE(same_picture(want[i], got[i])) << i;
+        }
+        EXPECT_EQ(separate(from, kind, context).error().fault, Fault::cancelled);
+        EXPECT_EQ(separate(Bitmap{}, kind, {}).error().fault, Fault::malformed);
+    }
 }
 
 }  // namespace

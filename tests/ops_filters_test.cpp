@@ -3,22 +3,20 @@
 
 #include <algorithm>
 #include <cmath>
-#include <random>
 
-#include "imaging/bitmap.h"
 #include "imaging/ops/levels.h"
 #include "imaging/ops/operation.h"
 #include "imaging/ops/relief.h"
-#include "imaging/threads.h"
+#include "support/pictures.h"
 
 namespace quillmark::imaging {
 namespace {
 
-struct Form {
-    int bits;
-    bool gray;
-};
-constexpr std::array kForms{Form{8, true}, Form{12, true}, Form{16, true}, Form{24, false}, Form{32, false}};
+const std::vector<Form> kLevels{{"gray8", 8, true},
+                                {"gray12", 12, true},
+                                {"gray16", 16, true},
+                                {"rgb24", 24, false},
+                                {"rgba32", 32, false}};
 
 std::uint16_t sample(const Bitmap& bitmap, int x, int y, int channel) {
     const LevelForm form = level_form(bitmap);
@@ -59,21 +57,6 @@ Bitmap picture(int width, int height, Form form, unsigned seed = 1) {
     return bitmap;
 }
 
-bool same_pixels(const Bitmap& a, const Bitmap& b) {
-    if (a.width() != b.width() || a.height() != b.height() || a.layout() != b.layout()) return false;
-    for (int y = 0; y < a.height(); ++y)
-        if (!std::ranges::equal(a.row(y), b.row(y))) return false;
-    return true;
-}
-
-Bitmap run(std::string_view name, const Bitmap& bitmap, std::initializer_list<int> arguments) {
-    const Operation* operation = find_operation(name);
-    EXPECT_NE(operation, nullptr) << name;
-    auto result = apply(*operation, bitmap, std::span{arguments.begin(), arguments.size()}, nullptr, {});
-    EXPECT_TRUE(result);
-    return *result;
-}
-
 // The window's samples, borders repeated.
 std::vector<int> window(const Bitmap& in, int x, int y, int channel, int radius) {
     std::vector<int> values;
@@ -95,16 +78,13 @@ Bitmap slowly(const Bitmap& in, int radius, Rule rule) {
     return out;
 }
 
-struct Size {
-    int width, height;
-};
-constexpr std::array kSizes{Size{1, 1}, Size{1, 37}, Size{65, 3}, Size{150, 70}};
+const std::vector<Size> kSizes{{1, 1}, {1, 37}, {65, 3}, {150, 70}};
 
 class Windows : public testing::TestWithParam<int> {};
 
 TEST_P(Windows, AverageIsTheRoundedMean) {
     const int size = GetParam() | 1;
-    for (const Form form : kForms)
+    for (const Form form : kLevels)
         for (const auto [width, height] : kSizes) {
             const Bitmap in = picture(width, height, form);
             const Bitmap expected = slowly(in, size / 2, [](const std::vector<int>& values) {
@@ -113,14 +93,14 @@ TEST_P(Windows, AverageIsTheRoundedMean) {
                 const auto count = static_cast<std::int64_t>(values.size());
                 return static_cast<int>((2 * sum + count) / (2 * count));
             });
-            EXPECT_TRUE(same_pixels(run("Average", in, {GetParam()}), expected))
+            EXPECT_TRUE(same_picture(done("Average", in, {GetParam()}), expected))
                 << form.bits << " bits " << width << "x" << height;
         }
 }
 
 TEST_P(Windows, MedianIsExact) {
     const int size = std::min(GetParam() | 1, 127);
-    for (const Form form : kForms)
+    for (const Form form : kLevels)
         for (const auto [width, height] : kSizes) {
             const Bitmap in = picture(width, height, form);
             const Bitmap expected = slowly(in, size / 2, [](std::vector<int> values) {
@@ -128,7 +108,7 @@ TEST_P(Windows, MedianIsExact) {
                                          values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2));
                 return values[values.size() / 2];
             });
-            EXPECT_TRUE(same_pixels(run("Median", in, {size}), expected))
+            EXPECT_TRUE(same_picture(done("Median", in, {size}), expected))
                 << form.bits << " bits " << width << "x" << height;
         }
 }
@@ -141,11 +121,11 @@ TEST(Median, NetworkOfFiveSortsEveryPatternOfZerosAndOnes) {
     std::mt19937 random{7};
     // A window's ones are dense near the middle count, where a wrong exchange shows.
     for (int round = 0; round < 3; ++round) {
-        Bitmap in = blank(kWide, kTall, {8, true});
+        Bitmap in = blank(kWide, kTall, {"", 8, true});
         for (int y = 0; y < kTall; ++y)
             for (int x = 0; x < kWide; ++x)
                 set_sample(in, x, y, 0, random() % 100 < 44U + 6U * round ? 1 : 0);
-        const Bitmap out = run("Median", in, {5});
+        const Bitmap out = done("Median", in, {5});
         for (int y = 2; y < kTall - 2; ++y)
             for (int x = 2; x < kWide - 2; ++x) {
                 int ones = 0;
@@ -159,26 +139,26 @@ TEST(Median, NetworkOfFiveSortsEveryPatternOfZerosAndOnes) {
 TEST(Median, LargestWindowOfExtremeLevels) {
     for (const int bits : {8, 16}) {
         const int top = (1 << bits) - 1;
-        Bitmap in = blank(140, 131, {bits, true});
+        Bitmap in = blank(140, 131, {"", bits, true});
         for (int y = 0; y < in.height(); ++y)
             for (int x = 0; x < in.width(); ++x) set_sample(in, x, y, 0, x % 2 || y % 2 ? top : 0);
-        EXPECT_EQ(sample(run("Median", in, {127}), 70, 65, 0), top);
+        EXPECT_EQ(sample(done("Median", in, {127}), 70, 65, 0), top);
     }
 }
 
 TEST(Average, LargestWindowOfTheHighestLevelStaysThere) {
-    for (const Form form : kForms) {
+    for (const Form form : kLevels) {
         Bitmap in = blank(300, 280, form);
         for (int y = 0; y < in.height(); ++y)
             for (int x = 0; x < in.width(); ++x)
                 for (int c = 0; c < level_form(in).channels; ++c) set_sample(in, x, y, c, highest(in));
-        EXPECT_TRUE(same_pixels(run("Average", in, {255}), in)) << form.bits;
+        EXPECT_TRUE(same_picture(done("Average", in, {255}), in)) << form.bits;
     }
 }
 
 TEST(Average, LargestWindowIsTheRoundedMean) {
-    const Bitmap in = picture(40, 9, {24, false});
-    const Bitmap out = run("Average", in, {255});
+    const Bitmap in = picture(40, 9, {"", 24, false});
+    const Bitmap out = done("Average", in, {255});
     for (const Point at : {Point{0, 0}, Point{20, 4}, Point{39, 8}}) {
         std::int64_t sum = 0;
         for (const int value : window(in, at.x, at.y, 1, 127)) sum += value;
@@ -187,10 +167,10 @@ TEST(Average, LargestWindowIsTheRoundedMean) {
 }
 
 TEST(Mosaic, BlocksTakeTheirMean) {
-    for (const Form form : kForms)
+    for (const Form form : kLevels)
         for (const int size : {2, 7, 64, 1000}) {
             const Bitmap in = picture(65, 23, form);
-            const Bitmap out = run("Mosaic", in, {size});
+            const Bitmap out = done("Mosaic", in, {size});
             for (int y = 0; y < in.height(); ++y)
                 for (int x = 0; x < in.width(); ++x)
                     for (int c = 0; c < std::min(3, level_form(in).channels); ++c) {
@@ -206,15 +186,15 @@ TEST(Mosaic, BlocksTakeTheirMean) {
 }
 
 TEST(AddNoise, IsEvenBoundedAndOwnToItsSeed) {
-    for (const Form form : kForms) {
+    for (const Form form : kLevels) {
         Bitmap in = blank(400, 300, form);
         const int middle = highest(in) / 2, bound = (highest(in) + 9) / 10;
         for (int y = 0; y < in.height(); ++y)
             for (int x = 0; x < in.width(); ++x)
                 for (int c = 0; c < level_form(in).channels; ++c) set_sample(in, x, y, c, middle);
-        const Bitmap out = run("AddNoise", in, {100, 5});
-        EXPECT_TRUE(same_pixels(out, run("AddNoise", in, {100, 5})));
-        EXPECT_FALSE(same_pixels(out, run("AddNoise", in, {100, 6})));
+        const Bitmap out = done("AddNoise", in, {100, 5});
+        EXPECT_TRUE(same_picture(out, done("AddNoise", in, {100, 5})));
+        EXPECT_FALSE(same_picture(out, done("AddNoise", in, {100, 6})));
         double sum = 0, squares = 0, along = 0;
         int least = 0, greatest = 0;
         for (int y = 0; y < in.height(); ++y)
@@ -236,15 +216,15 @@ TEST(AddNoise, IsEvenBoundedAndOwnToItsSeed) {
 }
 
 TEST(AddNoise, AtFullAmountReachesBothEndsWithoutWrappingAround) {
-    for (const Form form : kForms) {
+    for (const Form form : kLevels) {
         Bitmap dark = blank(200, 100, form), light = blank(200, 100, form);
         for (int y = 0; y < 100; ++y)
             for (int x = 0; x < 200; ++x)
                 for (int c = 0; c < level_form(light).channels; ++c)
                     set_sample(light, x, y, c, highest(light));
         int least = highest(light), most = 0, unchanged = 0;
-        const Bitmap from_dark = run("AddNoise", dark, {1000, 2}),
-                     from_light = run("AddNoise", light, {1000, 2});
+        const Bitmap from_dark = done("AddNoise", dark, {1000, 2}),
+                     from_light = done("AddNoise", light, {1000, 2});
         for (int y = 0; y < 100; ++y)
             for (int x = 0; x < 200; ++x) {
                 most = std::max<int>(most, sample(from_dark, x, y, 0));
@@ -292,7 +272,7 @@ std::int64_t weigh(const std::vector<int>& values, const std::array<int, 9>& wei
 }
 
 TEST(SpatialFilter, FollowsTheKernels) {
-    for (const Form form : kForms)
+    for (const Form form : kLevels)
         for (const auto [width, height] : kSizes)
             for (const KernelCase& kernel : kKernels) {
                 const Bitmap in = picture(width, height, form);
@@ -301,13 +281,13 @@ TEST(SpatialFilter, FollowsTheKernels) {
                     return static_cast<int>(
                         std::clamp<std::int64_t>(kernel.absolute ? std::abs(sum) : sum, 0, highest(in)));
                 });
-                EXPECT_TRUE(same_pixels(run("SpatialFilter", in, {kernel.code}), expected))
+                EXPECT_TRUE(same_picture(done("SpatialFilter", in, {kernel.code}), expected))
                     << kernel.code << ": " << form.bits << " bits " << width << "x" << height;
             }
 }
 
 TEST(SpatialFilter, BothDirectionsGiveTheLengthOfTheGradient) {
-    for (const Form form : kForms)
+    for (const Form form : kLevels)
         for (const int centre : {1, 2}) {
             const Bitmap in = picture(65, 31, form);
             const Bitmap expected = slowly(in, 1, [&](const std::vector<int>& values) {
@@ -315,7 +295,7 @@ TEST(SpatialFilter, BothDirectionsGiveTheLengthOfTheGradient) {
                 const auto y = static_cast<double>(weigh(values, {-1, -centre, -1, 0, 0, 0, 1, centre, 1}));
                 return static_cast<int>(std::min<long>(std::lround(std::sqrt(x * x + y * y)), highest(in)));
             });
-            EXPECT_TRUE(same_pixels(run("SpatialFilter", in, {centre == 1 ? 32 : 22}), expected))
+            EXPECT_TRUE(same_picture(done("SpatialFilter", in, {centre == 1 ? 32 : 22}), expected))
                 << form.bits;
         }
 }
@@ -325,12 +305,12 @@ TEST(SpatialFilter, GradientsPointWhereTheyAreNamedAfter) {
     constexpr std::array<Point, 8> kDirections{
         {{0, -1}, {1, -1}, {1, 0}, {1, 1}, {0, 1}, {-1, 1}, {-1, 0}, {-1, -1}}};
     for (int code = 0; code < 8; ++code) {
-        Bitmap in = blank(5, 5, {8, true});
+        Bitmap in = blank(5, 5, {"", 8, true});
         const Point to = kDirections[static_cast<std::size_t>(code)];
         for (int y = 0; y < 5; ++y)
             for (int x = 0; x < 5; ++x) set_sample(in, x, y, 0, 100 + 5 * ((x - 2) * to.x + (y - 2) * to.y));
-        const int along = sample(run("SpatialFilter", in, {code}), 2, 2, 0);
-        const int against = sample(run("SpatialFilter", in, {(code + 4) % 8}), 2, 2, 0);
+        const int along = sample(done("SpatialFilter", in, {code}), 2, 2, 0);
+        const int against = sample(done("SpatialFilter", in, {(code + 4) % 8}), 2, 2, 0);
         EXPECT_GT(along, 20) << code;
         EXPECT_EQ(against, 0) << code;
     }
@@ -348,10 +328,10 @@ TEST(SpatialFilter, FamiliesHoldEveryCodeOnceInOrder) {
 }
 
 TEST(Sharpen, AddsTheDifferenceFromTheBinomialMean) {
-    for (const Form form : kForms)
+    for (const Form form : kLevels)
         for (const int amount : {-1000, -250, 500, 1000}) {
             const Bitmap in = picture(65, 31, form);
-            const Bitmap out = run("Sharpen", in, {amount});
+            const Bitmap out = done("Sharpen", in, {amount});
             int worst = 0;
             for (int y = 0; y < in.height(); ++y)
                 for (int x = 0; x < in.width(); ++x) {
@@ -366,137 +346,24 @@ TEST(Sharpen, AddsTheDifferenceFromTheBinomialMean) {
 }
 
 TEST(Emboss, SlopesTowardsTheUpperLeftAreBright) {
-    Bitmap in = blank(5, 5, {24, false});
+    Bitmap in = blank(5, 5, {"", 24, false});
     for (int y = 0; y < 5; ++y)
         for (int x = 0; x < 5; ++x) set_sample(in, x, y, 1, 10 * (x + y));
-    const Bitmap out = run("Emboss", in, {100});
+    const Bitmap out = done("Emboss", in, {100});
     EXPECT_EQ(sample(out, 2, 2, 1), 128 + 40);
     EXPECT_EQ(sample(out, 2, 2, 0), 128);
-    EXPECT_EQ(sample(run("Emboss", in, {250}), 2, 2, 1), 228);
-    EXPECT_EQ(sample(run("Emboss", in, {1000}), 2, 2, 1), 255);
+    EXPECT_EQ(sample(done("Emboss", in, {250}), 2, 2, 1), 228);
+    EXPECT_EQ(sample(done("Emboss", in, {1000}), 2, 2, 1), 255);
 }
 
 TEST(EdgeComponent, IsTheSignedDifferenceAroundTheMiddle) {
-    Bitmap in = blank(3, 3, {16, true});
+    Bitmap in = blank(3, 3, {"", 16, true});
     set_sample(in, 1, 1, 0, 16'000);
     // The mean is 4/16 of the point: the difference 12000.
-    EXPECT_EQ(sample(run("EdgeComponent", in, {16}), 1, 1, 0), 32'768 + 12'000);
-    EXPECT_EQ(sample(run("EdgeComponent", in, {8}), 1, 1, 0), 32'768 + 6'000);
-    EXPECT_EQ(sample(run("EdgeComponent", in, {16}), 0, 0, 0), 32'768 - 1'000);
-    EXPECT_EQ(sample(run("EdgeComponent", in, {0}), 1, 1, 0), 32'768);
-}
-
-// --- what holds for all of them ---
-
-struct Call {
-    std::string_view name;
-    std::vector<int> arguments;
-};
-
-std::vector<Call> calls() {
-    std::vector<Call> all;
-    for (const auto family : {smoothing_operations(), relief_operations()})
-        for (const Operation& operation : family) {
-            const Parameter& first = operation.parameters[0];
-            if (first.choices.empty())
-                for (const int value : {first.high, 15, 5, 3}) all.push_back({operation.name, {value}});
-            for (const Choice& choice : first.choices) all.push_back({operation.name, {choice.value}});
-        }
-    return all;
-}
-
-Bitmap palette_picture(int bits) {
-    auto made = Bitmap::create(61, 35, bits, {});
-    EXPECT_TRUE(made);
-    std::mt19937 random{3};
-    Palette palette;
-    for (int i = 0; i < 1 << bits; ++i)
-        palette.push_back({static_cast<std::uint8_t>(random()), static_cast<std::uint8_t>(random()), 7});
-    made->set_palette(palette);
-    for (int y = 0; y < made->height(); ++y)
-        for (auto& byte : made->writable_row(y))
-            byte = static_cast<std::uint8_t>(bits == 1 ? random() : random() % (1U << bits));
-    return *made;
-}
-
-std::vector<Bitmap> pictures() {
-    std::vector<Bitmap> all;
-    for (const Form form : kForms) all.push_back(picture(61, 35, form));
-    for (const int bits : {1, 4, 8}) all.push_back(palette_picture(bits));
-    return all;
-}
-
-TEST(Filters, PartsEqualTheWhole) {
-    const auto all = calls();
-    ASSERT_GE(all.size(), 50U);
-    for (const Bitmap& in : pictures())
-        for (const Call& call : all) {
-            const Operation& operation = *find_operation(call.name);
-            const auto whole = apply(operation, in, call.arguments, nullptr, {});
-            ASSERT_TRUE(whole);
-            for (const Rect part : {Rect{7, 5, 20, 11}, Rect{0, 30, 61, 5}, Rect{60, 0, 1, 1}}) {
-                const auto alone = apply_part(operation, in, call.arguments, nullptr, part, {});
-                const auto expected = cropped(*whole, part, {});
-                ASSERT_TRUE(alone && expected);
-                EXPECT_TRUE(same_pixels(*alone, *expected))
-                    << call.name << " " << call.arguments[0] << ", " << in.bits() << " bits";
-            }
-        }
-}
-
-TEST(Filters, ThreadsMakeNoDifference) {
-    for (const Form form : kForms) {
-        const Bitmap in = picture(40, 200, form);
-        for (const Call& call : calls()) {
-            const Operation& operation = *find_operation(call.name);
-            set_thread_count(1);
-            const auto alone = apply(operation, in, call.arguments, nullptr, {});
-            for (const int threads : {2, 7}) {
-                set_thread_count(threads);
-                const auto shared = apply(operation, in, call.arguments, nullptr, {});
-                ASSERT_TRUE(alone && shared);
-                EXPECT_TRUE(same_pixels(*alone, *shared)) << call.name << " " << call.arguments[0];
-            }
-            set_thread_count(0);
-        }
-    }
-}
-
-TEST(Filters, ThinImagesWork) {
-    for (const auto [width, height] : {Size{1, 1}, Size{1, 10'000}, Size{10'000, 1}})
-        for (const Form form : kForms) {
-            const Bitmap in = picture(width, height, form);
-            for (const Call& call : calls()) {
-                const auto out = apply(*find_operation(call.name), in, call.arguments, nullptr, {});
-                ASSERT_TRUE(out) << call.name;
-                EXPECT_EQ(out->width(), width);
-                EXPECT_EQ(out->height(), height);
-            }
-        }
-}
-
-TEST(Filters, AlphaStaysAndTheInputToo) {
-    const Bitmap in = picture(61, 35, {32, false});
-    const Bitmap before = picture(61, 35, {32, false});
-    for (const Call& call : calls()) {
-        const auto out = apply(*find_operation(call.name), in, call.arguments, nullptr, {});
-        ASSERT_TRUE(out);
-        for (int y = 0; y < in.height(); ++y)
-            for (int x = 0; x < in.width(); ++x)
-                ASSERT_EQ(sample(*out, x, y, 3), sample(in, x, y, 3)) << call.name;
-    }
-    EXPECT_TRUE(same_pixels(in, before));
-}
-
-TEST(Filters, StopWhenAskedTo) {
-    const Bitmap in = picture(61, 135, {24, false});
-    Context context;
-    context.progress = [](std::int64_t, std::int64_t) { return false; };
-    for (const Call& call : calls()) {
-        const auto out = apply(*find_operation(call.name), in, call.arguments, nullptr, context);
-        ASSERT_FALSE(out) << call.name;
-        EXPECT_EQ(out.error().fault, Fault::cancelled);
-    }
+    EXPECT_EQ(sample(done("EdgeComponent", in, {16}), 1, 1, 0), 32'768 + 12'000);
+    EXPECT_EQ(sample(done("EdgeComponent", in, {8}), 1, 1, 0), 32'768 + 6'000);
+    EXPECT_EQ(sample(done("EdgeComponent", in, {16}), 0, 0, 0), 32'768 - 1'000);
+    EXPECT_EQ(sample(done("EdgeComponent", in, {0}), 1, 1, 0), 32'768);
 }
 
 }  // namespace

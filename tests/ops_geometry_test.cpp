@@ -131,26 +131,6 @@ TEST(Moves, TranspositionsEqualTheirPlainTwins) {
     }
 }
 
-TEST(Moves, StopLeavesNothing) {
-    Context stopping;
-    stopping.progress = [](std::int64_t, std::int64_t) { return false; };
-    const Bitmap b = noise_picture({"", 24, false}, {200, 300});
-    EXPECT_EQ(flip(b, stopping).error().fault, Fault::cancelled);
-    EXPECT_EQ(reverse(b, stopping).error().fault, Fault::cancelled);
-    EXPECT_EQ(rotate_quarters(b, 1, stopping).error().fault, Fault::cancelled);
-    EXPECT_EQ(rotate(b, 750, true, kWhite, stopping).error().fault, Fault::cancelled);
-    EXPECT_EQ(rotate(Bitmap{}, 750, true, kWhite, {}).error().fault, Fault::malformed);
-    EXPECT_EQ(flip(Bitmap{}, {}).error().fault, Fault::malformed);
-    EXPECT_EQ(rotate_quarters(Bitmap{}, 1, {}).error().fault, Fault::malformed);
-}
-
-Result<Bitmap> run(const char* name, const Bitmap& bitmap, std::vector<int> arguments,
-                   const Region* region = nullptr) {
-    const Operation* operation = find_operation(name);
-    if (!operation) return Error{Fault::bad_parameter, "no such operation"};
-    return apply(*operation, bitmap, arguments, region, {});
-}
-
 TEST(Trim, CutsAndClipsInEveryForm) {
     for (const Form& form : kForms) {
         const Bitmap b = noise_picture(form, {70, 33});
@@ -370,17 +350,7 @@ TEST(Rotate, TooLargeResultsAreRefusedAndThinOnesWork) {
     }
 }
 
-TEST(Rotate, ThreadsAndVectorsDoNotChangeTheResult) {
-    for (const Form& form : kForms) {
-        const Bitmap b = noise_picture(form, {300, 200});
-        const auto result = [&](int threads) {
-            const ThreadCount count{threads};
-            return *rotate(b, 1234, true, kWhite, {});
-        };
-        const Bitmap one = result(1);
-        EXPECT_TRUE(same_picture(one, result(2))) << form.name;
-        EXPECT_TRUE(same_picture(one, result(7))) << form.name;
-    }
+TEST(Rotate, WalksEqualTheirPlainTwins) {
     std::mt19937 random{9};
     for (const Samples form : {Samples::gray8, Samples::rgb24, Samples::rgba32}) {
         const int bits = form == Samples::gray8 ? 8 : form == Samples::rgb24 ? 24 : 32;

@@ -41,7 +41,7 @@ Statistics counted_slowly(const Bitmap& bitmap, const std::optional<Region>& reg
 TEST(Histogram, CountsEveryPixelOfImageAndRegionInEveryForm) {
     int checked = 0;
     for (const Form& form : kForms) {
-        for (const Size size : kOddSizes) {
+        for (const Size size : {Size{1, 1}, {1, 37}, {65, 3}, {53, 700}}) {
             const Bitmap bitmap = noise_picture(form, size);
             for (const auto& region : regions_of(size)) {
                 const Statistics slow = counted_slowly(bitmap, region);
@@ -66,20 +66,6 @@ TEST(Histogram, FillsTheChannelsAskedForOnly) {
         for (const int channel : {kMaster, kRed, kGreen, kBlue})
             EXPECT_EQ(counted->levels[static_cast<std::size_t>(channel)].empty(), channel != kGreen)
                 << form.name;
-    }
-}
-
-TEST(Histogram, ManyRowsOfManyThreadsAddUp) {
-    for (const Form& form : kForms) {
-        const Bitmap bitmap = noise_picture(form, {203, 700});
-        std::vector<decltype(Statistics::levels)> results;
-        for (const int threads : {1, 2, 7}) {
-            const ThreadCount set{threads};
-            results.push_back(gather_statistics(bitmap, nullptr, kAll, Context{})->levels);
-        }
-        EXPECT_EQ(results[0], results[1]) << form.name;
-        EXPECT_EQ(results[0], results[2]) << form.name;
-        EXPECT_EQ(results[0], counted_slowly(bitmap, {}).levels) << form.name;
     }
 }
 

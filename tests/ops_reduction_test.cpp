@@ -14,14 +14,11 @@
 #include "imaging/ops/operation.h"
 #include "imaging/ops/palettes.h"
 #include "imaging/quantize.h"
-#include "imaging/threads.h"
+#include "support/pictures.h"
 
 namespace quillmark::imaging {
 namespace {
 
-struct Size {
-    int width, height;
-};
 constexpr std::array kSizes{Size{1, 1},    Size{1, 37},  Size{65, 3},
                             Size{700, 23}, Size{129, 8}, Size{1, 10000}};
 
@@ -47,14 +44,6 @@ Bitmap flat(int width, int height, int level) {
     for (int y = 0; y < height; ++y)
         std::ranges::fill(bitmap.writable_row(y), static_cast<std::uint8_t>(level));
     return bitmap;
-}
-
-Bitmap run(const char* name, const Bitmap& bitmap, std::vector<int> arguments) {
-    const Operation* operation = find_operation(name);
-    if (!operation) throw std::logic_error{name};
-    auto result = apply(*operation, bitmap, arguments, nullptr, {});
-    if (!result) throw std::runtime_error{name};
-    return *result;
 }
 
 int index_at(const Bitmap& bitmap, int x, int y) {
@@ -301,10 +290,10 @@ TEST(Palettes, OptimisedOnesAreCloserThanFixedOnes) {
         return std::sqrt(sum / (3 * 200 * 300));
     };
     for (const int bits : {3, 4, 6, 8})
-        EXPECT_LT(error(run("ColorRes", from, {bits, 1, 0})),
-                  0.8 * error(run("ColorRes", from, {bits, 0, 0})))
+        EXPECT_LT(error(done("ColorRes", from, {bits, 1, 0})),
+                  0.8 * error(done("ColorRes", from, {bits, 0, 0})))
             << bits;
-    EXPECT_LT(error(run("ColorRes", from, {8, 1, 0})), 9);
+    EXPECT_LT(error(done("ColorRes", from, {8, 1, 0})), 9);
 }
 
 // Four clusters far apart: their means are the palette.
@@ -335,7 +324,7 @@ constexpr std::array kKinds{Kind{1, false}, Kind{4, false},  Kind{8, false},  Ki
 Bitmap sample(Kind kind, int width, int height) {
     const Bitmap from = picture(width, height);
     if (kind.gray) {
-        auto gray = run("Grayscale", from, {kind.bits});
+        auto gray = done("Grayscale", from, {kind.bits});
         return gray;
     }
     auto converted = convert_depth(from, kind.bits, {});
@@ -349,7 +338,7 @@ TEST(ColorRes, EveryDepthToEveryDepthWithEveryPalette) {
         for (const int bits : {1, 2, 3, 4, 5, 6, 7, 8, 16, 24, 32}) {
             for (int palette = 0; palette <= 3; ++palette) {
                 for (const int dither : {0, 1, 5, 7}) {
-                    const Bitmap to = run("ColorRes", from, {bits, palette, dither});
+                    const Bitmap to = done("ColorRes", from, {bits, palette, dither});
                     ASSERT_EQ(to.bits(), bits) << kind.bits;
                     ASSERT_EQ(to.width(), 37);
                     if (bits > 8) continue;
@@ -374,7 +363,7 @@ TEST(ColorRes, ColoursThatFitAreNotDithered) {
         for (std::size_t x = 0; x < 300; ++x)
             few.writable_row(y)[x] = kColours[(x / 3 + static_cast<std::size_t>(y)) % 3][x % 3];
     for (const int bits : {2, 4, 8}) {
-        const Bitmap to = run("ColorRes", few, {bits, 1, 1});
+        const Bitmap to = done("ColorRes", few, {bits, 1, 1});
         EXPECT_EQ(to.palette().size(), 3U);
         for (int y = 0; y < 20; ++y)
             for (int x = 0; x < 100; ++x) ASSERT_EQ(to.pixel(x, y), few.pixel(x, y));
@@ -384,9 +373,9 @@ TEST(ColorRes, ColoursThatFitAreNotDithered) {
     for (std::size_t i = 0; i < 24; ++i) corners.writable_row(0)[i] = (i / 3 >> (i % 3) & 1) ? 255 : 0;
     for (int bits = 3; bits <= 8; ++bits)
         for (int x = 0; x < 8; ++x)
-            EXPECT_EQ(run("ColorRes", corners, {bits, 0, 6}).pixel(x, 0), corners.pixel(x, 0));
-    const Bitmap grey = run("Grayscale", few, {8});
-    for (int x = 0; x < 100; ++x) EXPECT_EQ(run("ColorRes", few, {8, 3, 1}).pixel(x, 3), grey.pixel(x, 3));
+            EXPECT_EQ(done("ColorRes", corners, {bits, 0, 6}).pixel(x, 0), corners.pixel(x, 0));
+    const Bitmap grey = done("Grayscale", few, {8});
+    for (int x = 0; x < 100; ++x) EXPECT_EQ(done("ColorRes", few, {8, 3, 1}).pixel(x, 3), grey.pixel(x, 3));
 }
 
 TEST(ColorRes, IdentityKeepsTheImagesOwnPalette) {
@@ -397,36 +386,21 @@ TEST(ColorRes, IdentityKeepsTheImagesOwnPalette) {
     from.set_palette(palette);
     for (int y = 0; y < 3; ++y)
         for (std::size_t x = 0; x < 40; ++x) from.writable_row(y)[x] = static_cast<std::uint8_t>(x % 6);
-    const Bitmap to = run("ColorRes", from, {4, 2, 1});
+    const Bitmap to = done("ColorRes", from, {4, 2, 1});
     ASSERT_EQ(to.palette().size(), 16U);
     EXPECT_TRUE(std::ranges::equal(to.palette(), std::span{palette}.first(16)));
     EXPECT_TRUE(std::ranges::equal(to.row(1), from.row(1)));
-    EXPECT_EQ(run("ColorRes", from, {2, 2, 1}).bits(), 2);  // index 5 does not fit: other colours
+    EXPECT_EQ(done("ColorRes", from, {2, 2, 1}).bits(), 2);  // index 5 does not fit: other colours
 }
 
 TEST(ColorRes, OrderedDitherKeepsTheMeanAndFollowsItsMatrix) {
     for (const int level : {0, 30, 128, 201, 255}) {
-        const Bitmap to = run("ColorRes", flat(64, 64, level), {1, 0, 7});
+        const Bitmap to = done("ColorRes", flat(64, 64, level), {1, 0, 7});
         const auto indices = indices_of(to);
         EXPECT_NEAR(static_cast<double>(std::ranges::count(indices, 1)) / 4096, level / 255.0, 1.0 / 64)
             << level;
         for (int i = 0; i < 64; ++i) EXPECT_EQ(index_at(to, i, 9), index_at(to, i % 8, 1)) << "period of 8";
     }
-}
-
-TEST(ColorRes, ResultsDoNotDependOnTheNumberOfThreads) {
-    const Bitmap from = picture(333, 211);
-    for (const auto& arguments : {std::vector{8, 1, 1}, {8, 1, 0}, {8, 0, 7}, {5, 1, 5}}) {
-        set_thread_count(1);
-        const Bitmap want = run("ColorRes", from, arguments);
-        for (const int threads : {2, 7}) {
-            set_thread_count(threads);
-            const Bitmap got = run("ColorRes", from, arguments);
-            EXPECT_EQ(got.palette(), want.palette());
-            ASSERT_EQ(indices_of(got), indices_of(want)) << threads;
-        }
-    }
-    set_thread_count(0);
 }
 
 TEST(MapToPalette, AnEmptyPaletteGivesBlack) {
@@ -441,7 +415,7 @@ TEST(Halftone, EveryGreyKeepsItsDarknessAtEveryAngle) {
     for (const int type : {0, 1}) {
         for (const int level : {0, 1, 20, 64, 100, 128, 190, 236, 254, 255}) {
             for (const int angle : {0, 15, 30, 45, 60, 75, 90, -20, 133, 180, 270, 359, -360}) {
-                const Bitmap to = run("Halftone", flat(256, 256, level), {type, angle});
+                const Bitmap to = done("Halftone", flat(256, 256, level), {type, angle});
                 ASSERT_EQ(to.bits(), 1);
                 const auto indices = indices_of(to);
                 EXPECT_NEAR(static_cast<double>(std::ranges::count(indices, 1)) / 65536, level / 255.0, 0.02)
@@ -454,9 +428,9 @@ TEST(Halftone, EveryGreyKeepsItsDarknessAtEveryAngle) {
 // At 0 degrees the dots stand in rows and columns; darker greys only add to them.
 TEST(Halftone, DotsGrowFromTheMiddleOfTheirCells) {
     for (const auto& [type, period] : {std::pair{0, 8}, {1, 4}}) {
-        Bitmap lighter = run("Halftone", flat(64, 64, 255), {type, 0});
+        Bitmap lighter = done("Halftone", flat(64, 64, 255), {type, 0});
         for (int level = 254; level >= 0; --level) {
-            const Bitmap now = run("Halftone", flat(64, 64, level), {type, 0});
+            const Bitmap now = done("Halftone", flat(64, 64, level), {type, 0});
             for (int y = 0; y < 8; ++y)
                 for (int x = 0; x < 8; ++x) {
                     ASSERT_LE(index_at(now, x, y), index_at(lighter, x, y)) << "inked places stay inked";
@@ -464,15 +438,15 @@ TEST(Halftone, DotsGrowFromTheMiddleOfTheirCells) {
                 }
             lighter = now;
         }
-        const Bitmap quarter = run("Halftone", flat(64, 64, 191), {type, 0});
+        const Bitmap quarter = done("Halftone", flat(64, 64, 191), {type, 0});
         EXPECT_EQ(index_at(quarter, period / 2, period / 2), 0) << "the middle is inked";
         EXPECT_EQ(index_at(quarter, 0, 0), 1) << "the corner is not";
     }
     const Bitmap from = picture(61, 9);
-    const Bitmap turned = run("Halftone", from, {0, 37});
-    EXPECT_EQ(indices_of(run("Halftone", from, {0, 37 - 360})), indices_of(turned));
-    EXPECT_NE(indices_of(run("Halftone", from, {0, 0})), indices_of(turned));
-    EXPECT_NE(indices_of(run("Halftone", from, {1, 37})), indices_of(turned));
+    const Bitmap turned = done("Halftone", from, {0, 37});
+    EXPECT_EQ(indices_of(done("Halftone", from, {0, 37 - 360})), indices_of(turned));
+    EXPECT_NE(indices_of(done("Halftone", from, {0, 0})), indices_of(turned));
+    EXPECT_NE(indices_of(done("Halftone", from, {1, 37})), indices_of(turned));
 }
 
 }  // namespace

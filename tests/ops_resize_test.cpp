@@ -195,7 +195,7 @@ TEST(Resize, PalettesBecomeLevelsAndTransparentPixelsLendNoColour) {
     EXPECT_EQ(half->pixel(0, 0), (Rgba{10, 20, 30, 128}));
 }
 
-TEST(Resize, ThinImagesLimitsAndStops) {
+TEST(Resize, ThinImagesAndLimits) {
     for (const Form& form : kForms) {
         const Bitmap line = noise_picture(form, {1, 10000});
         for (const ResizeFilter filter : kFilters) {
@@ -210,30 +210,12 @@ TEST(Resize, ThinImagesLimitsAndStops) {
     for (const ResizeFilter filter : kFilters) {
         EXPECT_EQ(resize(source, 1'000'000, 2, filter, {}).error().fault, Fault::too_large);
         EXPECT_EQ(resize(source, 60'000, 60'000, filter, {}).error().fault, Fault::too_large);
-        Context stopping;
-        stopping.progress = [](std::int64_t, std::int64_t) { return false; };
-        EXPECT_EQ(resize(source, 200, 333, filter, stopping).error().fault, Fault::cancelled);
     }
     const Operation* size = find_operation("Size");
     ASSERT_NE(size, nullptr);
     EXPECT_EQ(apply(*size, source, std::array{0, 10, 0}, nullptr, {}).error().fault, Fault::bad_parameter);
     EXPECT_EQ(apply(*size, source, std::array{10, 10, 3}, nullptr, {}).error().fault, Fault::bad_parameter);
     EXPECT_EQ(apply(*size, source, std::array{30, 10}, nullptr, {})->width(), 30);
-}
-
-TEST(Resize, ThreadsDoNotChangeTheResult) {
-    for (const Form& form : kForms) {
-        const Bitmap source = noise_picture(form, {131, 240});
-        for (const ResizeFilter filter : kFilters) {
-            const auto run = [&](int threads) {
-                const ThreadCount count{threads};
-                return *resize(source, 100, 170, filter, {});
-            };
-            const Bitmap one = run(1);
-            EXPECT_TRUE(same_picture(one, run(2))) << form.name;
-            EXPECT_TRUE(same_picture(one, run(7))) << form.name;
-        }
-    }
 }
 
 TEST(ResizeRows, EqualTheirPlainTwinsAtAnyLength) {

@@ -28,7 +28,6 @@
 #include "engine/render.h"
 #include "imaging/ops/levels.h"
 #include "imaging/ops/relief.h"
-#include "program/font_dialog.h"
 #include "program/prompts.h"
 
 namespace quillmark::engine {
@@ -621,39 +620,24 @@ TEST(DesktopPrompts, EveryOperationWithADialogFitsItsForm) {
 TEST(DesktopPrompts, AsksForAFont) {
     program::DesktopPrompts prompts{nullptr};
     QFont font{"DejaVu Sans", 12};
-    QColor colour{Qt::black};
-    in_dialog([](QDialog& dialog) {
-        dialog.findChild<QCheckBox*>("FontItalic")->click();
-        dialog.accept();
-    });
-    EXPECT_TRUE(prompts.choose_font(font, colour));
-    EXPECT_TRUE(font.italic());
-    in_dialog([](QDialog& dialog) {
-        dialog.findChild<QCheckBox*>("FontItalic")->click();
-        dialog.reject();
-    });
-    EXPECT_FALSE(prompts.choose_font(font, colour));
-    EXPECT_TRUE(font.italic());
-}
-
-// --- The font dialog ---
-
-TEST(FontDialog, GivesBackWhatWasChosen) {
-    QFont font{"DejaVu Sans", 12};
     font.setBold(true);
-    program::FontDialog dialog{font, QColor{10, 20, 30}, nullptr};
-    EXPECT_TRUE(dialog.chosen_font().bold());
-    EXPECT_FALSE(dialog.chosen_font().italic());
-    EXPECT_EQ(dialog.chosen_font().pointSize(), 12);
-    EXPECT_EQ(dialog.chosen_colour(), QColor(10, 20, 30));
-    dialog.findChild<QSpinBox*>("FontSize")->setValue(36);
-    dialog.findChild<QCheckBox*>("FontBold")->click();
-    dialog.findChild<QCheckBox*>("FontItalic")->click();
-    dialog.findChild<ColourButton*>("FontColor")->set_colour(Qt::red);
-    EXPECT_EQ(dialog.chosen_font().pointSize(), 36);
-    EXPECT_FALSE(dialog.chosen_font().bold());
-    EXPECT_TRUE(dialog.chosen_font().italic());
-    EXPECT_EQ(dialog.chosen_colour(), QColor(Qt::red));
+    QColor colour{10, 20, 30};
+    const auto change = [](QDialog& dialog) {
+        EXPECT_TRUE(dialog.findChild<QCheckBox*>("FontBold")->isChecked());
+        EXPECT_EQ(dialog.findChild<QSpinBox*>("FontSize")->value(), 12);
+        EXPECT_EQ(dialog.findChild<ColourButton*>("FontColor")->colour(), QColor(10, 20, 30));
+        dialog.findChild<QSpinBox*>("FontSize")->setValue(36);
+        dialog.findChild<QCheckBox*>("FontBold")->click();
+        dialog.findChild<QCheckBox*>("FontItalic")->click();
+        dialog.findChild<ColourButton*>("FontColor")->set_colour(Qt::red);
+    };
+    in_dialog([&](QDialog& dialog) { change(dialog), dialog.reject(); });
+    EXPECT_FALSE(prompts.choose_font(font, colour));
+    EXPECT_TRUE(font.bold() && !font.italic() && font.pointSize() == 12);
+    in_dialog([&](QDialog& dialog) { change(dialog), dialog.accept(); });
+    EXPECT_TRUE(prompts.choose_font(font, colour));
+    EXPECT_TRUE(!font.bold() && font.italic() && font.pointSize() == 36);
+    EXPECT_EQ(colour, QColor(Qt::red));
 }
 
 }  // namespace

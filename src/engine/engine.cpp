@@ -2,6 +2,7 @@
 
 #include <QThread>
 #include <algorithm>
+#include <new>
 
 #include "engine/loading.h"
 #include "engine/wait.h"
@@ -110,11 +111,19 @@ void Engine::run(const std::function<void(const Report&)>& work) {
         return !abort_.load();
     };
     show(0);
-    run_and_wait([&] { work(report); }, [&] { show(std::max(percent.load(), shown)); },
-                 [&] {
-                     emit EscapePressed();
-                     abort_ = true;
-                 });
+    // Where memory runs out the work ends early; its result is kOutOfMemory from the start.
+    const auto guarded = [&] {
+        try {
+            work(report);
+        } catch (const std::bad_alloc&) {
+        }
+    };
+    run_and_wait(
+        guarded, [&] { show(std::max(percent.load(), shown)); },
+        [&] {
+            emit EscapePressed();
+            abort_ = true;
+        });
     show(100);
 }
 
@@ -129,7 +138,7 @@ Code Engine::apply(const Operation& operation) {
     // The work sees a snapshot: the image stays as it is until the result is there.
     const imaging::Bitmap snapshot = bitmap_;
     const imaging::Region selected = region_;
-    imaging::Result<imaging::Bitmap> result = imaging::Error{imaging::Fault::cancelled, "not started"};
+    imaging::Result<imaging::Bitmap> result = imaging::kOutOfMemory;
     run([&](const Report& report) {
         result = operation(snapshot, selected.empty() ? nullptr : &selected, context(report));
     });

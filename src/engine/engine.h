@@ -287,7 +287,6 @@ class Engine : public QObject {
     /// The operation of that name in imaging/ops.
     Code operate(std::string_view name, std::initializer_list<int> arguments);
     imaging::Context context(const Report& report) const;
-    const imaging::Region* region() const { return HasRgn() ? &region_ : nullptr; }
     double in_scale(double pixels, bool horizontal) const;
     double from_scale(double value, bool horizontal) const;
     void note_damage(const imaging::Outcome& outcome);

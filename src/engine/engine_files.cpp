@@ -48,7 +48,7 @@ Code Engine::GetFileInfo(const QString& name, int page) {
 }
 
 Code Engine::Load(const QString& name, int bits, int page, int) {
-    imaging::Result<imaging::Outcome> outcome = imaging::Error{imaging::Fault::cancelled, "not started"};
+    imaging::Result<imaging::Outcome> outcome = imaging::kOutOfMemory;
     // The view reads loading() while the work runs, so it exists before and outlives it.
     Report progress;
     loading_ = std::make_unique<Loading>(
@@ -64,7 +64,7 @@ Code Engine::Load(const QString& name, int bits, int page, int) {
 }
 
 Code Engine::LoadStamp(const QString& name) {
-    imaging::Result<imaging::Outcome> outcome = imaging::Error{imaging::Fault::cancelled, "not started"};
+    imaging::Result<imaging::Outcome> outcome = imaging::kOutOfMemory;
     run([&](const Report&) { outcome = imaging::load_stamp(native(name), options_for(0, 1)); });
     return take(std::move(outcome));
 }
@@ -81,7 +81,7 @@ Code Engine::Save(const QString& name, int format, int bits, int quality, int mu
     // No writer adds pages to a file yet: rather nothing than a file that loses the pages it has.
     if (multi_page_mode != 0) return kNotAvailable;
     const imaging::Bitmap snapshot = bitmap_;
-    imaging::Result<void> result = imaging::Error{imaging::Fault::cancelled, "not started"};
+    imaging::Result<void> result = imaging::kOutOfMemory;
     run([&](const Report& report) {
         imaging::SaveOptions options;
         options.format_code = format;

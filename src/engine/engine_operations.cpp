@@ -14,6 +14,7 @@ namespace quillmark::engine {
 namespace {
 
 constexpr double kTwipsPerPoint = 20;
+constexpr Code kInvalid = 20013;  // a parameter
 
 int packed(const QColor& colour) { return static_cast<int>(colour.rgb() & 0xFFFFFFU); }
 
@@ -88,10 +89,10 @@ Code Engine::Underlay(const imaging::Bitmap& underlay, int mode) {
 Code Engine::ColorSeparate(int kind) {
     planes_.clear();
     if (bitmap_.empty()) return 20002;
-    imaging::Result<std::vector<imaging::Bitmap>> planes =
-        imaging::Error{imaging::Fault::cancelled, "not started"};
-    run([&](const Report& report) {
-        planes = imaging::separate(bitmap_, static_cast<imaging::Separation>(kind), context(report));
+    if (kind < 0 || kind > static_cast<int>(imaging::Separation::cmy)) return kInvalid;
+    imaging::Result<std::vector<imaging::Bitmap>> planes = imaging::kOutOfMemory;
+    run([&, snapshot = bitmap_](const Report& report) {
+        planes = imaging::separate(snapshot, static_cast<imaging::Separation>(kind), context(report));
     });
     if (!planes) return code_of(planes.error());
     planes_ = std::move(*planes);
@@ -106,10 +107,11 @@ imaging::Bitmap Engine::ColorPlanes(int plane) const {
 Code Engine::GetHistogram(int channel) {
     histogram_.clear();
     if (bitmap_.empty()) return 20002;
-    if (channel < imaging::kMaster || channel > imaging::kBlue) return 20013;
-    imaging::Result<imaging::Statistics> counted = imaging::Error{imaging::Fault::cancelled, "not started"};
-    run([&](const Report& report) {
-        counted = imaging::gather_statistics(bitmap_, region(), 1U << channel, context(report));
+    if (channel < imaging::kMaster || channel > imaging::kBlue) return kInvalid;
+    imaging::Result<imaging::Statistics> counted = imaging::kOutOfMemory;
+    run([&, snapshot = bitmap_, selected = region_](const Report& report) {
+        counted = imaging::gather_statistics(snapshot, selected.empty() ? nullptr : &selected, 1U << channel,
+                                             context(report));
     });
     if (!counted) return code_of(counted.error());
     // The table has 256 levels whatever the depth.
@@ -127,7 +129,9 @@ std::int64_t Engine::HistogramTable(int level) const {
 std::int64_t Engine::GetColorCount() {
     imaging::Result<std::int64_t> count = std::int64_t{0};
     if (bitmap_.empty()) return 0;
-    run([&](const Report& report) { count = imaging::count_colours(bitmap_, region(), context(report)); });
+    run([&, snapshot = bitmap_, selected = region_](const Report& report) {
+        count = imaging::count_colours(snapshot, selected.empty() ? nullptr : &selected, context(report));
+    });
     return count ? *count : 0;
 }
 

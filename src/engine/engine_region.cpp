@@ -40,7 +40,7 @@ Code Engine::apply_to_region(const RegionOperation& operation) {
     if (!HasRgn()) return 0;
     const imaging::Bitmap snapshot = bitmap_;
     const imaging::Region selected = region_;
-    imaging::Result<imaging::TurnedRegion> turned = imaging::Error{imaging::Fault::cancelled, "not started"};
+    imaging::Result<imaging::TurnedRegion> turned = imaging::kOutOfMemory;
     run([&](const Report& report) { turned = operation(snapshot, selected, context(report)); });
     if (!turned) return static_cast<Code>(imaging::result_code(turned.error()));
     SetBitmap(turned->bitmap);

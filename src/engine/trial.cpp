@@ -56,6 +56,13 @@ TrialOutcome refused(const imaging::Error& error) {
     return outcome;
 }
 
+// A pane without room, or beside the image.
+TrialOutcome nothing_shown() {
+    TrialOutcome outcome;
+    outcome.complete = true;
+    return outcome;
+}
+
 bool stopped(const imaging::Result<Bitmap>& result) {
     return !result && result.error().fault == imaging::Fault::cancelled;
 }
@@ -219,7 +226,7 @@ TrialOutcome Trial::shown_turned(const Pixels& small, const TrialView& view, dou
 std::optional<TrialOutcome> Trial::quick(const std::vector<int>& arguments, const TrialView& view,
                                          const Stop& stop) {
     const TrialPlacement shown = placement(view, image_size(), subject_.visible);
-    if (shown.part.empty()) return TrialOutcome{};
+    if (shown.part.empty()) return nothing_shown();
     if (!acts_on_pixels()) {
         if (const auto kept = kept_result(arguments)) return shown_whole(*kept, view);
     }
@@ -246,6 +253,7 @@ std::optional<TrialOutcome> Trial::exact(const std::vector<int>& arguments, cons
     if (pixel_count(acts_on_pixels() ? shown.part : whole(image_size())) > kMostExactPixels)
         return std::nullopt;
     if (acts_on_pixels()) {
+        if (shown.part.empty()) return nothing_shown();
         const Pixels result = on_part(arguments, shown, stop);
         if (stopped(result)) return std::nullopt;
         return shown_part(result, shown, true);

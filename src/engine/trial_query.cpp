@@ -1,6 +1,7 @@
 #include "engine/trial_query.h"
 
 #include <QElapsedTimer>
+#include <new>
 
 namespace quillmark::engine {
 namespace {
@@ -15,8 +16,7 @@ TrialQuery::TrialQuery(TrialSubject subject, QObject* parent) : QObject{parent},
     exact_.setMaxThreadCount(1);
     refine_.setSingleShot(true);
     refine_.setInterval(kRestBeforeExact);
-    connect(&refine_, &QTimer::timeout, this,
-            [this] { exact_.start([this, question = question_] { answer_exactly(question); }); });
+    connect(&refine_, &QTimer::timeout, this, [this] { start(exact_, &TrialQuery::answer_exactly); });
 }
 
 TrialQuery::~TrialQuery() {
@@ -32,7 +32,17 @@ void TrialQuery::ask(const std::vector<int>& arguments, const TrialView& view) {
     quick_.clear();
     exact_.clear();
     question_ = {++newest_, arguments, view, shown_before_ != view};
-    quick_.start([this, question = question_] { answer_quickly(question); });
+    start(quick_, &TrialQuery::answer_quickly);
+}
+
+// Where memory runs out there is no answer: the pane keeps what it shows.
+void TrialQuery::start(QThreadPool& pool, void (TrialQuery::*answer)(const Question&)) {
+    pool.start([this, answer, question = question_] {
+        try {
+            (this->*answer)(question);
+        } catch (const std::bad_alloc&) {
+        }
+    });
 }
 
 void TrialQuery::tell(const Question& question, TrialAnswer answer) {

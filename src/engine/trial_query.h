@@ -41,6 +41,7 @@ class TrialQuery : public QObject {
         bool with_before = false;
     };
     bool stale(std::uint64_t ticket) const { return newest_.load(std::memory_order_relaxed) != ticket; }
+    void start(QThreadPool& pool, void (TrialQuery::*answer)(const Question&));
     void tell(const Question& question, TrialAnswer answer);
     void receive(const TrialAnswer& answer);
     void answer_quickly(const Question& question);

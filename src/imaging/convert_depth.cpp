@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <new>
 
+#include "imaging/ops/grayscale.h"
 #include "imaging/ops/row_loop.h"
 #include "imaging/quantize.h"
 
@@ -108,29 +110,23 @@ Result<Bitmap> to_rgb565(const Bitmap& bitmap, const Order& order) {
     });
 }
 
-// Grey of a colour by ITU-R BT.601 in 16-bit fixed point; the weights add up to 65536.
-unsigned luminance(const std::uint8_t* rgb) {
-    return (rgb[0] * 19595U + rgb[1] * 38470U + rgb[2] * 7471U + 32768U) >> 16;
-}
-
+// Between 12 and 16 bits of grey; colours become their luminance.
 Result<Bitmap> to_gray16(const Bitmap& bitmap, int bits, const Order& order) {
+    if (bitmap.layout() != Layout::gray16) {
+        Context context;
+        context.limits = order.limits;
+        context.progress = order.progress;
+        return grayscale(bitmap, bits, context);
+    }
+    const int up = std::max(bits - bitmap.bits(), 0), down = std::max(bitmap.bits() - bits, 0);
+    const unsigned white = (1U << bitmap.bits()) - 1;
     return row_by_row(bitmap, bits, true, order, [&](int y, Bitmap& out) {
-        const auto levels = out.writable_row16(y);
-        if (bitmap.layout() == Layout::gray16) {
-            const int up = std::max(bits - bitmap.bits(), 0), down = std::max(bitmap.bits() - bits, 0);
-            // Widening repeats the top bits below, so that white stays white.
-            const auto in = bitmap.row16(y);
-            for (std::size_t x = 0; x < levels.size(); ++x) {
-                const unsigned widened =
-                    up ? static_cast<unsigned>(in[x]) << up | in[x] >> (bitmap.bits() - up) : in[x];
-                levels[x] = static_cast<std::uint16_t>(widened >> down);
-            }
-            return;
-        }
-        std::vector<std::uint8_t> rgb(levels.size() * 3);
-        row_to_rgb(bitmap, y, 0, rgb);
-        for (std::size_t x = 0; x < levels.size(); ++x)
-            levels[x] = static_cast<std::uint16_t>(luminance(&rgb[x * 3]) * 257U >> (16 - bits));
+        // Widening repeats the top bits below, so that white stays white; samples beyond it are white.
+        std::ranges::transform(bitmap.row16(y), out.writable_row16(y).begin(), [&](std::uint16_t sample) {
+            const unsigned level = std::min<unsigned>(sample, white);
+            const unsigned widened = up ? level << up | level >> (bitmap.bits() - up) : level;
+            return static_cast<std::uint16_t>(widened >> down);
+        });
     });
 }
 
@@ -199,7 +195,8 @@ void row_to_rgba(const Bitmap& bitmap, int y, int first, std::span<std::uint8_t>
     expand_row<true>(bitmap, y, first, out.size() / 4, out.data());
 }
 
-Result<Bitmap> convert_depth(const Bitmap& bitmap, int bits, const Limits& limits, const Progress& progress) {
+Result<Bitmap> convert_depth(const Bitmap& bitmap, int bits, const Limits& limits,
+                             const Progress& progress) try {
     const Order order{limits, progress};
     if (bitmap.empty()) return Error{Fault::malformed, "no image"};
     if (bits == bitmap.bits()) return bitmap;
@@ -213,6 +210,8 @@ Result<Bitmap> convert_depth(const Bitmap& bitmap, int bits, const Limits& limit
         case 32: return to_rgba32(bitmap, order);
         default: return Error{Fault::unsupported, "bits per pixel"};
     }
+} catch (const std::bad_alloc&) {
+    return kOutOfMemory;
 }
 
 }  // namespace quillmark::imaging

@@ -47,6 +47,7 @@ Region Region::ellipse(const Rect& rect) {
 }
 
 Region Region::rounded_rectangle(const Rect& rect, int radius_x, int radius_y) {
+    if (rect.empty()) return {};
     const double rx = std::clamp<double>(radius_x, 0, rect.width / 2.0);
     const double ry = std::clamp<double>(radius_y, 0, rect.height / 2.0);
     Builder builder{rect.y};

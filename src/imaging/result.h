@@ -43,6 +43,10 @@ struct Error {
     Place where;
 };
 
+/// What an operation answers when it caught std::bad_alloc: small containers throw where large buffers give
+/// an empty one.
+inline constexpr Error kOutOfMemory{Fault::out_of_memory, "working memory"};
+
 /// A value or the reason why there is none.
 template <typename T>
 class [[nodiscard]] Result {

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <exception>
 #include <mutex>
+#include <new>
 #include <thread>
 #include <vector>
 
@@ -21,11 +22,19 @@ struct Job {
     int count = 0;
     int band = 0;
     std::atomic<std::int64_t> next{0};  // runs past count by a band per thread
-    int working = 0;                    // workers inside this job, guarded by the pool's mutex
+    std::atomic<bool> short_of_memory{false};
+    int working = 0;  // workers inside this job, guarded by the pool's mutex
 
+    // An exception must not leave a worker's thread: the caller throws it again.
     void run() {
-        for (std::int64_t first = next.fetch_add(band); first < count; first = next.fetch_add(band)) {
-            (*body)(static_cast<int>(first), static_cast<int>(std::min<std::int64_t>(first + band, count)));
+        try {
+            for (std::int64_t first = next.fetch_add(band); first < count && !short_of_memory;
+                 first = next.fetch_add(band)) {
+                (*body)(static_cast<int>(first),
+                        static_cast<int>(std::min<std::int64_t>(first + band, count)));
+            }
+        } catch (const std::bad_alloc&) {
+            short_of_memory = true;
         }
     }
 };
@@ -107,6 +116,7 @@ void parallel_bands(int count, int grain, const std::function<void(int, int)>& b
     job.band = std::max(grain, (count - 1) / (threads * 4) + 1);
     const int bands = (count - 1) / job.band + 1;
     if (!pool().try_run(job, std::min(threads, bands) - 1)) job.run();
+    if (job.short_of_memory) throw std::bad_alloc{};
 }
 
 }  // namespace quillmark::imaging

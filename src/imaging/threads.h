@@ -11,8 +11,8 @@ int thread_count();
 void set_thread_count(int count);
 
 /// Calls body(first, last) over disjoint bands that cover [0, count), on the workers and the caller, and
-/// returns when all are done. Bands hold at least grain items. body must not throw. Results must not depend
-/// on the split.
+/// returns when all are done. Bands hold at least grain items. Results must not depend on the split. body
+/// may throw std::bad_alloc and nothing else: it is thrown again here once all threads have ended.
 void parallel_bands(int count, int grain, const std::function<void(int first, int last)>& body);
 
 }  // namespace quillmark::imaging

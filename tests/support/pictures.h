@@ -4,9 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <string_view>
 #include <vector>
 
 #include "imaging/bitmap.h"
+#include "imaging/ops/operation.h"
 #include "imaging/threads.h"
 
 namespace quillmark::imaging {
@@ -66,6 +68,21 @@ struct ThreadCount {
     ThreadCount(const ThreadCount&) = delete;
     ThreadCount& operator=(const ThreadCount&) = delete;
 };
+
+/// The operation of that name as a converter would run it.
+inline Result<Bitmap> run(std::string_view name, const Bitmap& bitmap, const std::vector<int>& arguments,
+                          const Region* region = nullptr) {
+    const Operation* operation = find_operation(name);
+    if (!operation) return Error{Fault::bad_parameter, "no such operation"};
+    return apply(*operation, bitmap, arguments, region, {});
+}
+
+/// The same where it must go well.
+inline Bitmap done(std::string_view name, const Bitmap& bitmap, const std::vector<int>& arguments) {
+    auto result = run(name, bitmap, arguments);
+    EXPECT_TRUE(result) << name;
+    return result ? *result : Bitmap{};
+}
 
 // A sample of 16-bit greys, or the colour; what two equal pictures share pixel by pixel.
 inline std::uint32_t pixel_value(const Bitmap& bitmap, int x, int y) {

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "imaging/ops/luminance.h"
+
 #pragma GCC diagnostic ignored "-Wunknown-pragmas"  // ivdep: a compiler that lacks it looks for itself
 
 namespace quillmark::imaging {
@@ -105,8 +107,7 @@ __attribute__((target_clones("avx2", "default"))) void luminance8(ConstChannelRo
     const std::uint8_t *r = rows.r, *g = rows.g, *b = rows.b;
     std::uint8_t* to = out;
 #pragma GCC ivdep
-    for (std::size_t i = 0; i < count; ++i)
-        to[i] = static_cast<std::uint8_t>((r[i] * 19595U + g[i] * 38470U + b[i] * 7471U + 32768U) >> 16);
+    for (std::size_t i = 0; i < count; ++i) to[i] = luminance(r[i], g[i], b[i]);
 }
 
 __attribute__((target_clones("avx2", "default"))) void luminance16(ConstChannelRows rows, std::uint16_t* out,
@@ -114,10 +115,7 @@ __attribute__((target_clones("avx2", "default"))) void luminance16(ConstChannelR
     const std::uint8_t *r = rows.r, *g = rows.g, *b = rows.b;
     std::uint16_t* to = out;
 #pragma GCC ivdep
-    for (std::size_t i = 0; i < count; ++i) {
-        const std::uint32_t sum = r[i] * 19595U + g[i] * 38470U + b[i] * 7471U;
-        to[i] = static_cast<std::uint16_t>((sum * 257U + 32768U) >> 16 >> (16 - bits));
-    }
+    for (std::size_t i = 0; i < count; ++i) to[i] = wide_luminance(r[i], g[i], b[i], bits);
 }
 
 __attribute__((target_clones("avx2", "default"))) void to_cmy(ConstChannelRows rows, ChannelRows cmy,

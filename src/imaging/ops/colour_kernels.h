@@ -21,9 +21,9 @@ void turn_hue(ChannelRows rows, std::size_t count, int tenths);
 /// Multiplies the saturation of HSV by factor (0 to 2), at most up to full saturation, rounded.
 void scale_saturation(ChannelRows rows, std::size_t count, float factor);
 
-/// Luminance (ITU-R BT.601) in 8 bits, (19595 r + 38470 g + 7471 b + 32768) / 65536.
+/// luminance of luminance.h.
 void luminance8(ConstChannelRows rows, std::uint8_t* out, std::size_t count);
-/// The same before it is rounded to 8 bits, white being 2^bits - 1 (bits 12 or 16).
+/// wide_luminance of luminance.h.
 void luminance16(ConstChannelRows rows, std::uint16_t* out, std::size_t count, int bits);
 
 /// The ink that each channel lacks: 255 - level.

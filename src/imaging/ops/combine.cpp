@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <atomic>
+#include <new>
 
 #include "imaging/convert_depth.h"
+#include "imaging/ops/index_rows.h"
 #include "imaging/ops/levels.h"
 #include "imaging/ops/neighbourhood.h"
 #include "imaging/ops/operation.h"
@@ -78,9 +80,13 @@ struct JoinRow {
     [[gnu::always_inline]] static void run(const T* __restrict target, const T* __restrict source,
                                            Levels<T> levels, T* __restrict out, std::size_t count) {
         const int highest = (1 << levels.bits) - 1;
-        for (std::size_t i = 0; i < count; ++i)
-            out[i] = static_cast<T>(Join::join(target[i] ^ levels.invert_target,
-                                               source[i] ^ levels.invert_source, highest, levels.bits));
+        for (std::size_t i = 0; i < count; ++i) {
+            int t = target[i], s = source[i];
+            if constexpr (sizeof(T) > 1)  // 12-bit samples beyond white count as white
+                t = t < highest ? t : highest, s = s < highest ? s : highest;
+            out[i] = static_cast<T>(
+                Join::join(t ^ levels.invert_target, s ^ levels.invert_source, highest, levels.bits));
+        }
     }
 };
 
@@ -110,8 +116,6 @@ RowJoin<T> row_join(int flags) {
 }
 
 // --- forms ---
-
-Rect whole(const Bitmap& bitmap) { return {0, 0, bitmap.width(), bitmap.height()}; }
 
 Result<Bitmap> part_of(const Bitmap& bitmap, const Rect& rect, const Context& context) {
     return rect == whole(bitmap) ? Result<Bitmap>{bitmap}
@@ -172,10 +176,6 @@ Result<Bitmap> joined(const Bitmap& target, const Bitmap& source, int flags, con
     });
     if (!ended) return ended.error();
     return out;
-}
-
-bool has_palette(const Bitmap& bitmap) {
-    return bitmap.layout() == Layout::bit1 || bitmap.layout() == Layout::index8;
 }
 
 // Both as level images of one form, joined.
@@ -319,7 +319,7 @@ Result<Bitmap> printed(const Bitmap& image, const Bitmap& underlay, UnderlayMode
 }  // namespace
 
 Result<Bitmap> combine(const Bitmap& target, const Rect& place, const Bitmap& source, Point from, int flags,
-                       const Region* region, const Context& context) {
+                       const Region* region, const Context& context) try {
     if (target.empty() || source.empty()) return Error{Fault::malformed, "no image"};
     constexpr int kKnown = kCombineMask | kCombineInvertSource | kCombineInvertTarget;
     if ((flags & ~kKnown) != 0 || !row_join<std::uint8_t>(flags))
@@ -338,10 +338,12 @@ Result<Bitmap> combine(const Bitmap& target, const Rect& place, const Bitmap& so
     const auto change = combined(*lower, *upper, flags, context);
     if (!change) return change;
     return placed(target, *change, rect, region, context);
+} catch (const std::bad_alloc&) {
+    return kOutOfMemory;
 }
 
 Result<Bitmap> underlay(const Bitmap& image, const Bitmap& underlay, UnderlayMode mode, const Region* region,
-                        const Context& context) {
+                        const Context& context) try {
     if (image.empty() || underlay.empty()) return Error{Fault::malformed, "no image"};
     if (mode != kUnderlayTile && mode != kUnderlayStretch)
         return Error{Fault::bad_parameter, "mode of an underlay"};
@@ -358,6 +360,8 @@ Result<Bitmap> underlay(const Bitmap& image, const Bitmap& underlay, UnderlayMod
                             : printed<std::uint8_t>(*top, *bottom, mode, whole(image), rect, context);
     if (!change) return change;
     return placed(image, *change, rect, region, context);
+} catch (const std::bad_alloc&) {
+    return kOutOfMemory;
 }
 
 }  // namespace quillmark::imaging

@@ -1,10 +1,12 @@
 #include "imaging/ops/compose_mask.h"
 
 #include <algorithm>
+#include <new>
 #include <optional>
 
 #include "imaging/convert_depth.h"
 #include "imaging/ops/levels.h"
+#include "imaging/ops/luminance.h"
 #include "imaging/ops/put_region.h"
 #include "imaging/ops/row_loop.h"
 
@@ -133,18 +135,6 @@ void blend_rgba(const Piece& piece, Rgba colour) {
 
 bool is_gray(Rgba colour) { return colour.r == colour.g && colour.g == colour.b; }
 
-// The colour as a grey of that depth.
-Result<unsigned> gray_level(Rgba colour, int bits, const Limits& limits) {
-    auto one = Bitmap::create(1, 1, 24, limits);
-    if (!one) return one.error();
-    const std::uint8_t pixel[] = {colour.r, colour.g, colour.b};
-    std::ranges::copy(pixel, one->writable_row(0).begin());
-    auto gray = convert_depth(*one, 12, limits);
-    if (gray && bits != 12) gray = convert_depth(*gray, bits, limits);
-    if (!gray) return gray.error();
-    return unsigned{gray->row16(0)[0]};
-}
-
 // The level image that can hold the colour beside the image's own.
 Result<Bitmap> wide_enough(const Bitmap& bitmap, Rgba colour, const Context& context) {
     auto image = level_image(bitmap, context.limits, context.progress);
@@ -155,7 +145,7 @@ Result<Bitmap> wide_enough(const Bitmap& bitmap, Rgba colour, const Context& con
 }  // namespace
 
 Result<Bitmap> compose_mask(const Bitmap& bitmap, const Bitmap& mask, Point place, Rgba colour,
-                            const Region* region, const Context& context) {
+                            const Region* region, const Context& context) try {
     if (bitmap.empty()) return Error{Fault::malformed, "no image"};
     if (mask.layout() != Layout::index8) return Error{Fault::malformed, "mask"};
     colour.a = 255;
@@ -171,15 +161,14 @@ Result<Bitmap> compose_mask(const Bitmap& bitmap, const Bitmap& mask, Point plac
         return drawn(std::move(*image), drawing, context, [&](const Piece& piece) { blend(piece, value); });
     };
     switch (image->layout()) {
-        case Layout::gray16: {
-            const auto level = gray_level(colour, image->bits(), context.limits);
-            if (!level) return level.error();
-            return with(blend_gray16, *level);
-        }
+        case Layout::gray16:
+            return with(blend_gray16, unsigned{wide_luminance(colour.r, colour.g, colour.b, image->bits())});
         case Layout::rgb24: return with(blend_rgb, colour);
         case Layout::rgba32: return with(blend_rgba, colour);
         default: return with(blend_gray, unsigned{colour.r});
     }
+} catch (const std::bad_alloc&) {
+    return kOutOfMemory;
 }
 
 }  // namespace quillmark::imaging

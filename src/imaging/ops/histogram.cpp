@@ -5,10 +5,12 @@
 #include <bit>
 #include <cstring>
 #include <mutex>
+#include <new>
 #include <vector>
 
 #include "imaging/buffer.h"
 #include "imaging/ops/fetch_ahead.h"
+#include "imaging/ops/index_rows.h"
 #include "imaging/ops/luminance.h"
 #include "imaging/ops/row_loop.h"
 
@@ -135,10 +137,6 @@ Result<Levels> count_plain(const Bitmap& bitmap, const Region* region, const Con
 
 bool asked(Channels channels, int channel) { return channels >> channel & 1U; }
 
-Rgba entry(const Palette& palette, std::size_t index) {
-    return index < palette.size() ? palette[index] : Rgba{};
-}
-
 Statistics from_palette(const Levels& indices, const Palette& palette, Channels channels) {
     Statistics statistics;
     for (int channel = kMaster; channel <= kBlue; ++channel) {
@@ -146,7 +144,7 @@ Statistics from_palette(const Levels& indices, const Palette& palette, Channels 
         Levels& levels = statistics.levels[static_cast<std::size_t>(channel)];
         levels.resize(256);
         for (std::size_t i = 0; i < indices.size(); ++i) {
-            const Rgba colour = entry(palette, i);
+            const Rgba colour = colour_of(palette, i);
             const std::uint8_t values[] = {luminance(colour.r, colour.g, colour.b), colour.r, colour.g,
                                            colour.b};
             levels[values[channel]] += indices[i];
@@ -204,7 +202,7 @@ std::int64_t count_used(const Levels& counts) {
 std::int64_t count_entries(const Levels& indices, const Palette& palette) {
     std::vector<std::uint32_t> used;
     for (std::size_t i = 0; i < indices.size(); ++i) {
-        const Rgba colour = entry(palette, i);
+        const Rgba colour = colour_of(palette, i);
         if (indices[i] > 0) used.push_back(colour.r << 16U | colour.g << 8U | colour.b);
     }
     std::sort(used.begin(), used.end());
@@ -291,7 +289,7 @@ Result<std::int64_t> count_marks(const Bitmap& bitmap, const Region* region, con
 }  // namespace
 
 Result<Statistics> gather_statistics(const Bitmap& bitmap, const Region* region, Channels channels,
-                                     const Context& context) {
+                                     const Context& context) try {
     if (bitmap.empty()) return Error{Fault::malformed, "no image"};
     if (bitmap.layout() == Layout::rgb24) return count_channels<3>(bitmap, region, channels, context);
     if (bitmap.layout() == Layout::rgba32) return count_channels<4>(bitmap, region, channels, context);
@@ -302,15 +300,19 @@ Result<Statistics> gather_statistics(const Bitmap& bitmap, const Region* region,
     for (int channel = kMaster; channel <= kBlue; ++channel)
         if (asked(channels, channel)) statistics.levels[static_cast<std::size_t>(channel)] = *counts;
     return statistics;
+} catch (const std::bad_alloc&) {
+    return kOutOfMemory;
 }
 
-Result<std::int64_t> count_colours(const Bitmap& bitmap, const Region* region, const Context& context) {
+Result<std::int64_t> count_colours(const Bitmap& bitmap, const Region* region, const Context& context) try {
     if (bitmap.empty()) return Error{Fault::malformed, "no image"};
     if (bitmap.layout() == Layout::rgb24) return count_marks<3>(bitmap, region, context);
     if (bitmap.layout() == Layout::rgba32) return count_marks<4>(bitmap, region, context);
     const auto counts = count_plain(bitmap, region, context);
     if (!counts) return counts.error();
     return bitmap.layout() == Layout::gray16 ? count_used(*counts) : count_entries(*counts, bitmap.palette());
+} catch (const std::bad_alloc&) {
+    return kOutOfMemory;
 }
 
 }  // namespace quillmark::imaging

@@ -1,4 +1,4 @@
-// Rows of palette indices, whatever their layout, and greys of palettes.
+// Palette indices, whatever their layout, and their colours; greys of palettes.
 #pragma once
 
 #include <algorithm>
@@ -10,6 +10,16 @@
 #include "imaging/bitmap.h"
 
 namespace quillmark::imaging {
+
+/// Whether pixels are indices into a palette.
+inline bool has_palette(const Bitmap& bitmap) {
+    return bitmap.layout() == Layout::bit1 || bitmap.layout() == Layout::index8;
+}
+
+/// The colour of an index: black beyond the palette's end.
+inline Rgba colour_of(const Palette& palette, std::size_t index) {
+    return index < palette.size() ? palette[index] : Rgba{};
+}
 
 /// Writes one index a byte (0 or 1 for bit1) to the pixels [first, first + indices.size()) of row y; first is
 /// a multiple of 8. Bits beyond the last pixel of a byte become 0.

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "imaging/ops/vector_choice.h"
+
 #if defined(__x86_64__)
 #include <immintrin.h>
 #endif
@@ -102,11 +104,6 @@ __attribute__((target("avx512vbmi,avx512bw"))) void map_rgb_wide(const std::uint
 
 bool has_wide() {
     static const bool has = __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512bw");
-    return has;
-}
-
-bool has_avx2() {
-    static const bool has = __builtin_cpu_supports("avx2");
     return has;
 }
 

@@ -3,6 +3,8 @@
 #include <limits>
 #include <unordered_map>
 
+#include "imaging/ops/vector_choice.h"
+
 #if defined(__x86_64__)
 #include <immintrin.h>
 #endif
@@ -11,15 +13,6 @@ namespace quillmark::imaging {
 namespace {
 
 constexpr std::size_t kLanes = 8;
-
-#if defined(__x86_64__)
-bool has_avx2() {
-    static const bool has = __builtin_cpu_supports("avx2");
-    return has;
-}
-#else
-constexpr bool has_avx2() { return false; }
-#endif
 
 }  // namespace
 

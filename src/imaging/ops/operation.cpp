@@ -4,10 +4,12 @@
 #include <array>
 #include <atomic>
 #include <cstring>
+#include <new>
 #include <vector>
 
 #include "imaging/convert_depth.h"
 #include "imaging/ops/histogram.h"
+#include "imaging/ops/index_rows.h"
 #include "imaging/ops/levels.h"
 #include "imaging/ops/put_region.h"
 #include "imaging/ops/row_loop.h"
@@ -50,8 +52,6 @@ void copy_pixels(const Bitmap& in, int from, int y, Bitmap& out, int at, int to_
                 static_cast<std::size_t>(count) * size);
 }
 
-Rect whole(const Bitmap& bitmap) { return {0, 0, bitmap.width(), bitmap.height()}; }
-
 // Calls each(y, run) for every run of the region, rows shared over the cores.
 template <typename Each>
 Result<void> for_runs(const Region& region, const Progress& progress, Each each) {
@@ -78,18 +78,10 @@ Result<Bitmap> put_runs(Bitmap base, const Bitmap& change, Point offset, const R
     return result;
 }
 
-bool has_palette(const Bitmap& bitmap) {
-    return bitmap.layout() == Layout::bit1 || bitmap.layout() == Layout::index8;
-}
-
 std::uint8_t index_at(const Bitmap& bitmap, int x, int y) {
     const auto row = bitmap.row(y);
     const auto at = static_cast<std::size_t>(x);
     return bitmap.layout() == Layout::bit1 ? row[at / 8] >> (7 - at % 8) & 1U : row[at];
-}
-
-Rgba colour_of(const Bitmap& bitmap, std::size_t index) {
-    return index < bitmap.palette().size() ? bitmap.palette()[index] : Rgba{};
 }
 
 // Which indices the region's pixels of change have.
@@ -127,7 +119,7 @@ Result<Bitmap> in_palette_of(const Bitmap& base, const Bitmap& change, Point off
     std::array<std::uint8_t, 256> index{};
     for (std::size_t i = 0; i < used.size(); ++i) {
         if (!used[i]) continue;
-        const auto found = std::ranges::find(base.palette(), colour_of(change, i));
+        const auto found = std::ranges::find(base.palette(), colour_of(change.palette(), i));
         if (found == base.palette().end()) return Bitmap{};
         index[i] = static_cast<std::uint8_t>(found - base.palette().begin());
     }
@@ -231,16 +223,18 @@ Result<Bitmap> cropped(const Bitmap& bitmap, const Rect& rect, const Limits& lim
 }
 
 Result<Bitmap> pasted(const Bitmap& target, const Bitmap& source, Point at, const Region* region,
-                      const Limits& limits, const Progress& progress) {
+                      const Limits& limits, const Progress& progress) try {
     if (target.empty() || source.empty()) return Error{Fault::malformed, "no image"};
     const Rect place = Rect{at.x, at.y, source.width(), source.height()}.intersected(whole(target));
     if (place.empty()) return target;
     const Region inside = region ? region->clipped(place) : Region::rectangle(place);
     return inside.empty() ? target : put_region(target, source, at, inside, limits, progress);
+} catch (const std::bad_alloc&) {
+    return kOutOfMemory;
 }
 
 Result<Bitmap> apply(const Operation& operation, const Bitmap& bitmap, std::span<const int> arguments,
-                     const Region* region, const Context& context) {
+                     const Region* region, const Context& context) try {
     if (bitmap.empty()) return Error{Fault::malformed, "no image"};
     const auto values = checked(operation, arguments);
     if (!values) return values.error();
@@ -265,10 +259,12 @@ Result<Bitmap> apply(const Operation& operation, const Bitmap& bitmap, std::span
     const auto change = work_out({operation, bitmap, *values, full}, inside.bounds(), offset);
     if (!change) return change;
     return put_region(bitmap, *change, offset, inside, context.limits, context.progress);
+} catch (const std::bad_alloc&) {
+    return kOutOfMemory;
 }
 
 Result<Bitmap> apply_part(const Operation& operation, const Bitmap& bitmap, std::span<const int> arguments,
-                          const Region* region, const Rect& part, const Context& context) {
+                          const Region* region, const Rect& part, const Context& context) try {
     if (bitmap.empty()) return Error{Fault::malformed, "no image"};
     if (operation.scope != Scope::pixels) return Error{Fault::bad_parameter, "acts on the whole image"};
     const Rect wanted = part.intersected(whole(bitmap));
@@ -293,6 +289,8 @@ Result<Bitmap> apply_part(const Operation& operation, const Bitmap& bitmap, std:
     const auto base = cropped(bitmap, wanted, context.limits, context.progress);
     if (!base) return base;
     return put_region(*base, *change, {-in_change.x, -in_change.y}, inside, context.limits, context.progress);
+} catch (const std::bad_alloc&) {
+    return kOutOfMemory;
 }
 
 std::span<const Operation* const> all_operations() {

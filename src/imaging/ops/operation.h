@@ -65,6 +65,8 @@ Result<Bitmap> apply(const Operation& operation, const Bitmap& bitmap, std::span
 Result<Bitmap> apply_part(const Operation& operation, const Bitmap& bitmap, std::span<const int> arguments,
                           const Region* region, const Rect& part, const Context& context);
 
+/// All pixels of bitmap.
+inline Rect whole(const Bitmap& bitmap) { return {0, 0, bitmap.width(), bitmap.height()}; }
 /// A copy of the part of bitmap inside rect (which lies inside the bitmap). Faults: too_large, out_of_memory,
 /// cancelled.
 Result<Bitmap> cropped(const Bitmap& bitmap, const Rect& rect, const Limits& limits,

@@ -67,6 +67,9 @@ Result<Bitmap> onto_palette(const Bitmap& bitmap, int bits, PaletteChoice choice
 Result<Bitmap> run_color_res(const Bitmap& bitmap, std::span<const int> arguments, const Context& context) {
     const int bits = arguments[0];
     if (bits > 8) return convert_depth(bitmap, bits, context.limits, context.progress);
+    // Asked before the colours are counted: a result that cannot be costs nothing.
+    const auto fits = Bitmap::check_size(bitmap.width(), bitmap.height(), bits, context.limits);
+    if (!fits) return fits.error();
     return onto_palette(bitmap, bits, static_cast<PaletteChoice>(arguments[1]),
                         static_cast<Dither>(arguments[2]), context);
 }

@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <cstring>
+#include <new>
 #include <numbers>
 #include <vector>
 
@@ -305,7 +306,7 @@ Result<void> pick_rows(const Bitmap& in, Bitmap& out, const Context& context) {
 }  // namespace
 
 Result<Bitmap> resize(const Bitmap& bitmap, int width, int height, ResizeFilter filter,
-                      const Context& context) {
+                      const Context& context) try {
     if (bitmap.empty()) return Error{Fault::malformed, "no image"};
     if (width == bitmap.width() && height == bitmap.height()) return bitmap;
     const bool plain = filter == ResizeFilter::plain;
@@ -321,6 +322,8 @@ Result<Bitmap> resize(const Bitmap& bitmap, int width, int height, ResizeFilter 
         plain ? pick_rows(*source, *result, context) : resample(*source, *result, filter, context);
     if (!done) return done.error();
     return result;
+} catch (const std::bad_alloc&) {
+    return kOutOfMemory;
 }
 
 namespace {

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "imaging/ops/vector_choice.h"
+
 #if defined(__x86_64__)
 #include <immintrin.h>
 #endif
@@ -48,11 +50,6 @@ void halve_rgb24(const std::uint8_t* top, const std::uint8_t* bottom, std::uint8
 
 #if defined(__x86_64__)
 namespace {
-
-bool has_avx2() {
-    static const bool has = __builtin_cpu_supports("avx2");
-    return has;
-}
 
 __attribute__((target("avx2"))) void blend_rows_avx2(const std::uint8_t* const* rows,
                                                      const std::int16_t* weights, int count,

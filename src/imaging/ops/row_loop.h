@@ -10,8 +10,9 @@ namespace quillmark::imaging {
 
 /// Calls body(first, last) over disjoint bands that cover rows [0, count), on several threads. Bands hold
 /// about grain rows or more; they grow while they take a few milliseconds at most and shrink when they take
-/// longer, so that the loop can be stopped within moments. body must not throw, and its result must not
-/// depend on the split. Gives Fault::cancelled when progress (may be empty) says stop; rows are then missing.
+/// longer, so that the loop can be stopped within moments. body's result must not depend on the
+/// split; parallel_bands says what it may throw. Gives Fault::cancelled when progress (may be empty) says
+/// stop; rows are then missing.
 Result<void> parallel_rows(int count, int grain, const Progress& progress,
                            const std::function<void(int first, int last)>& body);
 inline Result<void> parallel_rows(int count, int grain, const Context& context,

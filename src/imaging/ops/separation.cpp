@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <new>
 
 #include "imaging/ops/colour_kernels.h"
 #include "imaging/ops/grayscale.h"
@@ -104,7 +105,7 @@ Rgba joined(Separation kind, const std::array<std::uint8_t, 4>& p) {
 
 int plane_count(Separation kind) { return kind == Separation::cmyk ? 4 : 3; }
 
-Result<std::vector<Bitmap>> separate(const Bitmap& bitmap, Separation kind, const Context& context) {
+Result<std::vector<Bitmap>> separate(const Bitmap& bitmap, Separation kind, const Context& context) try {
     if (bitmap.empty()) return Error{Fault::malformed, "no image"};
     std::vector<Bitmap> planes;
     for (int i = 0; i < plane_count(kind); ++i) {
@@ -119,6 +120,8 @@ Result<std::vector<Bitmap>> separate(const Bitmap& bitmap, Separation kind, cons
     });
     if (!done) return done.error();
     return planes;
+} catch (const std::bad_alloc&) {
+    return kOutOfMemory;
 }
 
 Result<Bitmap> recombine(const std::vector<Bitmap>& planes, Separation kind, const Context& context) {

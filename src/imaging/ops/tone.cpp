@@ -5,6 +5,7 @@
 #include <functional>
 #include <vector>
 
+#include "imaging/ops/index_rows.h"
 #include "imaging/ops/level_table.h"
 #include "imaging/ops/levels.h"
 #include "imaging/ops/luminance.h"
@@ -27,10 +28,6 @@ using NewLevel = std::function<int(int channel, int level)>;
 // White's level.
 int full_level(const Bitmap& bitmap) {
     return bitmap.layout() == Layout::gray16 ? (1 << bitmap.bits()) - 1 : 255;
-}
-
-bool has_palette(const Bitmap& bitmap) {
-    return bitmap.layout() == Layout::bit1 || bitmap.layout() == Layout::index8;
 }
 
 // The same pixels with colour(entry) for every palette entry. Pixels whose index has no entry show black:

@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <cstring>
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -11,6 +12,7 @@
 #include "imaging/ops/bilinear.h"
 #include "imaging/ops/geometry.h"
 #include "imaging/ops/levels.h"
+#include "imaging/ops/luminance.h"
 #include "imaging/ops/operation.h"
 #include "imaging/ops/put_region.h"
 #include "imaging/ops/row_loop.h"
@@ -38,17 +40,15 @@ Samples samples_of(const Bitmap& level_image) {
 std::optional<PixelBytes> fill_pixel(const Bitmap& bitmap, std::uint32_t fill) {
     const Rgba colour{static_cast<std::uint8_t>(fill >> 16), static_cast<std::uint8_t>(fill >> 8),
                       static_cast<std::uint8_t>(fill), 255};
-    const std::uint32_t thousandths = 299U * colour.r + 587U * colour.g + 114U * colour.b;
     if (bitmap.layout() == Layout::gray16) {
-        const std::uint64_t top = (1U << bitmap.bits()) - 1;
-        const auto level = static_cast<std::uint16_t>((thousandths * top + 127'500) / 255'000);
+        const std::uint16_t level = wide_luminance(colour.r, colour.g, colour.b, bitmap.bits());
         PixelBytes bytes{};
         std::memcpy(bytes.data(), &level, sizeof level);
         return bytes;
     }
     if (bitmap.layout() == Layout::rgb24 || bitmap.layout() == Layout::rgba32)
         return PixelBytes{colour.r, colour.g, colour.b, 255};
-    if (is_level_image(bitmap)) return PixelBytes{static_cast<std::uint8_t>((thousandths + 500) / 1000)};
+    if (is_level_image(bitmap)) return PixelBytes{luminance(colour.r, colour.g, colour.b)};
     const auto found = std::ranges::find(bitmap.palette(), colour);
     if (found == bitmap.palette().end()) return {};
     return PixelBytes{static_cast<std::uint8_t>(found - bitmap.palette().begin())};
@@ -288,8 +288,6 @@ Result<TurnedRegion> blended_region(const Bitmap& bitmap, const Region& from, co
     return moved_region(*image, from, to, *change, {to.bounds().x, to.bounds().y}, fill, context);
 }
 
-Rect whole(const Bitmap& bitmap) { return {0, 0, bitmap.width(), bitmap.height()}; }
-
 }  // namespace
 
 Result<Bitmap> rotate(const Bitmap& bitmap, int angle, bool grow, std::uint32_t fill,
@@ -313,7 +311,7 @@ Result<Bitmap> shear(const Bitmap& bitmap, int angle, bool horizontal, std::uint
 }
 
 Result<TurnedRegion> turn_region(const Bitmap& bitmap, const Region& region, int angle, std::uint32_t fill,
-                                 const Context& context) {
+                                 const Context& context) try {
     if (bitmap.empty()) return Error{Fault::malformed, "no image"};
     const Region from = region.clipped(whole(bitmap));
     if (from.empty() || angle % 36000 == 0) return TurnedRegion{bitmap, from};
@@ -327,15 +325,19 @@ Result<TurnedRegion> turn_region(const Bitmap& bitmap, const Region& region, int
     const auto turned = rotate_quarters(*part, angle / 9000, context);
     if (!turned) return turned.error();
     return moved_region(*image, from, to, *turned, {placement.target.x, placement.target.y}, fill, context);
+} catch (const std::bad_alloc&) {
+    return kOutOfMemory;
 }
 
 Result<TurnedRegion> shear_region(const Bitmap& bitmap, const Region& region, int angle, bool horizontal,
-                                  std::uint32_t fill, const Context& context) {
+                                  std::uint32_t fill, const Context& context) try {
     if (bitmap.empty()) return Error{Fault::malformed, "no image"};
     const Region from = region.clipped(whole(bitmap));
     if (from.empty() || angle == 0) return TurnedRegion{bitmap, from};
     return blended_region(bitmap, from, from.sheared(angle, horizontal).clipped(whole(bitmap)),
                           sheared_about_centre(from.bounds(), angle, horizontal), fill, context);
+} catch (const std::bad_alloc&) {
+    return kOutOfMemory;
 }
 
 namespace {

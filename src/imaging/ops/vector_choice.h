@@ -1,9 +1,14 @@
-// Plain loops compiled twice, for the baseline and for AVX2, and chosen at run time.
+// What is chosen at run time: AVX2 or not, and plain loops compiled twice, for the baseline and for AVX2.
 #pragma once
 
 namespace quillmark::imaging {
 
 #if defined(__x86_64__)
+
+inline bool has_avx2() {
+    static const bool has = __builtin_cpu_supports("avx2");
+    return has;
+}
 
 template <typename Body, typename... Arguments>
 __attribute__((target("avx2"))) void run_avx2(Arguments... arguments) {
@@ -19,11 +24,12 @@ void run_baseline(Arguments... arguments) {
 /// compiled for the wider vectors. Both versions give the same results.
 template <typename Body, typename... Arguments>
 void run_widest(Arguments... arguments) {
-    static const bool wide = __builtin_cpu_supports("avx2");
-    wide ? run_avx2<Body, Arguments...>(arguments...) : run_baseline<Body, Arguments...>(arguments...);
+    has_avx2() ? run_avx2<Body, Arguments...>(arguments...) : run_baseline<Body, Arguments...>(arguments...);
 }
 
 #else
+
+constexpr bool has_avx2() { return false; }
 
 template <typename Body, typename... Arguments>
 void run_widest(Arguments... arguments) {
