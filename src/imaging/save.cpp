@@ -58,7 +58,7 @@ Result<void> save(const Bitmap& bitmap, const std::string& path, const SaveOptio
     auto out = AtomicFileWriter::create(path);
     if (!out) return out.error();
     const auto encoded = save(bitmap, **out, options);
-    if (!encoded) return encoded;
+    if (!encoded) return encoded.error();
     return (*out)->commit();
 }
 

@@ -39,7 +39,7 @@ Result<Bitmap> change_colours(const Bitmap& bitmap, const Context& context, Kern
         return result;
     }
     const auto levels = level_image(bitmap, context.limits, context.progress);
-    if (!levels) return levels;
+    if (!levels) return levels.error();
     auto result = blank_like(*levels, context.limits);
     if (!result) return result;
     const int channels = level_form(*levels).channels;

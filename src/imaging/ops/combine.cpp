@@ -131,7 +131,7 @@ Result<Bitmap> receiving(const Bitmap& bitmap, const Bitmap& source, const Conte
 
 // The bitmap in the form of a level image.
 Result<Bitmap> in_form_of(const Bitmap& form, const Bitmap& bitmap, const Context& context) {
-    const auto level = level_image(bitmap, context.limits, context.progress);
+    auto level = level_image(bitmap, context.limits, context.progress);
     if (!level || (level->layout() == form.layout() && level->bits() == form.bits())) return level;
     if (form.layout() != Layout::gray16 || form.bits() == 12)
         return convert_depth(*level, form.bits(), context.limits, context.progress);
@@ -139,7 +139,7 @@ Result<Bitmap> in_form_of(const Bitmap& form, const Bitmap& bitmap, const Contex
     const auto gray = level->layout() == Layout::gray16
                           ? level
                           : convert_depth(*level, 12, context.limits, context.progress);
-    if (!gray) return gray;
+    if (!gray) return gray.error();
     return convert_depth(*gray, form.bits(), context.limits, context.progress);
 }
 
@@ -181,9 +181,9 @@ Result<Bitmap> joined(const Bitmap& target, const Bitmap& source, int flags, con
 // Both as level images of one form, joined.
 Result<Bitmap> combined(const Bitmap& target, const Bitmap& source, int flags, const Context& context) {
     const auto lower = receiving(target, source, context);
-    if (!lower) return lower;
+    if (!lower) return lower.error();
     const auto upper = in_form_of(*lower, source, context);
-    if (!upper) return upper;
+    if (!upper) return upper.error();
     return level_form(*lower).wide ? joined<std::uint16_t>(*lower, *upper, flags, context)
                                    : joined<std::uint8_t>(*lower, *upper, flags, context);
 }
@@ -334,9 +334,9 @@ Result<Bitmap> combine(const Bitmap& target, const Rect& place, const Bitmap& so
     if (flags == kCombineCopy && has_palette(target) && has_palette(*upper))
         return placed(target, target.has_alpha() ? *upper : opaque(*upper), rect, region, context);
     const auto lower = part_of(target, rect, context);
-    if (!lower) return lower;
+    if (!lower) return lower.error();
     const auto change = combined(*lower, *upper, flags, context);
-    if (!change) return change;
+    if (!change) return change.error();
     return placed(target, *change, rect, region, context);
 } catch (const std::bad_alloc&) {
     return kOutOfMemory;
@@ -350,15 +350,15 @@ Result<Bitmap> underlay(const Bitmap& image, const Bitmap& underlay, UnderlayMod
     const Rect rect = limited_to(region, whole(image));
     if (rect.empty()) return image;
     const auto part = part_of(image, rect, context);
-    if (!part) return part;
+    if (!part) return part.error();
     const auto top = receiving(*part, underlay, context);
-    if (!top) return top;
+    if (!top) return top.error();
     const auto bottom = in_form_of(*top, underlay, context);
-    if (!bottom) return bottom;
+    if (!bottom) return bottom.error();
     const auto change = level_form(*top).wide
                             ? printed<std::uint16_t>(*top, *bottom, mode, whole(image), rect, context)
                             : printed<std::uint8_t>(*top, *bottom, mode, whole(image), rect, context);
-    if (!change) return change;
+    if (!change) return change.error();
     return placed(image, *change, rect, region, context);
 } catch (const std::bad_alloc&) {
     return kOutOfMemory;

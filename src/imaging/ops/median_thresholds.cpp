@@ -232,7 +232,7 @@ class TileMedian {
     }
 
     void search_tile(std::size_t rows) {
-        const auto window = static_cast<std::size_t>(2 * radius_ + 1);
+        const auto window = 2 * static_cast<std::size_t>(radius_) + 1;
         pass_ = {.samples = samples_.data() + stride_,
                  .stride = stride_,
                  .rows = rows,

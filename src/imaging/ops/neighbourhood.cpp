@@ -18,7 +18,7 @@ void keep_alpha(const Bitmap& in, Bitmap& out, int first, int last) {
 Result<Bitmap> filter_bands(const Bitmap& bitmap, int grain, const Context& context, const FilterBand& band,
                             RowGroups groups) {
     const auto in = level_image(bitmap, context.limits, context.progress);
-    if (!in) return in;
+    if (!in) return in.error();
     auto out = blank_like(*in, context.limits);
     if (!out) return out;
     const int height = in->height();

@@ -143,7 +143,7 @@ Result<Bitmap> put_region(const Bitmap& base, const Bitmap& change, Point offset
                           const Limits& limits, const Progress& progress) {
     if (same_form(base, change)) return put_runs(base, change, offset, region, limits, progress);
     const auto mapped = in_palette_of(base, change, offset, region, limits, progress);
-    if (!mapped) return mapped;
+    if (!mapped) return mapped.error();
     if (!mapped->empty()) return put_runs(base, *mapped, offset, region, limits, progress);
     auto lower = level_image(base, limits, progress), upper = level_image(change, limits, progress);
     if (!lower) return lower;
@@ -194,7 +194,7 @@ Result<Bitmap> work_out(const Work& work, const Rect& rect, Point& offset) {
     offset = {needed.x, needed.y};
     if (needed == whole(work.bitmap)) return work.operation.run(work.bitmap, work.arguments, work.context);
     const auto part = cropped(work.bitmap, needed, work.context.limits, work.context.progress);
-    if (!part) return part;
+    if (!part) return part.error();
     Context moved = work.context;
     moved.origin_x += needed.x;
     moved.origin_y += needed.y;
@@ -257,7 +257,7 @@ Result<Bitmap> apply(const Operation& operation, const Bitmap& bitmap, std::span
     if (!limited) return operation.run(bitmap, *values, full);
     Point offset;
     const auto change = work_out({operation, bitmap, *values, full}, inside.bounds(), offset);
-    if (!change) return change;
+    if (!change) return change.error();
     return put_region(bitmap, *change, offset, inside, context.limits, context.progress);
 } catch (const std::bad_alloc&) {
     return kOutOfMemory;
@@ -283,11 +283,11 @@ Result<Bitmap> apply_part(const Operation& operation, const Bitmap& bitmap, std:
     if (region && inside.empty()) return cropped(bitmap, wanted, context.limits, context.progress);
     Point offset;
     const auto change = work_out({operation, bitmap, *values, full}, wanted, offset);
-    if (!change) return change;
+    if (!change) return change.error();
     const Rect in_change{wanted.x - offset.x, wanted.y - offset.y, wanted.width, wanted.height};
     if (!region) return cropped(*change, in_change, context.limits, context.progress);
     const auto base = cropped(bitmap, wanted, context.limits, context.progress);
-    if (!base) return base;
+    if (!base) return base.error();
     return put_region(*base, *change, {-in_change.x, -in_change.y}, inside, context.limits, context.progress);
 } catch (const std::bad_alloc&) {
     return kOutOfMemory;

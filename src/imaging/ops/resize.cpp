@@ -315,7 +315,7 @@ Result<Bitmap> resize(const Bitmap& bitmap, int width, int height, ResizeFilter 
         if (!fits) return fits.error();
     }
     const auto source = plain ? bitmap : level_image(bitmap, context.limits, context.progress);
-    if (!source) return source;
+    if (!source) return source.error();
     auto result = blank_like(*source, width, height, context.limits);
     if (!result) return result;
     const auto done =

@@ -98,7 +98,7 @@ class Renderer {
           form_{samples_of(in)},
           size_{pixel_bytes(in.layout())} {
         for (int x = 0; x < kTileWidth; ++x)
-            std::memcpy(&filled_[static_cast<std::size_t>(x * size_)], fill_.data(),
+            std::memcpy(filled_.data() + static_cast<std::ptrdiff_t>(x) * size_, fill_.data(),
                         static_cast<std::size_t>(size_));
     }
 
@@ -162,7 +162,7 @@ class Renderer {
     void paint(const Row& r, const Run& run) const {
         if (run.first < run.last)
             std::memcpy(at(r, run.first), filled_.data(),
-                        static_cast<std::size_t>((run.last - run.first) * size_));
+                        static_cast<std::size_t>(run.last - run.first) * static_cast<std::size_t>(size_));
     }
 
     void walk(const Row& r, const Run& run) const {
@@ -225,7 +225,7 @@ Result<Bitmap> rendered_whole(const Bitmap& bitmap, const Placement& placement, 
         Bitmap::check_size(placement.target.width, placement.target.height, bits, context.limits);
     if (!fits && bitmap.layout() != Layout::gray16) return fits.error();
     const auto image = level_image(bitmap, context.limits, context.progress);
-    if (!image) return image;
+    if (!image) return image.error();
     return rendered(*image, placement, fill, context);
 }
 
@@ -234,15 +234,14 @@ Result<Bitmap> rendered_whole(const Bitmap& bitmap, const Placement& placement, 
 // The bitmap in a form that has the fill colour.
 Result<Bitmap> with_fill(const Bitmap& bitmap, std::uint32_t fill, const Context& context) {
     if (fill_pixel(bitmap, fill)) return bitmap;
-    const auto image = level_image(bitmap, context.limits, context.progress);
-    return image;
+    return level_image(bitmap, context.limits, context.progress);
 }
 
 // bitmap at offset on a canvas of width x height, of which the rest is fill.
 Result<Bitmap> on_canvas(const Bitmap& bitmap, Point offset, int width, int height, std::uint32_t fill,
                          const Context& context) {
     const auto image = with_fill(bitmap, fill, context);
-    if (!image) return image;
+    if (!image) return image.error();
     auto canvas = blank_like(*image, width, height, context.limits);
     if (!canvas) return canvas;
     const PixelBytes pixel = *fill_pixel(*image, fill);
