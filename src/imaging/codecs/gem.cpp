@@ -105,9 +105,10 @@ Trial try_lines(Bytes in, const GemCoding& coding, std::size_t line, int most) {
     return trial;
 }
 
-bool plausible_pixel(const Header& header) {
-    constexpr int kUnknown = 1, kSmallest = 20, kLargest = 1300, kRatio = 3;
-    const auto [low, high] = std::minmax(header.pixel_width, header.pixel_height);
+// Sides in micrometres that a screen, printer or scanner may have; 0 and 1 stand for unknown.
+bool plausible_pixel(int width, int height) {
+    constexpr int kUnknown = 1, kSmallest = 5, kLargest = 2540, kRatio = 3;
+    const auto [low, high] = std::minmax(width, height);
     return high <= kUnknown || (low >= kSmallest && high <= kLargest && high < low * kRatio);
 }
 
@@ -118,7 +119,7 @@ bool probe(Bytes head) {
     if (!header || head.size() < header->size) return false;
     const Bytes whole = head.first(header->size);
     if (gem_has_tag(whole)) return true;
-    if (!plausible_pixel(*header)) return false;
+    if (!plausible_pixel(header->pixel_width, header->pixel_height)) return false;
     parse_extension(whole, *header);
     for (const std::size_t line : line_lengths(*header)) {
         const Trial trial = try_lines(head.subspan(header->size), header->coding, line, kLines);
@@ -349,10 +350,15 @@ constexpr std::size_t kPair = 2;  // the pattern length that we write
 // With colours other than black and white the palette is kept, as XIMG has it.
 bool needs_palette(const Bitmap& bitmap) { return bitmap.bits() > 1 || !InkRows::plain(bitmap.palette()); }
 
-// 1 stands for unknown.
-std::uint32_t micrometres(double dpi) {
-    const double size = dpi > 0 ? std::round(kMicrometresPerInch / dpi) : 1;
-    return static_cast<std::uint32_t>(std::clamp(size, 1.0, 65'535.0));
+// The sides of a pixel; what readers would not believe is called unknown.
+std::array<int, 2> micrometres(const Resolution& resolution) {
+    constexpr double kMost = 65'535;
+    const auto side = [](double dpi) {
+        return dpi > 0 ? static_cast<int>(std::min(std::round(kMicrometresPerInch / dpi), kMost)) : 0;
+    };
+    const int width = side(resolution.x), height = side(resolution.y);
+    if (width <= 1 || height <= 1 || !plausible_pixel(width, height)) return {1, 1};
+    return {width, height};
 }
 
 void put_palette(const Palette& palette, std::size_t count, ByteWriter& out) {
@@ -369,13 +375,12 @@ void put_header(const Bitmap& bitmap, ByteWriter& out) {
     constexpr std::size_t kTagWords = 3;
     const std::size_t colours = needs_palette(bitmap) ? std::size_t{1} << bitmap.bits() : 0;
     const std::size_t words = kLeastWords + (colours > 0 ? kTagWords + colours * 3 : 0);
-    const Resolution& resolution = bitmap.metadata().resolution;
     out.u16be(1);
     out.u16be(static_cast<std::uint32_t>(words));
     out.u16be(static_cast<std::uint32_t>(bitmap.bits()));
     out.u16be(kPair);
-    out.u16be(micrometres(resolution.x));
-    out.u16be(micrometres(resolution.y));
+    for (const int side : micrometres(bitmap.metadata().resolution))
+        out.u16be(static_cast<std::uint32_t>(side));
     out.u16be(static_cast<std::uint32_t>(bitmap.width()));
     out.u16be(static_cast<std::uint32_t>(bitmap.height()));
     if (colours > 0) put_palette(bitmap.palette(), colours, out);
@@ -391,10 +396,15 @@ void get_planes(const Bitmap& bitmap, int y, std::span<std::uint8_t> out) {
             out.back() &= static_cast<std::uint8_t>(0xFF00U >> used);
         return;
     }
-    std::ranges::fill(out, std::uint8_t{0});
-    for (std::size_t x = 0; x < row.size(); ++x) {
-        for (std::size_t plane = 0; plane * line < out.size(); ++plane)
-            out[plane * line + x / 8] |= static_cast<std::uint8_t>((row[x] >> plane & 1) << (7 - x % 8));
+    for (std::size_t i = 0; i < line; ++i) {
+        std::uint64_t eight = 0;  // pixels, the leftmost in the lowest byte
+        for (std::size_t x = i * 8; x < std::min(i * 8 + 8, row.size()); ++x)
+            eight |= std::uint64_t{row[x]} << (x % 8 * 8);
+        for (std::size_t plane = 0; plane * line < out.size(); ++plane) {
+            // The product brings the lowest bit of byte k to bit 63 - k.
+            const std::uint64_t bits = eight >> plane & 0x0101010101010101U;
+            out[plane * line + i] = static_cast<std::uint8_t>(bits * 0x8040201008040201U >> 56);
+        }
     }
 }
 
@@ -449,7 +459,7 @@ void pack_row(Bytes planes, std::size_t line, int copies, std::vector<std::uint8
 }
 
 Result<void> encode(const Bitmap& bitmap, ByteWriter& out, const WriteOptions& options) {
-    constexpr int kMostCopies = 255;
+    constexpr int kMostCopies = 255, kReport = 64;
     if (bitmap.width() > 0xFFFF || bitmap.height() > 0xFFFF)
         return Error{Fault::too_large, "width or height"};
     put_header(bitmap, out);
@@ -473,7 +483,7 @@ Result<void> encode(const Bitmap& bitmap, ByteWriter& out, const WriteOptions& o
         out.write(packed);
         row.swap(next);
         if (out.failed()) return Error{Fault::io, "pixels"};
-        if (options.progress && !options.progress(end, bitmap.height()))
+        if (end / kReport > y / kReport && options.progress && !options.progress(end, bitmap.height()))
             return Error{Fault::cancelled, "pixels"};
     }
     return {};

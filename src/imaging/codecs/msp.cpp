@@ -147,7 +147,9 @@ void put_header(const Bitmap& bitmap, ByteWriter& out) {
     words[kWidthAt] = bitmap.width();
     words[kHeightAt] = bitmap.height();
     for (std::size_t i = 0; i < kAspects; ++i) words[kAspectAt + i] = 1;
-    for (const int word : words) words[kSumAt] ^= word;
+    int sum = 0;
+    for (const int word : words) sum ^= word;
+    words[kSumAt] = sum;  // all words together give 0
     for (const int word : words) out.u16le(static_cast<std::uint32_t>(word));
 }
 
