@@ -14,7 +14,8 @@ using Bytes = std::vector<std::uint8_t>;
 constexpr Rgba kBlack{0, 0, 0, 255}, kWhite{255, 255, 255, 255};
 
 Bytes msp(int version, int width, int height, const Bytes& rest) {
-    Bytes file(32);
+    Bytes file(32 + rest.size());
+    std::ranges::copy(rest, file.begin() + 32);
     const std::string_view magic = version == 1 ? "DanM" : "LinS";
     std::copy(magic.begin(), magic.end(), file.begin());
     const auto put = [&](std::size_t word, int value) {
@@ -26,7 +27,6 @@ Bytes msp(int version, int width, int height, const Bytes& rest) {
     int sum = 0;
     for (std::size_t i = 0; i < 32; i += 2) sum ^= file[i] | file[i + 1] << 8;
     put(12, sum);
-    file.insert(file.end(), rest.begin(), rest.end());
     return file;
 }
 

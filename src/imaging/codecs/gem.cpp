@@ -352,8 +352,8 @@ bool needs_palette(const Bitmap& bitmap) { return bitmap.bits() > 1 || !InkRows:
 
 // The sides of a pixel; what readers would not believe is called unknown.
 std::array<int, 2> micrometres(const Resolution& resolution) {
-    constexpr double kMost = 65'535;
     const auto side = [](double dpi) {
+        constexpr double kMost = 65'535;
         return dpi > 0 ? static_cast<int>(std::min(std::round(kMicrometresPerInch / dpi), kMost)) : 0;
     };
     const int width = side(resolution.x), height = side(resolution.y);
