@@ -151,6 +151,14 @@ TEST(Gem, FindsTheColours) {
     }
 }
 
+TEST(Gem, SaysThatColoursAreOfAnotherModel) {
+    for (const int model : {0, 1}) {
+        const auto outcome = open(gem(1, 8, 1, tagged("XIMG", {model, 0, 0, 0, 1000, 1000, 1000}), {1}));
+        ASSERT_TRUE(outcome);
+        EXPECT_EQ(outcome->warnings.size(), static_cast<std::size_t>(model));
+    }
+}
+
 TEST(Gem, ReadsTrueColour) {
     Bytes planes;
     for (int plane = 0; plane < 15; ++plane) {

@@ -184,5 +184,26 @@ TEST(MacPaint, ReducesWhatDoesNotFit) {
     EXPECT_EQ(black, 288 * 360);
 }
 
+TEST(MacPaint, ReducedPicturesKeepTheirInk) {
+    constexpr Rgba kRed{255, 0, 0, 255}, kYellow{255, 255, 0, 255};
+    const std::vector<std::pair<Palette, bool>> cases{{{kBlack, kWhite}, true},
+                                                      {{kWhite, kBlack}, false},
+                                                      {{kRed, kYellow}, true},
+                                                      {{kYellow, kRed}, false}};
+    for (const auto& [palette, first_is_ink] : cases) {
+        Bitmap bitmap = *Bitmap::create(577, 721, 1, {});  // the first colour above, the second below
+        bitmap.set_palette(palette);
+        for (int y = 600; y < 721; ++y) std::ranges::fill(bitmap.writable_row(y), std::uint8_t{0xFF});
+        const auto back = open(written(bitmap));
+        ASSERT_TRUE(back);
+        EXPECT_EQ(back->bitmap.pixel(10, 10) == kBlack, first_is_ink);
+        EXPECT_EQ(back->bitmap.pixel(10, 700) == kBlack, !first_is_ink);
+    }
+    Bitmap blank = *Bitmap::create(2000, 2000, 1, {});
+    EXPECT_EQ(open(written(blank))->bitmap.pixel(100, 100), kBlack);
+    blank.set_palette({kWhite, kBlack});
+    EXPECT_EQ(open(written(blank))->bitmap.pixel(100, 100), kWhite);
+}
+
 }  // namespace
 }  // namespace quillmark::imaging

@@ -340,7 +340,9 @@ Result<Outcome> decode(ByteReader in, const ReadOptions& options, RowSink& sink)
     sink.begin(*bitmap);
     const auto rows = read_rows(reader, copies, header, *bitmap, sink);
     if (!rows) return rows.error();
-    return outcome_of(std::move(*bitmap), kFormat, *rows);
+    Outcome outcome = outcome_of(std::move(*bitmap), kFormat, *rows);
+    if (gem_has_other_model(file->head)) outcome.warnings.push_back("colour model");
+    return outcome;
 }
 
 // --- writing

@@ -132,6 +132,8 @@ bool gem_has_tag(Bytes header) {
     return tagged(header, "XIMG") || tagged(header, "STTT") || tagged(header, "TIMG");
 }
 
+bool gem_has_other_model(Bytes header) { return tagged(header, "XIMG") && word(header, kTagged - 2) != 0; }
+
 Palette gem_palette(Bytes header, int planes) {
     const auto stored = stored_palette(header, planes);
     const bool useless = !stored || stored->empty() ||
