@@ -112,11 +112,74 @@ std::vector<std::uint8_t> animated_gif() {
     return out.bytes();
 }
 
+std::vector<std::uint8_t> plain_msp() {
+    MemoryWriter out;
+    out.write(std::array<std::uint8_t, 4>{'D', 'a', 'n', 'M'});
+    out.u16le(kWidth);
+    out.u16le(kHeight);
+    out.zeros(24);
+    for (int i = 0; i < (kWidth + 7) / 8 * kHeight; ++i) out.u8(i * 37);
+    return out.bytes();
+}
+
+// Version 2 without a wrapper, rows of runs and plain bytes in turn.
+std::vector<std::uint8_t> bare_macpaint() {
+    constexpr int kRowBytes = 72, kRows = 720;
+    MemoryWriter out;
+    out.u32be(2);
+    for (int i = 0; i < 304; ++i) out.u8(i * 5);
+    out.zeros(204);
+    for (int y = 0; y < kRows; ++y) {
+        out.u8(257 - kRowBytes / 2);
+        out.u8(y);
+        out.u8(kRowBytes / 2 - 1);
+        for (int i = 0; i < kRowBytes / 2; ++i) out.u8(i * y);
+    }
+    return out.bytes();
+}
+
+// Rows that use every kind of packet; extension holds the words behind the fixed ones.
+std::vector<std::uint8_t> gem(int planes, int line_bytes, const std::vector<std::uint8_t>& extension) {
+    MemoryWriter out;
+    for (const int value :
+         {1, 8 + static_cast<int>(extension.size() / 2), planes, 3, 372, 372, kWidth, kHeight})
+        out.u16be(static_cast<std::uint32_t>(value));
+    out.write(extension);
+    for (int y = 0; y < kHeight; y += 2) {
+        for (const int value : {0, 0, 0xFF, 2}) out.u8(value);
+        for (int line = 0; line < (planes <= 15 ? planes : 1); ++line) {
+            int left = line_bytes;
+            for (; left >= 12; left -= 12) {
+                // a pattern, plain bytes, bytes of the row above, black and white
+                for (const int value : {0, 1, y, 7, 9, 0x80, 3, y, line, left, 0, 0, 2, 2, 0x81})
+                    out.u8(value);
+            }
+            if (left > 0) out.u8(left);
+        }
+    }
+    return out.bytes();
+}
+
+std::vector<Fixture> gem_fixtures() {
+    constexpr int kPlane = (kWidth + 7) / 8, kRounded = (kWidth + 15) / 16 * 16;
+    std::vector<std::uint8_t> atari{'S', 'T', 'T', 'T', 0, 16};
+    for (int i = 0; i < 16; ++i) atari.insert(atari.end(), {static_cast<std::uint8_t>(i), 0x7F});
+    return {{"4 planes, Atari's colours", gem(4, kPlane, atari)},
+            {"7 planes", gem(7, kPlane, {})},
+            {"15 planes", gem(15, kPlane, {'T', 'I', 'M', 'G', 0, 3, 0, 5, 0, 5, 0, 5})},
+            {"16 bits", gem(16, kWidth * 2, {})},
+            {"24 bits", gem(24, kRounded * 3, {})},
+            {"32 bits", gem(32, kWidth * 4, {})}};
+}
+
 std::vector<Fixture> handmade_fixtures(const Codec& codec) {
     const std::string id = codec_id(codec);
     if (id == "ico") return icon_fixtures(1);
     if (id == "cur") return icon_fixtures(2);
     if (id == "gif") return {{"two frames", animated_gif()}};
+    if (id == "msp") return {{"version 1", plain_msp()}};
+    if (id == "macpaint") return {{"without a wrapper", bare_macpaint()}};
+    if (id == "gem") return gem_fixtures();
     std::vector<Fixture> made;
     if (id == "dib") {
         for (const Fixture& bmp : fixtures_of("bmp"))

@@ -182,6 +182,31 @@ std::vector<std::uint8_t> icon(std::uint32_t side, std::uint32_t kind, std::uint
     return padded(out);
 }
 
+std::vector<std::uint8_t> msp(std::uint32_t side, std::string_view magic) {
+    MemoryWriter out;
+    text(out, magic);
+    out.u16le(side);
+    out.u16le(side);
+    return padded(out);
+}
+
+// Its size is fixed: the bomb is a wrapper that promises more data than there are.
+std::vector<std::uint8_t> macpaint() {
+    MemoryWriter out;
+    out.u16be(1);
+    out.zeros(63);
+    text(out, "PNTG");
+    out.zeros(14);
+    out.u32be(0xFFFFFFFF);
+    return padded(out);
+}
+
+std::vector<std::uint8_t> gem(std::uint32_t side, std::uint32_t planes) {
+    MemoryWriter out;
+    for (const std::uint32_t value : {1U, 8U, planes, 2U, 85U, 85U, side, side, 0xFFFFU}) out.u16be(value);
+    return padded(out);
+}
+
 }  // namespace
 
 std::vector<Bomb> bombs(std::uint32_t side) {
@@ -214,6 +239,12 @@ std::vector<Bomb> bombs(std::uint32_t side) {
         {"ico", "24 bits", icon(side, 1, 24)},
         {"ico", "1 bit", icon(side, 1, 1)},
         {"cur", "24 bits", icon(side, 2, 24)},
+        {"msp", "plain", msp(side, "DanM")},
+        {"msp", "packed", msp(side, "LinS")},
+        {"macpaint", "wrapped", macpaint()},
+        {"gem", "1 plane", gem(side, 1)},
+        {"gem", "8 planes", gem(side, 8)},
+        {"gem", "24 bits", gem(side, 24)},
     };
 }
 
