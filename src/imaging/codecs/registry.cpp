@@ -4,7 +4,7 @@
 namespace quillmark::imaging {
 namespace codecs {
 
-extern const Codec png, jpeg, gif, tiff, bmp, dcx, sunraster, ico, cur, pcx, tga, dib;
+extern const Codec png, jpeg, gif, tiff, bmp, dcx, sunraster, ico, cur, pcx, tga, dib, ioca;
 
 }  // namespace codecs
 
@@ -12,8 +12,9 @@ namespace {
 
 constexpr const Codec* kCodecs[] = {
     &codecs::png,       &codecs::jpeg, &codecs::gif, &codecs::tiff, &codecs::bmp, &codecs::dcx,
-    &codecs::sunraster, &codecs::ico,  &codecs::cur, &codecs::pcx,  // weak signatures from here on
-    &codecs::tga,       &codecs::dib,                               // none at all
+    &codecs::sunraster, &codecs::ioca, &codecs::ico, &codecs::cur,  &codecs::pcx,  // weak signatures from
+                                                                                   // here on
+    &codecs::tga,       &codecs::dib,                                              // none at all
 };
 
 }  // namespace
