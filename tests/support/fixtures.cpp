@@ -4,6 +4,7 @@
 #include <array>
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
 #include <iterator>
 
 #include "imaging/save.h"
@@ -112,10 +113,60 @@ std::vector<std::uint8_t> animated_gif() {
     return out.bytes();
 }
 
+// A document of two images, their data split inside of codes and field headers.
+std::vector<std::uint8_t> ioca_document(const std::vector<std::uint8_t>& segment) {
+    MemoryWriter out;
+    const auto field = [&](std::uint32_t id, std::span<const std::uint8_t> data) {
+        out.u8(0x5A);
+        out.u16be(static_cast<std::uint32_t>(data.size() + 8));
+        out.u8(0xD3);
+        out.u16be(id);
+        out.zeros(3);
+        out.write(data);
+    };
+    field(0xA8A8, {});
+    for (int image = 0; image < 2; ++image) {
+        field(0xA8FB, {});
+        field(0xA6FB, std::array<std::uint8_t, 9>{0, 0x0B, 0xB8, 0x0B, 0xB8, 0, kWidth, 0, kHeight});
+        const std::size_t half = segment.size() / 2;
+        field(0xEEFB, std::span{segment}.first(half));
+        field(0xEEFB, std::span{segment}.subspan(half));
+        field(0xA9FB, {});
+    }
+    field(0xA9A8, {});
+    return out.bytes();
+}
+
+// Two tiles: one of three 8-bit bands, one of packed bits.
+std::vector<std::uint8_t> ioca_tiles() {
+    MemoryWriter out;
+    const auto bytes = [&](std::initializer_list<int> values) {
+        for (const int value : values) out.u8(value);
+    };
+    bytes({0x70, 0, 0x91, 1, 0xFF, 0x94, 9, 0, 7, 0xD0, 7, 0xD0, 0, 16, 0, 4});
+    bytes({0x8C, 0, 0xB5, 8, 0, 0, 0, 0, 0, 0, 0, 0, 0xB6, 9, 0, 0, 0, 8, 0, 0, 0, 4, 1, 0x95, 2, 3, 1});
+    bytes({0x98, 4, 3, 8, 8, 8, 0x9B, 8, 0, 1, 0, 0, 0, 8, 8, 8});
+    for (int band = 1; band <= 3; ++band) {
+        bytes({0xFE, 0x9C, 0, 35, band, 0, 0});
+        for (int i = 0; i < 32; ++i) out.u8(i * 8 / band);
+    }
+    bytes({0x8D, 0, 0x8C, 0, 0xB5, 8, 0, 0, 0, 8, 0, 0, 0, 0, 0xB6, 9, 0, 0, 0, 8, 0, 0, 0, 4, 1});
+    bytes({0x95, 2, 3, 1, 0x96, 1, 1, 0xFE, 0x92, 0, 4, 0x0F, 0xF0, 0x55, 0xAA, 0x8D, 0, 0x93, 0, 0x71, 0});
+    return out.bytes();
+}
+
+std::vector<Fixture> ioca_fixtures() {
+    std::vector<Fixture> made{{"tiles and bands", ioca_tiles()}};
+    for (const Fixture& segment : fixtures_of("ioca"))
+        made.push_back({"document of " + segment.name, ioca_document(segment.bytes)});
+    return made;
+}
+
 std::vector<Fixture> handmade_fixtures(const Codec& codec) {
     const std::string id = codec_id(codec);
     if (id == "ico") return icon_fixtures(1);
     if (id == "cur") return icon_fixtures(2);
+    if (id == "ioca") return ioca_fixtures();
     if (id == "gif") return {{"two frames", animated_gif()}};
     std::vector<Fixture> made;
     if (id == "dib") {

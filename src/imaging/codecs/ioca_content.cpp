@@ -164,7 +164,7 @@ class Parser {
     // Only what no structure field has said: 24 bits without one can only be colour.
     static void sample_size(IocaSamples& samples, const Field& field) {
         const int bits = static_cast<int>(field.u8(0));
-        if (samples.count > 1 && bits == samples.pixel_bits()) return;
+        if (samples.count > 1 && (bits == samples.pixel_bits() || bits == samples.bits[0])) return;
         samples.colour = bits == 24 ? IocaColour::rgb : bits == 32 ? IocaColour::cmyk : IocaColour::gray;
         samples.count = samples_of(samples.colour);
         samples.bits = {};

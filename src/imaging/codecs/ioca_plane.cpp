@@ -42,6 +42,7 @@ std::size_t padded_bytes(int width) { return (static_cast<std::size_t>(width) + 
 struct FaxCount {
     int rows = 0, good = 0;
     bool stopped = false;
+    bool closed = false;  // the data end after the last row, and say so
 };
 
 // Decodes at most height rows; the count ends with the last good one.
@@ -53,27 +54,32 @@ FaxCount fax_rows(const IocaPlane& plane, int coded_width, int height, const Ioc
     FaxCount count;
     for (int y = 0; y < height; ++y) {
         const auto kind = decoder.next(pixels);
-        if (kind == fax::Decoder::Row::end) break;
+        if (kind == fax::Decoder::Row::end) return count;
         if (kind == fax::Decoder::Row::good) {
             ++count.good;
             count.rows = y + 1;
         }
         if (!row(y, pixels.data())) {
             count.stopped = true;
-            break;
+            return count;
         }
     }
+    count.closed = decoder.next(pixels) == fax::Decoder::Row::end;
     return count;
 }
 
-// Padded rows are coded with their padding, as the format wants it; some writers code the bare width.
+// Padded rows are coded with their padding, as the format wants it; some writers code the bare width. The
+// wrong one rarely decodes to the end, and never ends where the data do.
 int fax_width(const IocaPlane& plane, int height) {
     const int padded = (plane.width + 7) / 8 * 8;
     if (plane.encoding.rows == IocaRows::bit_stream || padded == plane.width) return plane.width;
-    const auto ignore = [](int, const std::uint8_t*) { return true; };
-    const int good = fax_rows(plane, padded, height, ignore).good;
-    if (good == height) return padded;
-    return fax_rows(plane, plane.width, height, ignore).good > good ? plane.width : padded;
+    const auto trial = [&](int width) {
+        return fax_rows(plane, width, height, [](int, const std::uint8_t*) { return true; });
+    };
+    const FaxCount wide = trial(padded);
+    if (wide.good == height && wide.closed) return padded;
+    const FaxCount bare = trial(plane.width);
+    return bare.good > wide.good || (bare.good == wide.good && bare.closed) ? plane.width : padded;
 }
 
 Result<IocaRowCount> read_fax(const IocaPlane& plane, const IocaRow& row) {
@@ -89,7 +95,7 @@ Result<IocaRowCount> read_fax(const IocaPlane& plane, const IocaRow& row) {
 // A run of white or black: the number of ones that lead says how many bits follow, and where they count from.
 // -1 ends the line.
 int next_run(fax::BitReader& bits) {
-    const int ones = std::countl_one(bits.peek(16));
+    const int ones = std::countl_one(bits.peek(32));
     const auto value = [&](int prefix, int size, int from) {
         bits.skip(prefix);
         const int run = from + static_cast<int>(bits.peek(size));
