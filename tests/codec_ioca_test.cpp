@@ -361,6 +361,14 @@ TEST(Ioca, SaysWhatIsDamagedOrNotSupported) {
               "malformed: no image in the document");
 }
 
+// Found by fuzzing: bands of grey under a structure that names three samples and gives sizes of none.
+TEST(Ioca, StructuresWithoutSizesSayNothing) {
+    const Bytes content = structure(0, 0x12, {}) + field(0x98, {1, 8}) + band(1, {7});
+    EXPECT_EQ(picture(open(segment(1, 1, content))), "070707 |");
+    const Bytes two = structure(0, 0x12, {8, 8}) + pixels({7, 7});
+    EXPECT_EQ(picture(open(segment(1, 1, two))), "malformed: samples of a pixel");
+}
+
 TEST(Ioca, PackedBytesMatchAKnownStream) {
     // 45 times A, then B: strings that grow by one, the last one cut by the end.
     Bytes stream;

@@ -175,17 +175,17 @@ class Parser {
     static void structure(IocaSamples& samples, const Field& field) {
         samples.inverted = (field.u8(0) & 0x80) != 0;
         samples.gray_coded = (field.u8(0) & 0x40) != 0;
-        samples.colour = colour_of(field.u8(1));
+        const IocaColour colour = colour_of(field.u8(1));
         std::array<int, 4> bits{};
         int count = 0;
-        while (count < samples_of(samples.colour) && field.u8(5 + static_cast<std::size_t>(count)) != 0) {
+        while (count < samples_of(colour) && field.u8(5 + static_cast<std::size_t>(count)) != 0) {
             const auto i = static_cast<std::size_t>(count++);
             bits[i] = static_cast<int>(field.u8(5 + i));
         }
         if (count == 0) return;
         samples.bits = bits;
         samples.count = count;
-        if (count == 1) samples.colour = IocaColour::gray;
+        samples.colour = count == 1 ? IocaColour::gray : colour;
     }
 
     void bands(IocaBlock& into, const Field& field) {
@@ -196,10 +196,10 @@ class Parser {
         }
         into.bands.resize(count);
         IocaSamples& samples = into.samples;
-        if (samples.count != static_cast<int>(count)) {
+        if (samples_of(samples.colour) != static_cast<int>(count)) {
             samples.colour = count == 1 ? IocaColour::gray : count == 3 ? IocaColour::rgb : IocaColour::cmyk;
-            samples.count = static_cast<int>(count);
         }
+        samples.count = static_cast<int>(count);
         samples.bits = {};
         for (std::size_t i = 0; i < count; ++i) samples.bits[i] = static_cast<int>(field.u8(1 + i));
     }
@@ -228,8 +228,9 @@ class Parser {
             return Error{Fault::malformed, "number of bands"};
         if (block.encoding.compression() == IocaCompression::jpeg) {
             samples.bits = {8, 8, 8, 8};
-            return {};
+            if (block.bands.empty()) return {};
         }
+        if (samples.count != samples_of(samples.colour)) return Error{Fault::malformed, "samples of a pixel"};
         for (int i = 0; i < samples.count; ++i) {
             const int bits = samples.bits[static_cast<std::size_t>(i)];
             if (bits < 1 || bits > 8) return Error{Fault::unsupported, "bits per sample"};
