@@ -131,7 +131,7 @@ class Parser {
             error_ = Error{Fault::too_large, "number of tiles"};
             return false;
         }
-        content_.tiled = in_tile_ = true;
+        content_.tiled = in_tile_ = content_seen_ = true;
         IocaBlock& tile = content_.blocks.emplace_back();
         tile.encoding = defaults_.encoding;
         tile.samples = defaults_.samples;

@@ -158,7 +158,7 @@ Result<IocaPages> bare_pages(ByteReader in, int wanted, const Limits& limits) {
             page.begin = at;
             inside = true;
         }
-        content = content || code == ioca_code::kBeginContent;
+        content = content || code == ioca_code::kBeginContent || code == ioca_code::kBeginTile;
         if (!whole) break;
         if (code == ioca_code::kEndSegment) close(in.position());
         // Some writers repeat the ends; anything else between two segments is none of theirs.
@@ -172,8 +172,10 @@ Result<IocaPages> bare_pages(ByteReader in, int wanted, const Limits& limits) {
 bool looks_like_segment(std::span<const std::uint8_t> head) {
     if (head.size() < 2 || head[0] != ioca_code::kBeginSegment || head[1] > 4) return false;
     const std::size_t at = std::size_t{2} + head[1];
-    return head.size() >= at + 3 && head[at] == ioca_code::kBeginContent && head[at + 1] == 1 &&
-           head[at + 2] == 0xFF;
+    if (head.size() < at + 3) return false;
+    if (head[at] == ioca_code::kBeginTile)
+        return head[at + 1] == 0 && head[at + 2] == ioca_code::kTilePosition;
+    return head[at] == ioca_code::kBeginContent && head[at + 1] == 1 && head[at + 2] == 0xFF;
 }
 
 bool looks_like_field(std::span<const std::uint8_t> head, std::size_t& size) {
@@ -193,7 +195,7 @@ bool looks_like_fields(std::span<const std::uint8_t> head) {
     if (!looks_like_field(head, size)) return false;
     if (size + kFieldHeader + 1 <= head.size()) return looks_like_field(head.subspan(size), second);
     const std::size_t shift = head[0] == kCarriageControl ? 1 : 0;
-    return head[shift + 3] == 0xA8;
+    return shift == 1 || head[shift + 3] == 0xA8;
 }
 
 }  // namespace

@@ -61,7 +61,9 @@ void unpack_scaled(const IocaSamples& samples, std::span<const int> bits, const 
 void copy_bits(const std::uint8_t* in, std::span<std::uint8_t> row, std::size_t x, std::size_t pixels) {
     const std::size_t shift = x % 8, bytes = (pixels + 7) / 8;
     std::uint8_t* out = row.data() + x / 8;
-    for (std::size_t i = 0; i < bytes; ++i) {
+    const std::size_t whole = shift == 0 ? pixels / 8 : 0;
+    std::memcpy(out, in, whole);
+    for (std::size_t i = whole; i < bytes; ++i) {
         const std::size_t left = pixels - i * 8;
         const unsigned mask = left >= 8 ? 0xFFU : 0xFF00U >> left & 0xFFU;
         const unsigned value = in[i] & mask;
