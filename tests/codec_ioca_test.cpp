@@ -326,6 +326,22 @@ TEST(Ioca, FindsEveryImageOfAFile) {
     }
 }
 
+TEST(Ioca, FixturesShowEveryCompression) {
+    const Codec* codec = codec_for_format(71);
+    int found = 0;
+    for (const auto& fixture : tests::all_fixtures(*codec, "")) {
+        const auto outcome = open(fixture.bytes);
+        ASSERT_TRUE(outcome) << fixture.name;
+        EXPECT_EQ(outcome->rows_shown, outcome->rows_declared) << fixture.name;
+        if (fixture.name == "compressions") {
+            EXPECT_EQ(picture(outcome), "########|########|########|########|");
+            ++found;
+        }
+        found += fixture.name.starts_with("JPEG bands");
+    }
+    EXPECT_EQ(found, 2);
+}
+
 TEST(Ioca, SaysWhatIsDamagedOrNotSupported) {
     const auto cut = open(segment(8, 4, pixels({1, 2})));
     ASSERT_TRUE(cut);

@@ -155,8 +155,59 @@ std::vector<std::uint8_t> ioca_tiles() {
     return out.bytes();
 }
 
+// Tiles of 8 by 1 black pixels, each in another compression: PackBits, LZW, run lines, one colour.
+std::vector<std::uint8_t> ioca_compressions() {
+    MemoryWriter out;
+    const std::vector<std::vector<std::uint8_t>> tiles{{0x0C, 0xFE, 0x92, 0, 2, 0, 0xFF},
+                                                       {0x0D, 0xFE, 0x92, 0, 4, 0x80, 0x3F, 0xE0, 0x20},
+                                                       {0x06, 0xFE, 0x92, 0, 7, 0, 1, 0, 3, 0xFE, 0x7F, 0xF0},
+                                                       {0x20}};
+    out.write(std::array<std::uint8_t, 16>{0x70, 0, 0x91, 1, 0xFF, 0x94, 9, 0, 7, 0xD0, 7, 0xD0, 0, 8, 0, 4});
+    for (std::size_t y = 0; y < tiles.size(); ++y) {
+        out.write(std::array<std::uint8_t, 11>{0x8C, 0, 0xB5, 8, 0, 0, 0, 0, 0, 0, 0});
+        out.u8(static_cast<int>(y));
+        out.write(std::array<std::uint8_t, 11>{0xB6, 9, 0, 0, 0, 8, 0, 0, 0, 1, 1});
+        out.write(std::array<std::uint8_t, 3>{0x96, 1, 1});
+        out.write(std::array<std::uint8_t, 5>{0x95, 3, tiles[y][0], 1, 0});
+        out.write(std::span{tiles[y]}.subspan(1));
+        out.write(std::array<std::uint8_t, 2>{0x8D, 0});
+    }
+    out.write(std::array<std::uint8_t, 4>{0x93, 0, 0x71, 0});
+    return out.bytes();
+}
+
+// JPEG data as they are, or four times as the bands of one tile.
+std::vector<std::uint8_t> ioca_jpeg(const std::vector<std::uint8_t>& jpeg, bool bands) {
+    MemoryWriter out;
+    const auto data = [&](int code, std::initializer_list<int> header) {
+        out.u8(0xFE);
+        out.u8(code);
+        out.u16be(static_cast<std::uint32_t>(jpeg.size() + header.size()));
+        for (const int value : header) out.u8(value);
+        out.write(jpeg);
+    };
+    out.write(std::array<std::uint8_t, 12>{0x70, 0, 0x91, 1, 0xFF, 0x94, 9, 0, 7, 0xD0, 7, 0xD0});
+    out.write(std::array<std::uint8_t, 8>{0, kWidth, 0, kHeight, 0x95, 2, 0x83, 0xFE});
+    if (bands) {
+        out.write(std::array<std::uint8_t, 12>{0x8C, 0, 0xB5, 8, 0, 0, 0, 0, 0, 0, 0, 0});
+        out.write(std::array<std::uint8_t, 11>{0xB6, 9, 0, 0, 0, kWidth, 0, 0, 0, kHeight, 1});
+        out.write(std::array<std::uint8_t, 7>{0x98, 5, 4, 8, 8, 8, 8});
+        for (int band = 1; band <= 4; ++band) data(0x9C, {band, 0, 0});
+        out.write(std::array<std::uint8_t, 2>{0x8D, 0});
+    } else {
+        data(0x92, {});
+    }
+    out.write(std::array<std::uint8_t, 4>{0x93, 0, 0x71, 0});
+    return out.bytes();
+}
+
 std::vector<Fixture> ioca_fixtures() {
-    std::vector<Fixture> made{{"tiles and bands", ioca_tiles()}};
+    std::vector<Fixture> made{{"tiles and bands", ioca_tiles()}, {"compressions", ioca_compressions()}};
+    for (const Fixture& jpeg : fixtures_of("jpeg")) {
+        made.push_back({"JPEG, " + jpeg.name, ioca_jpeg(jpeg.bytes, false)});
+        if (jpeg.name.ends_with(" 8 bits"))
+            made.push_back({"JPEG bands, " + jpeg.name, ioca_jpeg(jpeg.bytes, true)});
+    }
     for (const Fixture& segment : fixtures_of("ioca"))
         made.push_back({"document of " + segment.name, ioca_document(segment.bytes)});
     return made;
