@@ -1,3 +1,4 @@
+// From packed samples to the pixels of the bitmap.
 #include "imaging/codecs/ioca_painter.h"
 
 #include <algorithm>
