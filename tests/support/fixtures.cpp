@@ -4,6 +4,7 @@
 #include <array>
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
 #include <iterator>
 
 #include "imaging/save.h"
@@ -172,10 +173,111 @@ std::vector<Fixture> gem_fixtures() {
             {"32 bits", gem(32, kWidth * 4, {})}};
 }
 
+// A document of two images, their data split inside of codes and field headers.
+std::vector<std::uint8_t> ioca_document(const std::vector<std::uint8_t>& segment) {
+    MemoryWriter out;
+    const auto field = [&](std::uint32_t id, std::span<const std::uint8_t> data) {
+        out.u8(0x5A);
+        out.u16be(static_cast<std::uint32_t>(data.size() + 8));
+        out.u8(0xD3);
+        out.u16be(id);
+        out.zeros(3);
+        out.write(data);
+    };
+    field(0xA8A8, {});
+    for (int image = 0; image < 2; ++image) {
+        field(0xA8FB, {});
+        field(0xA6FB, std::array<std::uint8_t, 9>{0, 0x0B, 0xB8, 0x0B, 0xB8, 0, kWidth, 0, kHeight});
+        const std::size_t half = segment.size() / 2;
+        field(0xEEFB, std::span{segment}.first(half));
+        field(0xEEFB, std::span{segment}.subspan(half));
+        field(0xA9FB, {});
+    }
+    field(0xA9A8, {});
+    return out.bytes();
+}
+
+// Two tiles: one of three 8-bit bands, one of packed bits.
+std::vector<std::uint8_t> ioca_tiles() {
+    MemoryWriter out;
+    const auto bytes = [&](std::initializer_list<int> values) {
+        for (const int value : values) out.u8(value);
+    };
+    bytes({0x70, 0, 0x91, 1, 0xFF, 0x94, 9, 0, 7, 0xD0, 7, 0xD0, 0, 16, 0, 4});
+    bytes({0x8C, 0, 0xB5, 8, 0, 0, 0, 0, 0, 0, 0, 0, 0xB6, 9, 0, 0, 0, 8, 0, 0, 0, 4, 1, 0x95, 2, 3, 1});
+    bytes({0x98, 4, 3, 8, 8, 8, 0x9B, 8, 0, 1, 0, 0, 0, 8, 8, 8});
+    for (int band = 1; band <= 3; ++band) {
+        bytes({0xFE, 0x9C, 0, 35, band, 0, 0});
+        for (int i = 0; i < 32; ++i) out.u8(i * 8 / band);
+    }
+    bytes({0x8D, 0, 0x8C, 0, 0xB5, 8, 0, 0, 0, 8, 0, 0, 0, 0, 0xB6, 9, 0, 0, 0, 8, 0, 0, 0, 4, 1});
+    bytes({0x95, 2, 3, 1, 0x96, 1, 1, 0xFE, 0x92, 0, 4, 0x0F, 0xF0, 0x55, 0xAA, 0x8D, 0, 0x93, 0, 0x71, 0});
+    return out.bytes();
+}
+
+// Tiles of 8 by 1 black pixels, each in another compression: PackBits, LZW, run lines, one colour.
+std::vector<std::uint8_t> ioca_compressions() {
+    MemoryWriter out;
+    const std::vector<std::vector<std::uint8_t>> tiles{{0x0C, 0xFE, 0x92, 0, 2, 0, 0xFF},
+                                                       {0x0D, 0xFE, 0x92, 0, 4, 0x80, 0x3F, 0xE0, 0x20},
+                                                       {0x06, 0xFE, 0x92, 0, 7, 0, 1, 0, 3, 0xFE, 0x7F, 0xF0},
+                                                       {0x20}};
+    out.write(std::array<std::uint8_t, 16>{0x70, 0, 0x91, 1, 0xFF, 0x94, 9, 0, 7, 0xD0, 7, 0xD0, 0, 8, 0, 4});
+    for (std::size_t y = 0; y < tiles.size(); ++y) {
+        out.write(std::array<std::uint8_t, 11>{0x8C, 0, 0xB5, 8, 0, 0, 0, 0, 0, 0, 0});
+        out.u8(static_cast<int>(y));
+        out.write(std::array<std::uint8_t, 11>{0xB6, 9, 0, 0, 0, 8, 0, 0, 0, 1, 1});
+        out.write(std::array<std::uint8_t, 3>{0x96, 1, 1});
+        out.write(std::array<std::uint8_t, 5>{0x95, 3, tiles[y][0], 1, 0});
+        out.write(std::span{tiles[y]}.subspan(1));
+        out.write(std::array<std::uint8_t, 2>{0x8D, 0});
+    }
+    out.write(std::array<std::uint8_t, 4>{0x93, 0, 0x71, 0});
+    return out.bytes();
+}
+
+// JPEG data as they are, or four times as the bands of one tile.
+std::vector<std::uint8_t> ioca_jpeg(const std::vector<std::uint8_t>& jpeg, bool bands) {
+    MemoryWriter out;
+    const auto data = [&](int code, std::initializer_list<int> header) {
+        out.u8(0xFE);
+        out.u8(code);
+        out.u16be(static_cast<std::uint32_t>(jpeg.size() + header.size()));
+        for (const int value : header) out.u8(value);
+        out.write(jpeg);
+    };
+    out.write(std::array<std::uint8_t, 12>{0x70, 0, 0x91, 1, 0xFF, 0x94, 9, 0, 7, 0xD0, 7, 0xD0});
+    out.write(std::array<std::uint8_t, 8>{0, kWidth, 0, kHeight, 0x95, 2, 0x83, 0xFE});
+    if (bands) {
+        out.write(std::array<std::uint8_t, 12>{0x8C, 0, 0xB5, 8, 0, 0, 0, 0, 0, 0, 0, 0});
+        out.write(std::array<std::uint8_t, 11>{0xB6, 9, 0, 0, 0, kWidth, 0, 0, 0, kHeight, 1});
+        out.write(std::array<std::uint8_t, 7>{0x98, 5, 4, 8, 8, 8, 8});
+        for (int band = 1; band <= 4; ++band) data(0x9C, {band, 0, 0});
+        out.write(std::array<std::uint8_t, 2>{0x8D, 0});
+    } else {
+        data(0x92, {});
+    }
+    out.write(std::array<std::uint8_t, 4>{0x93, 0, 0x71, 0});
+    return out.bytes();
+}
+
+std::vector<Fixture> ioca_fixtures() {
+    std::vector<Fixture> made{{"tiles and bands", ioca_tiles()}, {"compressions", ioca_compressions()}};
+    for (const Fixture& jpeg : fixtures_of("jpeg")) {
+        made.push_back({"JPEG, " + jpeg.name, ioca_jpeg(jpeg.bytes, false)});
+        if (jpeg.name.ends_with(" 8 bits"))
+            made.push_back({"JPEG bands, " + jpeg.name, ioca_jpeg(jpeg.bytes, true)});
+    }
+    for (const Fixture& segment : fixtures_of("ioca"))
+        made.push_back({"document of " + segment.name, ioca_document(segment.bytes)});
+    return made;
+}
+
 std::vector<Fixture> handmade_fixtures(const Codec& codec) {
     const std::string id = codec_id(codec);
     if (id == "ico") return icon_fixtures(1);
     if (id == "cur") return icon_fixtures(2);
+    if (id == "ioca") return ioca_fixtures();
     if (id == "gif") return {{"two frames", animated_gif()}};
     if (id == "msp") return {{"version 1", plain_msp()}};
     if (id == "macpaint") return {{"without a wrapper", bare_macpaint()}};

@@ -207,6 +207,33 @@ std::vector<std::uint8_t> gem(std::uint32_t side, std::uint32_t planes) {
     return padded(out);
 }
 
+// A bare segment, or a tile of one.
+std::vector<std::uint8_t> ioca(std::uint32_t side, int compression, int bits, bool tile) {
+    MemoryWriter out;
+    for (const int value : {0x70, 0, 0x91, 1, 0xFF, 0x94, 9, 0, 7, 0xD0, 7, 0xD0}) out.u8(value);
+    out.u16be(side);
+    out.u16be(side);
+    if (tile) {
+        for (const int value : {0x8C, 0, 0xB5, 8, 0, 0, 0, 0, 0, 0, 0, 0, 0xB6, 9}) out.u8(value);
+        out.u32be(side);
+        out.u32be(side);
+        out.u8(1);
+    }
+    for (const int value : {0x95, 2, compression, 1, 0x96, 1, bits, 0xFE, 0x92, 0, 120}) out.u8(value);
+    return padded(out);
+}
+
+// The same inside of structured fields.
+std::vector<std::uint8_t> ioca_document(std::uint32_t side) {
+    MemoryWriter out;
+    const auto image = ioca(side, 0x82, 1, false);
+    for (const int value : {0, 8, 0xD3, 0xA8, 0xFB, 0, 0, 0}) out.u8(value);
+    out.u16be(static_cast<std::uint32_t>(image.size() + 8));
+    for (const int value : {0xD3, 0xEE, 0xFB, 0, 0, 0}) out.u8(value);
+    out.write(image);
+    return out.bytes();
+}
+
 }  // namespace
 
 std::vector<Bomb> bombs(std::uint32_t side) {
@@ -236,6 +263,16 @@ std::vector<Bomb> bombs(std::uint32_t side) {
         {"sunraster", "24 bits", sun(side, 24, 1)},
         {"sunraster", "RLE", sun(side, 8, 2)},
         {"sunraster", "1 bit", sun(side, 1, 1)},
+        {"ioca", "1 bit", ioca(side, 3, 1, false)},
+        {"ioca", "RGB", ioca(side, 3, 24, false)},
+        {"ioca", "LZW", ioca(side, 13, 24, false)},
+        {"ioca", "PackBits", ioca(side, 12, 8, false)},
+        {"ioca", "G3", ioca(side, 0x80, 1, false)},
+        {"ioca", "G4", ioca(side, 0x82, 1, false)},
+        {"ioca", "solid", ioca(side, 0x20, 24, false)},
+        {"ioca", "RGB tile", ioca(side, 3, 24, true)},
+        {"ioca", "solid tile", ioca(side, 0x20, 24, true)},
+        {"ioca", "in a document", ioca_document(side)},
         {"ico", "24 bits", icon(side, 1, 24)},
         {"ico", "1 bit", icon(side, 1, 1)},
         {"cur", "24 bits", icon(side, 2, 24)},

@@ -214,7 +214,7 @@ int Decoder::skip_end_of_lines(bool& one_dimensional) {
     int codes = 0;
     while (take_end_of_line()) {
         ++codes;
-        if (layout_.coding != Coding::group3_2d) continue;
+        if (layout_.coding != Coding::group3_2d && layout_.coding != Coding::ibm_mmr) continue;
         one_dimensional = bits_.peek(1) != 0;
         bits_.skip(1);
     }
@@ -236,6 +236,12 @@ bool Decoder::framing(bool& one_dimensional) {
             if (codes > 1 && started_) return false;  // several in a row close the page
             break;
         }
+        case Coding::ibm_mmr: {
+            bool tag = false;  // says what the row's place says already
+            if (skip_end_of_lines(tag) > 1 && started_) return false;
+            one_dimensional = !started_;
+            break;
+        }
     }
     return !bits_.at_end();
 }
@@ -244,6 +250,7 @@ Decoder::Row Decoder::damaged(std::span<std::uint8_t> row) {
     ++damaged_;
     switch (layout_.coding) {
         case Coding::rows:
+        case Coding::ibm_mmr:
         case Coding::group4: ended_ = true; break;  // nothing marks where the next row begins
         case Coding::aligned_rows: bits_.skip(1); break;
         case Coding::group3:

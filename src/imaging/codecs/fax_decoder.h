@@ -16,6 +16,7 @@ enum class Coding : std::uint8_t {
     group3,        ///< end-of-line codes, one-dimensional rows
     group3_2d,     ///< end-of-line codes with a tag bit, rows of either kind
     group4,        ///< two-dimensional rows only
+    ibm_mmr,       ///< one one-dimensional row, then two-dimensional ones; end-of-line codes may frame it
 };
 
 struct Layout {

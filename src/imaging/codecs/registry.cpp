@@ -4,17 +4,17 @@
 namespace quillmark::imaging {
 namespace codecs {
 
-extern const Codec png, jpeg, gif, tiff, bmp, dcx, sunraster, ico, cur, msp, pcx, tga, macpaint, gem, dib;
+extern const Codec png, jpeg, gif, tiff, bmp, dcx, sunraster, ico, cur, msp, pcx, tga, macpaint, gem, dib,
+    ioca;
 
 }  // namespace codecs
 
 namespace {
 
 constexpr const Codec* kCodecs[] = {
-    &codecs::png, &codecs::jpeg,      &codecs::gif, &codecs::tiff, &codecs::bmp,
-    &codecs::dcx, &codecs::sunraster, &codecs::ico, &codecs::cur,  &codecs::msp,
-    &codecs::pcx,                                                  // weak signatures from here on
-    &codecs::tga, &codecs::macpaint,  &codecs::gem, &codecs::dib,  // none at all
+    &codecs::png,       &codecs::jpeg,     &codecs::gif, &codecs::tiff, &codecs::bmp, &codecs::dcx,
+    &codecs::sunraster, &codecs::ioca,     &codecs::ico, &codecs::cur,  &codecs::msp, &codecs::pcx,
+    &codecs::tga,       &codecs::macpaint, &codecs::gem, &codecs::dib,
 };
 
 }  // namespace
