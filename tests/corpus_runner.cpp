@@ -33,7 +33,7 @@ using quillmark::tests::RgbaPicture;
 
 /// The corpus's names of the formats that we read.
 constexpr std::string_view kFormats[] = {"bmp", "png", "jpeg", "gif", "tiff",
-                                         "pcx", "tga", "ico",  "cur", "sunraster"};
+                                         "pcx", "tga", "ico",  "cur", "sunraster", "psd", "pict"};
 
 constexpr int kTolerance = 2;  // per channel, for what is not bit-exact by nature
 constexpr unsigned kSeconds = 20;

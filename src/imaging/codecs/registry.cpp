@@ -4,16 +4,17 @@
 namespace quillmark::imaging {
 namespace codecs {
 
-extern const Codec png, jpeg, gif, tiff, bmp, dcx, sunraster, ico, cur, pcx, tga, dib;
+extern const Codec png, jpeg, gif, tiff, bmp, dcx, sunraster, ico, cur, pcx, tga, dib, psd;
 
 }  // namespace codecs
 
 namespace {
 
 constexpr const Codec* kCodecs[] = {
-    &codecs::png,       &codecs::jpeg, &codecs::gif, &codecs::tiff, &codecs::bmp, &codecs::dcx,
-    &codecs::sunraster, &codecs::ico,  &codecs::cur, &codecs::pcx,  // weak signatures from here on
-    &codecs::tga,       &codecs::dib,                               // none at all
+    &codecs::png, &codecs::jpeg,      &codecs::gif, &codecs::tiff, &codecs::bmp, &codecs::psd,
+    &codecs::dcx, &codecs::sunraster, &codecs::ico, &codecs::cur,  &codecs::pcx,  // weak signatures from here
+                                                                                  // on
+    &codecs::tga, &codecs::dib,                                                   // none at all
 };
 
 }  // namespace
