@@ -49,7 +49,7 @@ Result<ImageInfo> info(ByteReader in, const ReadOptions& options) {
 // --- rows: planes to pixels
 // ------------------------------------------------------------------------------------
 
-using Planes = std::array<const std::uint8_t*, 4>;
+using Planes = std::array<const std::uint8_t*, 5>;
 using Convert = void (*)(const Planes& in, std::span<std::uint8_t> out);
 
 void copy_bits(const Planes& in, std::span<std::uint8_t> out) { std::memcpy(out.data(), in[0], out.size()); }
@@ -145,7 +145,7 @@ void lab16(const Planes& in, std::span<std::uint8_t> out) {
 
 Convert converter_for(const PsdFile& file) {
     const bool deep = file.depth == 16;
-    if (file.planes() == 1) return file.depth == 32 ? from_floats<1> : deep ? gray16 : copy_bits;
+    if (file.colours() == 1) return file.depth == 32 ? from_floats<1> : deep ? gray16 : copy_bits;
     switch (file.mode) {
         case PsdMode::cmyk: return deep ? cmyk<2> : cmyk<1>;
         case PsdMode::lab: return deep ? lab16 : lab8;
@@ -158,6 +158,28 @@ Convert converter_for(const PsdFile& file) {
 // --- decoding
 // --------------------------------------------------------------------------------------------------
 
+// Colours as a row without alpha (greys, deep greys or RGB), and the alpha channel's samples of depth bits.
+void join_alpha(std::span<const std::uint8_t> colours, const std::uint8_t* alpha, int depth,
+                std::span<std::uint8_t> out) {
+    const std::size_t width = out.size() / 4, bytes = colours.size() / width;
+    for (std::size_t x = 0; x < width; ++x) {
+        if (bytes == 2) {
+            std::uint16_t level;
+            std::memcpy(&level, &colours[x * 2], 2);
+            out[x * 4] = out[x * 4 + 1] = out[x * 4 + 2] = static_cast<std::uint8_t>(level >> 8);
+        } else {
+            for (std::size_t c = 0; c < 3; ++c) out[x * 4 + c] = colours[x * bytes + (bytes == 3 ? c : 0)];
+        }
+        if (depth == 32) {
+            const float share = float_at(alpha + x * 4);
+            out[x * 4 + 3] =
+                static_cast<std::uint8_t>((share > 0 ? std::min(share, 1.0F) : 0.0F) * 255 + 0.5F);
+        } else {
+            out[x * 4 + 3] = alpha[x * static_cast<std::size_t>(depth / 8)];
+        }
+    }
+}
+
 // Rows [first, last), chunk by chunk. False when reading failed.
 bool decode_band(const PsdFile& file, const PsdPlanes& planes, Convert convert, Bitmap& bitmap, int first,
                  int last) {
@@ -166,6 +188,8 @@ bool decode_band(const PsdFile& file, const PsdPlanes& planes, Convert convert, 
     const auto count = static_cast<std::size_t>(file.planes());
     const int step = static_cast<int>(std::clamp<std::size_t>(kChunk / (row_bytes * count), 1, 256));
     std::vector<std::uint8_t> own(planes.direct() ? 0 : row_bytes * count * static_cast<std::size_t>(step));
+    const int bytes = file.colours() == 1 ? (file.depth == 16 ? 2 : 1) : 3;
+    std::vector<std::uint8_t> colours(file.alpha ? static_cast<std::size_t>(file.width * bytes) : 0);
     for (int y = first; y < last; y += step) {
         const int end = std::min(y + step, last);
         Planes at{};
@@ -175,7 +199,12 @@ bool decode_band(const PsdFile& file, const PsdPlanes& planes, Convert convert, 
             if (!at[c]) return false;
         }
         for (int row = y; row < end; ++row) {
-            convert(at, bitmap.writable_row(row));
+            if (file.alpha) {
+                convert(at, colours);
+                join_alpha(colours, at[count - 1], file.depth, bitmap.writable_row(row));
+            } else {
+                convert(at, bitmap.writable_row(row));
+            }
             for (std::size_t c = 0; c < count; ++c) at[c] += row_bytes;
         }
     }

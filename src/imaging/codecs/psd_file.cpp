@@ -30,7 +30,7 @@ Result<void> check_variant(const PsdFile& file) {
             break;
         default: return Error{Fault::malformed, "colour mode"};
     }
-    if (file.channels < file.planes()) return Error{Fault::malformed, "channels"};
+    if (file.channels < file.colours()) return Error{Fault::malformed, "channels"};
     return {};
 }
 
@@ -132,9 +132,27 @@ void read_resources(const ByteReader& file_bytes, std::int64_t begin, std::int64
     }
 }
 
+// The first word of the list of layers: how many there are, negative when the first channel behind the
+// colours is the merged picture's transparency. Deep documents keep the list in a tagged block of its own.
+int layer_count(ByteReader in, bool wide) {
+    const auto length = [&] { return wide ? in.u64be() : in.u32be(); };
+    if (length() > 0) return in.i16be();
+    in.skip(in.u32be());  // the mask that all layers share
+    constexpr std::uint32_t kLr16 = 0x4C723136, kLr32 = 0x4C723332;
+    in.skip(4);
+    const std::uint32_t tag = in.u32be();
+    if (tag != kLr16 && tag != kLr32) return 0;
+    return length() > 0 ? in.i16be() : 0;
+}
+
+bool can_hold_alpha(const PsdFile& file) {
+    return file.depth > 1 && file.mode != PsdMode::indexed && file.mode != PsdMode::channels &&
+           file.channels > file.colours();
+}
+
 }  // namespace
 
-int PsdFile::planes() const {
+int PsdFile::colours() const {
     switch (mode) {
         case PsdMode::rgb:
         case PsdMode::lab: return 3;
@@ -146,7 +164,8 @@ int PsdFile::planes() const {
 
 int PsdFile::bits() const {
     if (depth == 1) return 1;
-    if (planes() > 1) return 24;
+    if (alpha) return 32;
+    if (colours() > 1) return 24;
     return depth == 16 ? 16 : 8;
 }
 
@@ -170,7 +189,13 @@ Result<PsdFile> read_psd(ByteReader& in, const Limits& limits) {
     const std::uint64_t layers = file.version == 2 ? in.u64be() : in.u32be();
     if (in.failed() || layers > static_cast<std::uint64_t>(in.remaining()))
         return Error{Fault::truncated, "layers"};
-    in.skip(static_cast<std::int64_t>(layers));
+    const auto list = static_cast<std::int64_t>(layers);
+    file.alpha = can_hold_alpha(file) && layer_count(in.sub(in.position(), list), file.version == 2) < 0;
+    if (file.alpha) {
+        const auto size = Bitmap::check_size(file.width, file.height, file.bits(), limits);
+        if (!size) return size.error();
+    }
+    in.skip(list);
     const unsigned packing = in.u16be();
     if (in.failed()) return Error{Fault::truncated, "pixels"};
     if (packing > 3) return Error{Fault::malformed, "compression"};

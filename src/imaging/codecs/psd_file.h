@@ -45,8 +45,11 @@ struct PsdFile {
     bool merged = true;          ///< false: the merged picture is a blank stand-in for layers
     std::int64_t pixels_at = 0;  ///< behind the packing word
 
-    int planes() const;  ///< channels that make up the picture; the others are masks
-    int bits() const;    ///< as the image is loaded
+    bool alpha = false;  ///< the channel behind the colours is the picture's transparency
+
+    int colours() const;  ///< channels that make up the colour; the others are masks
+    int planes() const { return colours() + (alpha ? 1 : 0); }  ///< channels that are read
+    int bits() const;                                           ///< as the image is loaded
     std::size_t row_bytes() const { return static_cast<std::size_t>((std::int64_t{width} * depth + 7) / 8); }
 };
 
