@@ -4,15 +4,15 @@
 namespace quillmark::imaging {
 namespace codecs {
 
-extern const Codec png, jpeg, gif, tiff, bmp, dcx, sunraster, ico, cur, pcx, tga, dib, psd;
+extern const Codec png, jpeg, gif, tiff, bmp, dcx, sunraster, ico, cur, pcx, tga, dib, psd, pict;
 
 }  // namespace codecs
 
 namespace {
 
 constexpr const Codec* kCodecs[] = {
-    &codecs::png, &codecs::jpeg,      &codecs::gif, &codecs::tiff, &codecs::bmp, &codecs::psd,
-    &codecs::dcx, &codecs::sunraster, &codecs::ico, &codecs::cur,  &codecs::pcx,  // weak signatures from here
+    &codecs::png, &codecs::jpeg, &codecs::gif, &codecs::tiff, &codecs::bmp, &codecs::psd, &codecs::dcx,
+    &codecs::sunraster, &codecs::pict, &codecs::ico, &codecs::cur, &codecs::pcx,  // weak signatures from here
                                                                                   // on
     &codecs::tga, &codecs::dib,                                                   // none at all
 };
