@@ -1,5 +1,6 @@
 #include "support/hostile_headers.h"
 
+#include <algorithm>
 #include <array>
 
 #include "imaging/output.h"
@@ -182,6 +183,53 @@ std::vector<std::uint8_t> icon(std::uint32_t side, std::uint32_t kind, std::uint
     return padded(out);
 }
 
+std::vector<std::uint8_t> psd(std::uint32_t side, std::uint32_t depth, std::uint32_t mode,
+                              std::uint32_t packing) {
+    MemoryWriter out;
+    text(out, "8BPS");
+    out.u16be(1);
+    out.zeros(6);
+    out.u16be(mode == 3 ? 3 : 1);
+    out.u32be(side);
+    out.u32be(side);
+    out.u16be(depth);
+    out.u16be(mode);
+    out.zeros(12);  // no colours, resources, layers
+    out.u16be(packing);
+    return padded(out);
+}
+
+// A raster without the application's 512 bytes in front. Sides have 15 bits.
+std::vector<std::uint8_t> pict(std::uint32_t side, std::uint32_t depth) {
+    MemoryWriter out;
+    const std::uint32_t length = std::min(side, depth == 32 ? 8'000U : 32'000U);
+    const auto rectangle = [&] {
+        out.u32be(0);
+        out.u16be(length);
+        out.u16be(length);
+    };
+    out.u16be(0);
+    rectangle();
+    out.u32be(0x001102FF);
+    out.u16be(depth == 32 ? 0x9A : 0x98);
+    if (depth == 32) out.u32be(0xFF);
+    out.u16be(depth == 1 ? length / 8 : (length * depth / 8) | 0x8000);
+    rectangle();
+    if (depth > 1) {
+        out.u16be(0);
+        out.u16be(depth == 32 ? 4 : 0);
+        out.zeros(12);
+        for (const std::uint32_t value : {depth == 32 ? 16U : 0U, depth, depth == 32 ? 3U : 1U, 8U})
+            out.u16be(value);
+        out.zeros(12);
+        if (depth < 32) out.zeros(16);
+    }
+    rectangle();
+    rectangle();
+    out.u16be(0);
+    return padded(out);
+}
+
 }  // namespace
 
 std::vector<Bomb> bombs(std::uint32_t side) {
@@ -214,6 +262,13 @@ std::vector<Bomb> bombs(std::uint32_t side) {
         {"ico", "24 bits", icon(side, 1, 24)},
         {"ico", "1 bit", icon(side, 1, 1)},
         {"cur", "24 bits", icon(side, 2, 24)},
+        {"psd", "RGB", psd(side, 8, 3, 0)},
+        {"psd", "RLE", psd(side, 8, 3, 1)},
+        {"psd", "ZIP", psd(side, 16, 3, 3)},
+        {"psd", "1 bit", psd(side, 1, 0, 0)},
+        {"pict", "24 bits", pict(side, 32)},
+        {"pict", "8 bits", pict(side, 8)},
+        {"pict", "1 bit", pict(side, 1)},
     };
 }
 

@@ -10,11 +10,12 @@ extern const Codec png, jpeg, gif, tiff, bmp, dcx, sunraster, ico, cur, pcx, tga
 
 namespace {
 
-constexpr const Codec* kCodecs[] = {
-    &codecs::png, &codecs::jpeg, &codecs::gif, &codecs::tiff, &codecs::bmp, &codecs::psd, &codecs::dcx,
-    &codecs::sunraster, &codecs::pict, &codecs::ico, &codecs::cur, &codecs::pcx,  // weak signatures from here
-                                                                                  // on
-    &codecs::tga, &codecs::dib,                                                   // none at all
+constexpr const Codec* kCodecs[] =
+    {
+        &codecs::png,  &codecs::jpeg, &codecs::gif, &codecs::tiff,
+        &codecs::bmp,  &codecs::psd,  &codecs::dcx, &codecs::sunraster,
+        &codecs::pict, &codecs::ico,  &codecs::cur, &codecs::pcx,  // weak signatures from here on
+        &codecs::tga,  &codecs::dib,                               // none at all
 };
 
 }  // namespace
