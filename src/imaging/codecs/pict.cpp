@@ -1,4 +1,4 @@
-// Macintosh pictures, versions 1 and 2: the rasters and QuickTime images in them.
+// Macintosh pictures, versions 1 and 2: the rasters and QuickTime images in them, and their simple shapes.
 // Source: Inside Macintosh: Imaging With QuickDraw, appendix A.
 #include <algorithm>
 #include <cmath>
@@ -17,6 +17,7 @@ constexpr std::int64_t kMostPainted = 16;  // times the canvas: rasters that hid
 bool probe(std::span<const std::uint8_t> head) { return find_pict(head) >= 0; }
 
 std::string_view packing_name(const PictFile& file) {
+    if (file.rasters.empty()) return "";
     const PictRaster& first = file.rasters[0];
     if (first.stream != 0) return "QuickTime";
     return first.count_bytes > 0 ? "PackBits" : "";
@@ -94,6 +95,13 @@ Result<Outcome> compose(const ByteReader& picture, const PictFile& file, const R
     std::int64_t painted = 0, done = 0;
     int shown = file.height, good = 0;
     RowSink quiet;
+    auto shape = file.shapes.begin();
+    std::int64_t budget = kMostPainted * (std::int64_t{file.width} * file.height + 65'536);
+    const auto draw_until = [&](std::size_t rasters) {
+        for (; shape != file.shapes.end() && shape->before <= rasters; ++shape)
+            draw_pict_shape(*shape, file.frame.left, file.frame.top, file.scale, budget, *canvas);
+    };
+    draw_until(0);
     for (const PictRaster& raster : file.rasters) {
         const Area area = area_of(file, raster.target);
         painted += std::int64_t{raster.source.width()} * raster.source.height();
@@ -108,9 +116,10 @@ Result<Outcome> compose(const ByteReader& picture, const PictFile& file, const R
             if (part.error().fault == Fault::out_of_memory) return part.error();
             shown = std::min(shown, std::clamp(area.top, 0, file.height));
         }
-        if (!sink.rows(*canvas, 0, file.height, ++done, total)) return Error{Fault::cancelled, "pixels"};
+        draw_until(static_cast<std::size_t>(++done));
+        if (!sink.rows(*canvas, 0, file.height, done, total)) return Error{Fault::cancelled, "pixels"};
     }
-    if (good == 0) return Error{Fault::truncated, "pixels"};
+    if (good == 0 && file.shapes.empty()) return Error{Fault::truncated, "pixels"};
     Outcome outcome;
     outcome.bitmap = std::move(*canvas);
     outcome.rows_declared = file.height;
@@ -128,9 +137,9 @@ Result<Outcome> decode(ByteReader in, const ReadOptions& options, RowSink& sink)
                                   : compose(picture, *file, options, sink);
     if (!outcome) return outcome;
     outcome->format_code = kPictFormat;
-    if (outcome->bitmap.metadata().resolution.x <= 0 || file->rasters[0].stream == 0)
+    if (outcome->bitmap.metadata().resolution.x <= 0)
         outcome->bitmap.metadata().resolution = file->resolution;
-    if (file->drawing) outcome->warnings.push_back("drawing commands are not shown");
+    if (file->simplified) outcome->warnings.push_back("text and some shapes are not shown");
     if (!file->finished) outcome->warnings.push_back("picture has no end");
     return outcome;
 }

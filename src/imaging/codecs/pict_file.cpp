@@ -1,6 +1,7 @@
 #include "imaging/codecs/pict_file.h"
 
 #include <array>
+#include <bit>
 #include <cmath>
 #include <optional>
 
@@ -9,7 +10,7 @@
 namespace quillmark::imaging::codecs {
 namespace {
 
-constexpr std::size_t kMostRasters = 10'000;
+constexpr std::size_t kMostRasters = 10'000, kMostShapes = 200'000;
 constexpr std::int64_t kMostCanvas =
     16'000'000;  // pixels that a picture may have beyond those of its rasters
 constexpr int kMaxRowBytes = 0x7FFF;
@@ -30,6 +31,18 @@ Resolution read_resolution(ByteReader& in) {
     const auto usable = [](double dpi) { return dpi >= 1 && dpi <= 10'000; };
     return usable(x) && usable(y) ? Resolution{x, y} : Resolution{};
 }
+
+Rgba read_rgb(ByteReader& in) {
+    std::array<std::uint8_t, 3> levels{};
+    for (std::uint8_t& level : levels) level = static_cast<std::uint8_t>(in.u16be() >> 8);
+    return {levels[0], levels[1], levels[2], 255};
+}
+
+// Eight by eight pixels of ink and paper, as far as their mean goes.
+struct Pattern {
+    int ink = 64;                ///< pixels of ink out of 64
+    std::optional<Rgba> colour;  ///< or one colour for all
+};
 
 // The eight colours of the first pictures.
 Rgba old_colour(std::uint32_t number) {
@@ -159,7 +172,13 @@ class Walker {
     bool opcode(unsigned op);
     bool skip(std::int64_t count);
     bool self_counted();
-    bool pixel_pattern();
+    bool pixel_pattern(unsigned op);
+    Pattern read_pattern();
+    Rgba mean(const Pattern& pattern) const;
+    void shape(unsigned op);
+    void line(unsigned op);
+    void polygon(PictShape& shape);
+    void keep(PictShape shape);
     bool state(unsigned op);
     bool extended_header();
     bool raster(unsigned op);
@@ -173,9 +192,12 @@ class Walker {
     ByteReader in_;
     PictFile& file_;
     bool wide_ = false;  // version 2: opcodes of two bytes at even places
-    bool old_header_ = false;
     int origin_x_ = 0, origin_y_ = 0;
     Rgba ink_{0, 0, 0, 255}, paper_{255, 255, 255, 255};
+    Pattern pen_, fill_, back_;
+    double pen_width_ = 1, pen_height_ = 1;
+    PictPoint pen_at_;
+    std::array<PictRect, 8> places_{};  // of the last shape of each kind
     bool after_stream_ = false;
     PictRect stream_area_;
 };
@@ -222,12 +244,19 @@ Result<void> Walker::walk() {
 }
 
 bool Walker::opcode(unsigned op) {
-    if (draws(op)) file_.drawing = true;
+    if (draws(op)) {
+        file_.drawing = true;
+        const std::int64_t at = in_.position();
+        shape(op);
+        in_.seek(at);
+    }
     if (op == 0x90 || op == 0x91 || (op >= 0x98 && op <= 0x9B)) return raster(op);
-    if (op == 0x0C || op == 0x0E || op == 0x0F || op == 0x1A || op == 0x1B) return state(op);
+    if (op == 0x02 || op == 0x07 || op == 0x09 || op == 0x0A || op == 0x0C || op == 0x0E || op == 0x0F ||
+        op == 0x1A || op == 0x1B)
+        return state(op);
     if (op == 0x0C00) return extended_header();
     if (op == 0x11) return skip(wide_ ? 2 : 1);
-    if (op >= 0x12 && op <= 0x14) return pixel_pattern();
+    if (op >= 0x12 && op <= 0x14) return pixel_pattern(op);
     if (const auto length = fixed_length(op)) return skip(*length);
     if (op == 0x01 || (op >= 0x70 && op <= 0x77) || (op >= 0x80 && op <= 0x87)) return self_counted();
     if (op >= 0x28 && op <= 0x2B) {
@@ -249,20 +278,22 @@ bool Walker::opcode(unsigned op) {
 }
 
 bool Walker::state(unsigned op) {
-    const auto rgb = [&] {
-        std::array<std::uint8_t, 3> levels{};
-        for (std::uint8_t& level : levels) level = static_cast<std::uint8_t>(in_.u16be() >> 8);
-        return Rgba{levels[0], levels[1], levels[2], 255};
-    };
     switch (op) {
+        case 0x02: back_ = read_pattern(); break;
+        case 0x09: pen_ = read_pattern(); break;
+        case 0x0A: fill_ = read_pattern(); break;
+        case 0x07:
+            pen_height_ = in_.i16be();
+            pen_width_ = in_.i16be();
+            break;
         case 0x0C:
             origin_x_ = std::clamp(origin_x_ + in_.i16be(), -32768, 32767);
             origin_y_ = std::clamp(origin_y_ + in_.i16be(), -32768, 32767);
             break;
         case 0x0E: ink_ = old_colour(in_.u32be()); break;
         case 0x0F: paper_ = old_colour(in_.u32be()); break;
-        case 0x1A: ink_ = rgb(); break;
-        default: paper_ = rgb();
+        case 0x1A: ink_ = read_rgb(in_); break;
+        default: paper_ = read_rgb(in_);
     }
     return !in_.failed();
 }
@@ -276,14 +307,111 @@ bool Walker::extended_header() {
     return skip(24);
 }
 
-bool Walker::pixel_pattern() {
+bool Walker::pixel_pattern(unsigned op) {
     const unsigned type = in_.u16be();
-    if (!skip(8)) return false;
-    if (type == 2) return skip(6);
-    PictRaster pattern;
-    pattern.row_bytes = in_.u16be() & kMaxRowBytes;
-    pattern.bounds = read_rect(in_);
-    return pixmap(pattern, true) && check(pattern) && pass_rows(pattern);
+    Pattern& own = op == 0x12 ? back_ : op == 0x13 ? pen_ : fill_;
+    own = read_pattern();
+    if (type == 2) {
+        own = {64, read_rgb(in_)};
+        return !in_.failed();
+    }
+    PictRaster raster;
+    raster.row_bytes = in_.u16be() & kMaxRowBytes;
+    raster.bounds = read_rect(in_);
+    return pixmap(raster, true) && check(raster) && pass_rows(raster);
+}
+
+Pattern Walker::read_pattern() {
+    Pattern pattern;
+    pattern.ink = 0;
+    for (int i = 0; i < 8; ++i) pattern.ink += std::popcount(in_.u8());
+    return pattern;
+}
+
+Rgba Walker::mean(const Pattern& pattern) const {
+    if (pattern.colour) return *pattern.colour;
+    const auto mix = [&](int ink, int paper) {
+        return static_cast<std::uint8_t>((ink * pattern.ink + paper * (64 - pattern.ink) + 32) / 64);
+    };
+    return {mix(ink_.r, paper_.r), mix(ink_.g, paper_.g), mix(ink_.b, paper_.b), 255};
+}
+
+// The shapes come in rows of eight: the verb in the low bits (frame, paint, erase, invert, fill), the upper
+// half of each row repeating the place of the last of its kind.
+void Walker::shape(unsigned op) {
+    if (op <= 0x23) return line(op);
+    const unsigned kind = op >> 4, verb = op & 7;
+    if (op < 0x30 || kind == 6) {
+        file_.simplified = true;
+        return;
+    }
+    PictShape shape;
+    shape.verb = verb == 0   ? PictShape::Verb::frame
+                 : verb == 3 ? PictShape::Verb::invert
+                             : PictShape::Verb::fill;
+    shape.colour = mean(verb == 2 ? back_ : verb == 4 ? fill_ : pen_);
+    if (verb == 2 && !back_.colour && back_.ink == 64) shape.colour = paper_;
+    shape.kind = kind == 5 ? PictShape::Kind::oval : PictShape::Kind::polygon;
+    if (kind == 7) {
+        if ((op & 8) == 0) polygon(shape);
+        return keep(std::move(shape));
+    }
+    if (kind == 8 && (op & 8) == 0 && in_.u16be() != 10) {  // a region that is no rectangle
+        file_.simplified = true;
+        return;
+    }
+    PictRect& place = places_[kind & 7];
+    if ((op & 8) == 0) place = read_rect(in_);
+    if (place.empty()) return;
+    // A frame is drawn inside its rectangle.
+    const bool frame = shape.verb == PictShape::Verb::frame && shape.kind == PictShape::Kind::polygon;
+    const double left = place.left, top = place.top;
+    const double right = place.right - (frame ? pen_width_ : 0),
+                 bottom = place.bottom - (frame ? pen_height_ : 0);
+    if (shape.kind == PictShape::Kind::oval) {
+        shape.points = {{left, top}, {right, bottom}};
+    } else {
+        shape.points = {{left, top}, {right, top}, {right, bottom}, {left, bottom}, {left, top}};
+    }
+    if (kind == 4) file_.simplified = true;
+    keep(std::move(shape));
+}
+
+void Walker::line(unsigned op) {
+    if (op == 0x20 || op == 0x22) {
+        pen_at_.y = in_.i16be();
+        pen_at_.x = in_.i16be();
+    }
+    PictShape shape;
+    shape.colour = mean(pen_);
+    shape.points = {pen_at_};
+    if (op <= 0x21) {
+        pen_at_.y = in_.i16be();
+        pen_at_.x = in_.i16be();
+    } else {
+        pen_at_.x += in_.i8();
+        pen_at_.y += in_.i8();
+    }
+    shape.points.push_back(pen_at_);
+    keep(std::move(shape));
+}
+
+void Walker::polygon(PictShape& shape) {
+    const int size = in_.u16be();
+    in_.skip(8);
+    for (int at = 10; at + 4 <= size && !in_.failed(); at += 4) {
+        const double y = in_.i16be(), x = in_.i16be();
+        shape.points.push_back({x, y});
+    }
+}
+
+void Walker::keep(PictShape shape) {
+    if (in_.failed() || file_.shapes.size() >= kMostShapes || shape.points.size() < 2) return;
+    for (PictPoint& p : shape.points) p = {p.x - origin_x_, p.y - origin_y_};
+    shape.pen_width = pen_width_;
+    shape.pen_height = pen_height_;
+    shape.before = file_.rasters.size();
+    file_.shapes.push_back(std::move(shape));
 }
 
 // The fields behind the bounds, and the colours.
@@ -509,10 +637,11 @@ Result<PictFile> read_pict(const ByteReader& in, const Limits& limits) {
     if (const auto walked = walker.walk(); !walked) return walked.error();
     if (file.rasters.empty() && file.unknown_stream)
         return Error{Fault::unsupported, "QuickTime compression"};
-    if (file.rasters.empty()) {
+    if (file.rasters.empty() && file.shapes.empty()) {
         if (!file.finished) return Error{Fault::truncated, "picture"};
-        return Error{Fault::unsupported, "nothing but drawing commands"};
+        return Error{Fault::unsupported, "nothing that can be shown"};
     }
+    if (file.frame.empty() && file.rasters.empty()) return Error{Fault::malformed, "frame"};
     if (file.frame.empty()) file.frame = united(file.rasters);
     if (file.single()) {
         const PictRaster& only = file.rasters[0];

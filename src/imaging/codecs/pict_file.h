@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "imaging/codec.h"
+#include "imaging/codecs/pict_draw.h"
 
 namespace quillmark::imaging::codecs {
 
@@ -50,8 +51,10 @@ struct PictFile {
     PictRect frame;
     Resolution resolution;
     std::vector<PictRaster> rasters;
-    bool drawing = false;   ///< has commands that draw
-    bool finished = false;  ///< the end opcode was reached
+    std::vector<PictShape> shapes;
+    bool drawing = false;     ///< has commands that draw
+    bool simplified = false;  ///< some of them have no shape here: text, arcs, regions
+    bool finished = false;    ///< the end opcode was reached
     bool unknown_stream = false;
 
     /// The picture is nothing but its one raster.
@@ -65,7 +68,7 @@ struct PictFile {
 /// once, or behind a MacBinary header too; -1 when there is none.
 std::int64_t find_pict(std::span<const std::uint8_t> head);
 
-/// Faults: truncated, malformed, unsupported (nothing but drawing commands, or an unknown stream), too_large.
+/// Faults: truncated, malformed, unsupported (nothing that can be shown, or an unknown stream), too_large.
 Result<PictFile> read_pict(const ByteReader& in, const Limits& limits);
 
 }  // namespace quillmark::imaging::codecs
