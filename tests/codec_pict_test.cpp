@@ -196,6 +196,41 @@ TEST(Pict, ComposesSeveralRasters) {
     EXPECT_EQ(pixels_of(outcome->bitmap), want);
 }
 
+TEST(Pict, DrawsShapes) {
+    const auto drawn = [](const Bytes& opcodes) {
+        const auto outcome = open(v2(6, 4, opcodes));
+        std::string picture;
+        if (!outcome) return picture;
+        for (const Rgba c : pixels_of(outcome->bitmap)) picture += c == kWhite ? '.' : c == kRed ? 'r' : '#';
+        return picture;
+    };
+    const Bytes red = words({0x1A, -1, 0, 0});
+    const auto with = [](Bytes first, const Bytes& more) { return first += more, first; };
+    EXPECT_EQ(drawn(words({0x31, 1, 1, 3, 4})),
+              "......"
+              ".###.."
+              ".###.."
+              "......");
+    EXPECT_EQ(drawn(with(red, words({0x30, 0, 0, 4, 6}))),
+              "rrrrrr"
+              "r....r"
+              "r....r"
+              "rrrrrr");
+    // Filled, then inverted in the same place; a line; a polygon; an oval without its corners.
+    EXPECT_EQ(drawn(words({0x31, 1, 1, 3, 4, 0x3B})), std::string(24, '.'));
+    EXPECT_EQ(drawn(words({0x20, 2, 1, 2, 4})),
+              "............"
+              ".####.......");
+    EXPECT_EQ(drawn(words({0x71, 26, 0, 0, 4, 6, 0, 0, 0, 3, 4, 3, 4, 0})), "###...###...###...###...");
+    const std::string oval = drawn(words({0x51, 0, 0, 4, 6}));
+    EXPECT_EQ(oval.substr(0, 1) + oval.substr(7, 4), ".####");
+    // The quarter from the right to the bottom.
+    const std::string quarter = drawn(words({0x61, -4, -6, 4, 6, 90, 90}));
+    EXPECT_EQ(quarter.substr(0, 6) + quarter.substr(18, 6), "#########...");
+    const std::string gone = drawn(words({0x31, 0, 0, 4, 6, 0x32, 0, 0, 4, 3}));
+    EXPECT_EQ(gone, "...###...###...###...###");
+}
+
 TEST(Pict, ShowsThePartThatIsMeant) {
     const Bytes colours{255, 0, 0, 0, 0, 255};
     Bytes opcodes = map_head({12, 1, 2, 1}, rectangle(3, 0, 5, 1), rectangle(0, 0, 5, 1), colours);

@@ -1,6 +1,5 @@
 // The drawing commands of Macintosh pictures that are simple enough to be drawn without a graphics library:
-// lines, rectangles, ovals, polygons. Round corners are drawn as corners, arcs and complex regions not at
-// all, patterns as the mean of their colours.
+// lines, rectangles, ovals, arcs, polygons. Round corners become corners, patterns the mean of their colours.
 #pragma once
 
 #include <cstdint>

@@ -3,6 +3,7 @@
 #include <array>
 #include <bit>
 #include <cmath>
+#include <numbers>
 #include <optional>
 
 #include "imaging/codecs/pict_stream.h"
@@ -176,6 +177,7 @@ class Walker {
     Pattern read_pattern();
     Rgba mean(const Pattern& pattern) const;
     void shape(unsigned op);
+    void arc(const PictRect& place, PictShape& shape);
     void line(unsigned op);
     void polygon(PictShape& shape);
     void keep(PictShape shape);
@@ -341,7 +343,7 @@ Rgba Walker::mean(const Pattern& pattern) const {
 void Walker::shape(unsigned op) {
     if (op <= 0x23) return line(op);
     const unsigned kind = op >> 4, verb = op & 7;
-    if (op < 0x30 || kind == 6) {
+    if (op < 0x30) {  // text
         file_.simplified = true;
         return;
     }
@@ -363,6 +365,10 @@ void Walker::shape(unsigned op) {
     PictRect& place = places_[kind & 7];
     if ((op & 8) == 0) place = read_rect(in_);
     if (place.empty()) return;
+    if (kind == 6) {
+        arc(place, shape);
+        return keep(std::move(shape));
+    }
     // A frame is drawn inside its rectangle.
     const bool frame = shape.verb == PictShape::Verb::frame && shape.kind == PictShape::Kind::polygon;
     const double left = place.left, top = place.top;
@@ -375,6 +381,19 @@ void Walker::shape(unsigned op) {
     }
     if (kind == 4) file_.simplified = true;
     keep(std::move(shape));
+}
+
+// Degrees run clockwise from the top. Framed it is the curve alone, else a wedge.
+void Walker::arc(const PictRect& place, PictShape& shape) {
+    const int start = in_.i16be(), extent = std::clamp<int>(in_.i16be(), -360, 360);
+    const double rx = place.width() / 2.0, ry = place.height() / 2.0, cx = place.left + rx,
+                 cy = place.top + ry;
+    const int steps = std::max(1, std::abs(extent) / 3);
+    for (int i = 0; i <= steps; ++i) {
+        const double angle = (start + double(extent) * i / steps) * std::numbers::pi / 180;
+        shape.points.push_back({cx + rx * std::sin(angle), cy - ry * std::cos(angle)});
+    }
+    if (shape.verb != PictShape::Verb::frame) shape.points.push_back({cx, cy});
 }
 
 void Walker::line(unsigned op) {

@@ -53,7 +53,7 @@ struct PictFile {
     std::vector<PictRaster> rasters;
     std::vector<PictShape> shapes;
     bool drawing = false;     ///< has commands that draw
-    bool simplified = false;  ///< some of them have no shape here: text, arcs, regions
+    bool simplified = false;  ///< some of them have no shape here: text, round corners, regions
     bool finished = false;    ///< the end opcode was reached
     bool unknown_stream = false;
 

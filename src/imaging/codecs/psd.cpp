@@ -194,8 +194,8 @@ bool decode_band(const PsdFile& file, const PsdPlanes& planes, Convert convert, 
         const int end = std::min(y + step, last);
         Planes at{};
         for (std::size_t c = 0; c < count; ++c) {
-            std::uint8_t* const rows = own.data() + c * row_bytes * static_cast<std::size_t>(step);
-            at[c] = planes.rows(static_cast<int>(c), y, end, rows);
+            const std::size_t part = c * row_bytes * static_cast<std::size_t>(step);
+            at[c] = planes.rows(static_cast<int>(c), y, end, own.empty() ? nullptr : own.data() + part);
             if (!at[c]) return false;
         }
         for (int row = y; row < end; ++row) {
