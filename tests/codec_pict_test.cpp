@@ -1,6 +1,7 @@
 // Macintosh pictures: both versions, every raster, streams, several rasters, damage, and what is written.
 #include <gtest/gtest.h>
 
+#include "imaging/codecs/quicktime_video.h"
 #include "imaging/load.h"
 #include "imaging/save.h"
 #include "imaging/threads.h"
@@ -251,6 +252,36 @@ TEST(Pict, ShowsWhatADamagedFileHolds) {
     EXPECT_EQ(open(v2(9, 9, {}, 512, false)).error().fault, Fault::truncated);
     EXPECT_EQ(open(v2(30'000, 1, map_of({30'000, 30'000, 30'000, 8}, Bytes(8), gray))).error().fault,
               Fault::truncated);
+}
+
+TEST(Pict, DecodesVideoFrames) {
+    const auto shown = [](auto decode, const Bytes& frame, int rows) {
+        Bitmap bitmap = *Bitmap::create(8, 4, 24, {});
+        EXPECT_EQ(decode(frame, bitmap), rows);
+        std::string picture;
+        for (int x = 0; x < 8; ++x) {
+            const Rgba c = bitmap.pixel(x, 1);
+            picture += c == kRed ? 'r' : c == kBlue ? 'b' : c == kWhite ? 'w' : c == kBlack ? '.' : '?';
+        }
+        return picture;
+    };
+    // One colour; two colours and what lies between them; blocks left out; sixteen colours.
+    EXPECT_EQ(shown(codecs::decode_road_pizza, {0xE1, 0, 0, 0, 0xA1, 0x7C, 0}, 4), "rrrrrrrr");
+    EXPECT_EQ(shown(codecs::decode_road_pizza,
+                    {0xE1, 0, 0, 0, 0x80, 0xC0, 0x7C, 0, 0, 0x1F, 0, 0b11000001, 0, 0}, 4),
+              "....rbb?");
+    Bytes sixteen{0xE1, 0, 0, 0};
+    for (int i = 0; i < 16; ++i) sixteen += i % 2 ? Bytes{0x7C, 0} : Bytes{0, 0x1F};
+    EXPECT_EQ(shown(codecs::decode_road_pizza, sixteen, 4), "brbr....");
+    EXPECT_EQ(shown(codecs::decode_road_pizza, {0xE1, 0, 0, 0}, 0), "........");
+    // A strip with two grey vectors: white and black halves; one block of a vector, one of four.
+    Bytes strip = words({0x2600, 8, 0xFF00, 0xFF00, 0x2400, 12, -1, -1, 0, 0, 0x3000, 13, 0x4000, 0});
+    strip += Bytes{0, 0, 1, 0, 1};
+    Bytes cinepak = words({0, 0, 8, 4, 1, 0x1000, static_cast<int>(strip.size()) + 12, 0, 0, 4, 8});
+    cinepak += strip;
+    EXPECT_EQ(shown(codecs::decode_cinepak, cinepak, 4), "ww..ww..");
+    cinepak.resize(cinepak.size() - 6);
+    EXPECT_EQ(shown(codecs::decode_cinepak, cinepak, 0), "........");
 }
 
 TEST(Pict, WrittenFilesReadBackTheSame) {

@@ -473,7 +473,7 @@ bool Walker::pass_rows(PictRaster& raster) {
         in_.skip(std::min(size, in_.remaining()));
         return true;
     }
-    raster.count_bytes = 2;  // any packed row: the size of a row depends on it
+    raster.count_bytes = 2;  // packed: an unpacked row's size depends on it
     raster.count_bytes = count_bytes_of(in_, raster);
     for (int y = 0; y < raster.bounds.height() && !in_.at_end(); ++y) {
         const std::int64_t count = raster.count_bytes == 2 ? in_.u16be() : in_.u8();
