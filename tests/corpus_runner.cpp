@@ -32,8 +32,9 @@ using namespace quillmark::imaging;
 using quillmark::tests::RgbaPicture;
 
 /// The corpus's names of the formats that we read.
-constexpr std::string_view kFormats[] = {"bmp", "png", "jpeg",      "gif", "tiff",     "pcx", "tga",
-                                         "ico", "cur", "sunraster", "msp", "macpaint", "gem", "ioca"};
+constexpr std::string_view kFormats[] = {"bmp", "png",  "jpeg", "gif",       "tiff", "pcx",
+                                         "tga", "ico",  "cur",  "sunraster", "msp",  "macpaint",
+                                         "gem", "ioca", "psd",  "pict"};
 
 constexpr int kTolerance = 2;  // per channel, for what is not bit-exact by nature
 constexpr unsigned kSeconds = 20;
@@ -58,6 +59,11 @@ const std::vector<Exception> kExceptions{
     {"pil_la.tga", kAnyPixels, "grey with alpha; the reference takes its 16 bits for 5-5-5 colours"},
     {"rst_flower-rgb-planar-24.tif", kAnyPixels,
      "the reference begins with the second pixel; the 8-bit sibling agrees with us"},
+    {"pst_4x4_32bit_rgb.psd", kAnyPixels,
+     "the reference shows linear light as it is stored; with its gamma the unmixed colours are those of the "
+     "16-bit sibling"},
+    {"tm_rgb-multichannel-no-transparency.psd", kAnyPixels,
+     "the reference takes the fourth channel for transparency; the file says that it is none"},
 };
 
 enum class Expectation { ok, questionable, error };

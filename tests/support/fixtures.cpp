@@ -270,6 +270,38 @@ std::vector<Fixture> ioca_fixtures() {
     }
     for (const Fixture& segment : fixtures_of("ioca"))
         made.push_back({"document of " + segment.name, ioca_document(segment.bytes)});
+}
+
+// A picture of one QuickTime image, without the application's 512 bytes in front.
+std::vector<std::uint8_t> quicktime_pict(const std::vector<std::uint8_t>& jpeg) {
+    MemoryWriter out;
+    const auto u16 = [&](std::initializer_list<int> values) {
+        for (const int value : values) out.u16be(static_cast<std::uint32_t>(value));
+    };
+    u16({0, 0, 0, kHeight, kWidth, 0x0011, 0x02FF, 0x8200});
+    out.u32be(static_cast<std::uint32_t>(68 + 86 + jpeg.size()));
+    u16({0, 1, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0x4000, 0});  // version and an identity matrix
+    out.zeros(4 + 8);
+    u16({0, 0, 0, kHeight, kWidth, 0, 0, 0, 0});
+    out.u32be(86);
+    out.write(std::array<std::uint8_t, 4>{'j', 'p', 'e', 'g'});
+    out.zeros(24);
+    u16({kWidth, kHeight, 72, 0, 72, 0});
+    out.u32be(static_cast<std::uint32_t>(jpeg.size()));
+    out.zeros(34);
+    u16({24, 0xFFFF});
+    out.write(jpeg);
+    out.zeros(jpeg.size() % 2);
+    u16({0x00FF});
+    return out.bytes();
+}
+
+std::vector<Fixture> pict_fixtures() {
+    std::vector<Fixture> made;
+    for (const Fixture& file : fixtures_of("pict"))
+        made.push_back({"bare, " + file.name, {file.bytes.begin() + 512, file.bytes.end()}});
+    for (const Fixture& jpeg : fixtures_of("jpeg"))
+        made.push_back({"QuickTime, " + jpeg.name, quicktime_pict(jpeg.bytes)});
     return made;
 }
 
@@ -282,16 +314,19 @@ std::vector<Fixture> handmade_fixtures(const Codec& codec) {
     if (id == "msp") return {{"version 1", plain_msp()}};
     if (id == "macpaint") return {{"without a wrapper", bare_macpaint()}};
     if (id == "gem") return gem_fixtures();
-    std::vector<Fixture> made;
-    if (id == "dib") {
-        for (const Fixture& bmp : fixtures_of("bmp"))
-            made.push_back({"without file header, " + bmp.name, bare_dib(bmp.bytes)});
-    }
-    if (id == "dcx") {
-        for (const Fixture& page : fixtures_of("pcx"))
-            made.push_back({"pages of " + page.name, multi_page_pcx(page.bytes)});
-    }
-    return made;
+}
+
+if (id == "pict") return pict_fixtures();
+std::vector<Fixture> made;
+if (id == "dib") {
+    for (const Fixture& bmp : fixtures_of("bmp"))
+        made.push_back({"without file header, " + bmp.name, bare_dib(bmp.bytes)});
+}
+if (id == "dcx") {
+    for (const Fixture& page : fixtures_of("pcx"))
+        made.push_back({"pages of " + page.name, multi_page_pcx(page.bytes)});
+}
+return made;
 }
 
 }  // namespace

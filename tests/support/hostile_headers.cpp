@@ -1,5 +1,6 @@
 #include "support/hostile_headers.h"
 
+#include <algorithm>
 #include <array>
 
 #include "imaging/output.h"
@@ -234,55 +235,111 @@ std::vector<std::uint8_t> ioca_document(std::uint32_t side) {
     return out.bytes();
 }
 
+std::vector<std::uint8_t> psd(std::uint32_t side, std::uint32_t depth, std::uint32_t mode,
+                              std::uint32_t packing) {
+    MemoryWriter out;
+    text(out, "8BPS");
+    out.u16be(1);
+    out.zeros(6);
+    out.u16be(mode == 3 ? 3 : 1);
+    out.u32be(side);
+    out.u32be(side);
+    out.u16be(depth);
+    out.u16be(mode);
+    out.zeros(12);  // no colours, resources, layers
+    out.u16be(packing);
+    return padded(out);
+}
+
+// A raster without the application's 512 bytes in front. Sides have 15 bits.
+std::vector<std::uint8_t> pict(std::uint32_t side, std::uint32_t depth) {
+    MemoryWriter out;
+    const std::uint32_t length = std::min(side, depth == 32 ? 8'000U : 32'000U);
+    const auto rectangle = [&] {
+        out.u32be(0);
+        out.u16be(length);
+        out.u16be(length);
+    };
+    out.u16be(0);
+    rectangle();
+    out.u32be(0x001102FF);
+    out.u16be(depth == 32 ? 0x9A : 0x98);
+    if (depth == 32) out.u32be(0xFF);
+    out.u16be(depth == 1 ? length / 8 : (length * depth / 8) | 0x8000);
+    rectangle();
+    if (depth > 1) {
+        out.u16be(0);
+        out.u16be(depth == 32 ? 4 : 0);
+        out.zeros(12);
+        for (const std::uint32_t value : {depth == 32 ? 16U : 0U, depth, depth == 32 ? 3U : 1U, 8U})
+            out.u16be(value);
+        out.zeros(12);
+        if (depth < 32) out.zeros(16);
+    }
+    rectangle();
+    rectangle();
+    out.u16be(0);
+    return padded(out);
+}
+
 }  // namespace
 
-std::vector<Bomb> bombs(std::uint32_t side) {
+std::vector<Bomb> bombs(std::uint32_t side){
     return {
-        {"bmp", "24 bits", bmp(side, 24, 0)},
-        {"bmp", "8 bits", bmp(side, 8, 0)},
-        {"bmp", "RLE8", bmp(side, 8, 1)},
-        {"bmp", "1 bit", bmp(side, 1, 0)},
-        {"dib", "24 bits", dib(side, 24)},
-        {"dib", "1 bit", dib(side, 1)},
-        {"png", "RGB", png(side, 8, 2)},
-        {"png", "1 bit", png(side, 1, 0)},
-        {"jpeg", "grey", jpeg(side)},
-        {"gif", "8 bits", gif(side)},
-        {"tiff", "8 bits", tiff(side, 8, 1)},
-        {"tiff", "LZW", tiff(side, 8, 5)},
-        {"tiff", "PackBits", tiff(side, 8, 32'773)},
-        {"tiff", "1 bit", tiff(side, 1, 1)},
-        {"tiff", "G4", tiff(side, 1, 4)},
-        {"pcx", "RGB", pcx(side, 8, 3)},
-        {"pcx", "8 bits", pcx(side, 8, 1)},
-        {"pcx", "1 bit", pcx(side, 1, 1)},
-        {"dcx", "RGB", dcx(side)},
-        {"targa", "RGB", tga(side, 2, 24)},
-        {"targa", "RLE", tga(side, 10, 24)},
-        {"targa", "grey", tga(side, 3, 8)},
-        {"sunraster", "24 bits", sun(side, 24, 1)},
-        {"sunraster", "RLE", sun(side, 8, 2)},
-        {"sunraster", "1 bit", sun(side, 1, 1)},
-        {"ioca", "1 bit", ioca(side, 3, 1, false)},
-        {"ioca", "RGB", ioca(side, 3, 24, false)},
-        {"ioca", "LZW", ioca(side, 13, 24, false)},
-        {"ioca", "PackBits", ioca(side, 12, 8, false)},
-        {"ioca", "G3", ioca(side, 0x80, 1, false)},
-        {"ioca", "G4", ioca(side, 0x82, 1, false)},
-        {"ioca", "solid", ioca(side, 0x20, 24, false)},
-        {"ioca", "RGB tile", ioca(side, 3, 24, true)},
-        {"ioca", "solid tile", ioca(side, 0x20, 24, true)},
-        {"ioca", "in a document", ioca_document(side)},
-        {"ico", "24 bits", icon(side, 1, 24)},
-        {"ico", "1 bit", icon(side, 1, 1)},
-        {"cur", "24 bits", icon(side, 2, 24)},
-        {"msp", "plain", msp(side, "DanM")},
-        {"msp", "packed", msp(side, "LinS")},
-        {"macpaint", "wrapped", macpaint()},
-        {"gem", "1 plane", gem(side, 1)},
-        {"gem", "8 planes", gem(side, 8)},
-        {"gem", "24 bits", gem(side, 24)},
-    };
+               {"bmp", "24 bits", bmp(side, 24, 0)},
+               {"bmp", "8 bits", bmp(side, 8, 0)},
+               {"bmp", "RLE8", bmp(side, 8, 1)},
+               {"bmp", "1 bit", bmp(side, 1, 0)},
+               {"dib", "24 bits", dib(side, 24)},
+               {"dib", "1 bit", dib(side, 1)},
+               {"png", "RGB", png(side, 8, 2)},
+               {"png", "1 bit", png(side, 1, 0)},
+               {"jpeg", "grey", jpeg(side)},
+               {"gif", "8 bits", gif(side)},
+               {"tiff", "8 bits", tiff(side, 8, 1)},
+               {"tiff", "LZW", tiff(side, 8, 5)},
+               {"tiff", "PackBits", tiff(side, 8, 32'773)},
+               {"tiff", "1 bit", tiff(side, 1, 1)},
+               {"tiff", "G4", tiff(side, 1, 4)},
+               {"pcx", "RGB", pcx(side, 8, 3)},
+               {"pcx", "8 bits", pcx(side, 8, 1)},
+               {"pcx", "1 bit", pcx(side, 1, 1)},
+               {"dcx", "RGB", dcx(side)},
+               {"targa", "RGB", tga(side, 2, 24)},
+               {"targa", "RLE", tga(side, 10, 24)},
+               {"targa", "grey", tga(side, 3, 8)},
+               {"sunraster", "24 bits", sun(side, 24, 1)},
+               {"sunraster", "RLE", sun(side, 8, 2)},
+               {"sunraster", "1 bit", sun(side, 1, 1)},
+               {"ioca", "1 bit", ioca(side, 3, 1, false)},
+               {"ioca", "RGB", ioca(side, 3, 24, false)},
+               {"ioca", "LZW", ioca(side, 13, 24, false)},
+               {"ioca", "PackBits", ioca(side, 12, 8, false)},
+               {"ioca", "G3", ioca(side, 0x80, 1, false)},
+               {"ioca", "G4", ioca(side, 0x82, 1, false)},
+               {"ioca", "solid", ioca(side, 0x20, 24, false)},
+               {"ioca", "RGB tile", ioca(side, 3, 24, true)},
+               {"ioca", "solid tile", ioca(side, 0x20, 24, true)},
+               {"ioca", "in a document", ioca_document(side)},
+               {"ico", "24 bits", icon(side, 1, 24)},
+               {"ico", "1 bit", icon(side, 1, 1)},
+               {"cur", "24 bits", icon(side, 2, 24)},
+               {"msp", "plain", msp(side, "DanM")},
+               {"msp", "packed", msp(side, "LinS")},
+               {"macpaint", "wrapped", macpaint()},
+               {"gem", "1 plane", gem(side, 1)},
+               {"gem", "8 planes", gem(side, 8)},
+               {"gem", "24 bits", gem(side, 24)},
+           }
+
+           {"psd", "RGB", psd(side, 8, 3, 0)},
+           {"psd", "RLE", psd(side, 8, 3, 1)},
+           {"psd", "ZIP", psd(side, 16, 3, 3)},
+           {"psd", "1 bit", psd(side, 1, 0, 0)},
+           {"pict", "24 bits", pict(side, 32)},
+           {"pict", "8 bits", pict(side, 8)},
+           {"pict", "1 bit", pict(side, 1)},
+};
 }
 
 }  // namespace quillmark::tests

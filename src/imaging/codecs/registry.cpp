@@ -5,16 +5,15 @@ namespace quillmark::imaging {
 namespace codecs {
 
 extern const Codec png, jpeg, gif, tiff, bmp, dcx, sunraster, ico, cur, msp, pcx, tga, macpaint, gem, dib,
-    ioca;
+    ioca, psd, pict;
 
 }  // namespace codecs
 
 namespace {
 
-constexpr const Codec* kCodecs[] = {
-    &codecs::png,       &codecs::jpeg,     &codecs::gif, &codecs::tiff, &codecs::bmp, &codecs::dcx,
-    &codecs::sunraster, &codecs::ioca,     &codecs::ico, &codecs::cur,  &codecs::msp, &codecs::pcx,
-    &codecs::tga,       &codecs::macpaint, &codecs::gem, &codecs::dib,
+&codecs::png, &codecs::jpeg, &codecs::gif, &codecs::tiff, &codecs::bmp, &codecs::psd, &codecs::dcx,
+    &codecs::sunraster, &codecs::pict, &codecs::ioca, &codecs::ico, &codecs::cur, &codecs::msp, &codecs::pcx,
+    &codecs::tga, &codecs::macpaint, &codecs::gem, &codecs::dib,
 };
 
 }  // namespace
