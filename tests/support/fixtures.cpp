@@ -311,9 +311,20 @@ std::vector<Fixture> handmade_fixtures(const Codec& codec) {
     if (id == "cur") return icon_fixtures(2);
     if (id == "ioca") return ioca_fixtures();
     if (id == "gif") return {{"two frames", animated_gif()}};
+    if (id == "pict") return pict_fixtures();
     if (id == "msp") return {{"version 1", plain_msp()}};
     if (id == "macpaint") return {{"without a wrapper", bare_macpaint()}};
     if (id == "gem") return gem_fixtures();
+    std::vector<Fixture> made;
+    if (id == "dib") {
+        for (const Fixture& bmp : fixtures_of("bmp"))
+            made.push_back({"without file header, " + bmp.name, bare_dib(bmp.bytes)});
+    }
+    if (id == "dcx") {
+        for (const Fixture& page : fixtures_of("pcx"))
+            made.push_back({"pages of " + page.name, multi_page_pcx(page.bytes)});
+    }
+    return made;
 }
 
 if (id == "pict") return pict_fixtures();

@@ -11,9 +11,10 @@ extern const Codec png, jpeg, gif, tiff, bmp, dcx, sunraster, ico, cur, msp, pcx
 
 namespace {
 
-&codecs::png, &codecs::jpeg, &codecs::gif, &codecs::tiff, &codecs::bmp, &codecs::psd, &codecs::dcx,
-    &codecs::sunraster, &codecs::pict, &codecs::ioca, &codecs::ico, &codecs::cur, &codecs::msp, &codecs::pcx,
-    &codecs::tga, &codecs::macpaint, &codecs::gem, &codecs::dib,
+constexpr const Codec* kCodecs[] = {
+    &codecs::png, &codecs::jpeg,      &codecs::gif,  &codecs::tiff,     &codecs::bmp, &codecs::psd,
+    &codecs::dcx, &codecs::sunraster, &codecs::pict, &codecs::ioca,     &codecs::ico, &codecs::cur,
+    &codecs::msp, &codecs::pcx,       &codecs::tga,  &codecs::macpaint, &codecs::gem, &codecs::dib,
 };
 
 }  // namespace
