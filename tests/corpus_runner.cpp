@@ -32,8 +32,8 @@ using namespace quillmark::imaging;
 using quillmark::tests::RgbaPicture;
 
 /// The corpus's names of the formats that we read.
-constexpr std::string_view kFormats[] = {"bmp", "png", "jpeg", "gif", "tiff",
-                                         "pcx", "tga", "ico",  "cur", "sunraster"};
+constexpr std::string_view kFormats[] = {"bmp", "png", "jpeg", "gif",       "tiff", "pcx",
+                                         "tga", "ico", "cur",  "sunraster", "cals", "fax"};
 
 constexpr int kTolerance = 2;  // per channel, for what is not bit-exact by nature
 constexpr unsigned kSeconds = 20;

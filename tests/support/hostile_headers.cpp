@@ -182,6 +182,32 @@ std::vector<std::uint8_t> icon(std::uint32_t side, std::uint32_t kind, std::uint
     return padded(out);
 }
 
+// A whole header, and data that hold no row.
+std::vector<std::uint8_t> cals(std::uint32_t side) {
+    MemoryWriter out;
+    const auto record = [&](std::string line) {
+        line.resize(128, ' ');
+        text(out, line);
+    };
+    record("srcdocid: NONE");
+    record("rtype: 1");
+    record("rorient: 000,270");
+    record("rpelcnt: " + std::to_string(side) + "," + std::to_string(side));
+    for (int i = 4; i < 16; ++i) record("");
+    out.zeros(kBombSize);
+    return padded(out);
+}
+
+// Group 3: an end-of-line code and a run that goes on and on, 2560 pixels at a time.
+std::vector<std::uint8_t> endless_run() {
+    MemoryWriter out;
+    out.u16be(1);
+    while (out.position() < static_cast<std::int64_t>(kBombSize)) {
+        for (const int byte : {0x01, 0xF0, 0x1F}) out.u8(byte);
+    }
+    return padded(out);
+}
+
 }  // namespace
 
 std::vector<Bomb> bombs(std::uint32_t side) {
@@ -214,6 +240,10 @@ std::vector<Bomb> bombs(std::uint32_t side) {
         {"ico", "24 bits", icon(side, 1, 24)},
         {"ico", "1 bit", icon(side, 1, 1)},
         {"cur", "24 bits", icon(side, 2, 24)},
+        {"cals", "no data", cals(side)},
+        {"rawfax", "endless run", endless_run()},
+        {"winfax", "endless run", endless_run()},
+        {"winfax", "TIFF", tiff(side, 1, 4)},
     };
 }
 

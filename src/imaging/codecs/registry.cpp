@@ -4,17 +4,20 @@
 namespace quillmark::imaging {
 namespace codecs {
 
-extern const Codec png, jpeg, gif, tiff, bmp, dcx, sunraster, ico, cur, pcx, tga, dib;
+extern const Codec png, jpeg, gif, tiff, bmp, dcx, sunraster, ico, cur, pcx, tga, dib, cals, rawfax, winfax;
 
 }  // namespace codecs
 
 namespace {
 
+// clang-format off
 constexpr const Codec* kCodecs[] = {
-    &codecs::png,       &codecs::jpeg, &codecs::gif, &codecs::tiff, &codecs::bmp, &codecs::dcx,
-    &codecs::sunraster, &codecs::ico,  &codecs::cur, &codecs::pcx,  // weak signatures from here on
-    &codecs::tga,       &codecs::dib,                               // none at all
+    &codecs::png, &codecs::jpeg, &codecs::gif, &codecs::tiff, &codecs::bmp, &codecs::dcx, &codecs::sunraster,
+    &codecs::cals,
+    &codecs::ico, &codecs::cur, &codecs::pcx,                       // weak signatures from here on
+    &codecs::tga, &codecs::dib, &codecs::rawfax, &codecs::winfax,   // none at all
 };
+// clang-format on
 
 }  // namespace
 
