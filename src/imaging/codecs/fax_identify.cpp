@@ -9,8 +9,11 @@ namespace {
 
 constexpr std::size_t kProbed = 64 << 10;
 constexpr int kProbedRows = 200;
-constexpr int kSureRows = 3;    // agreeing ones are no accident
-constexpr int kCleanRows = 20;  // without end-of-line codes and a page end
+constexpr int kFewRows = 3;        // agreeing ones where a header says that this is a fax
+constexpr int kSureRows = 10;      // agreeing ones are no accident
+constexpr int kCleanRows = 20;     // without end-of-line codes
+constexpr int kPageEnd = 5;        // end-of-line codes without a row between them; six are written
+constexpr std::size_t kTail = 64;  // bytes that may follow a page too short to be told by its rows
 constexpr std::size_t kCleanBytes = 256;
 constexpr int kCutRow = 64;  // bits that the last row of cut data may leave
 
@@ -25,15 +28,24 @@ std::span<const std::uint8_t> beginning(std::span<const std::uint8_t> data) {
 struct Vote {
     bool lowest_bit_first = false, tagged = false;
     int width = 0, rows = 0, agreeing = 0;
-    int first = 0;        // pixels before the first end-of-line code; 0: none, -1: no row
-    bool closed = false;  // the page end was seen
-    bool mixed = false;   // two-dimensional rows were seen
+    int first = 0;          // pixels before the first end-of-line code; 0: none, -1: no row
+    std::int64_t left = 0;  // bits behind the page end; 0: that was not seen
 
-    bool believable() const {
-        if (width < 1 || agreeing * 10 < rows * 7) return false;
-        return agreeing >= kSureRows || (closed && agreeing == rows);
-    }
     bool begins_well() const { return first == 0 || first == width; }
+    // A page too short for a majority has to be a whole one.
+    bool is_short_page() const {
+        return left > 0 && left < static_cast<std::int64_t>(kTail) * 8 && agreeing > 0 && agreeing == rows;
+    }
+    bool believable(Evidence evidence) const {
+        if (width < 1 || agreeing * 10 < rows * 7) return false;
+        switch (evidence) {
+            case Evidence::header: return agreeing >= kFewRows || is_short_page();
+            case Evidence::beginning: return begins_well() && (agreeing >= kSureRows || is_short_page());
+            case Evidence::scan:
+                return agreeing >= kCleanRows && std::ranges::find(kWidths, width) != std::end(kWidths);
+        }
+        return false;
+    }
 };
 
 int most_common(std::span<int> sums, int& count) {
@@ -66,14 +78,16 @@ Vote vote(std::span<const std::uint8_t> data, bool lowest_bit_first, bool tagged
     vote.first = sum_of_runs(bits);
     std::array<int, kProbedRows> sums{};
     std::size_t known = 0;
-    while (known < sums.size() && !vote.closed && find_end_of_line(bits)) {
+    int ends = 0;
+    while (known < sums.size() && vote.left == 0 && find_end_of_line(bits)) {
         const bool one_dimensional = !tagged || bits.peek(1) != 0;
         if (tagged) bits.skip(1);
-        if (bits.peek(kEndOfLineBits - 1) == 0) {
-            vote.closed = vote.rows > 0 && !bits.at_end();
-        } else if (!one_dimensional) {
-            vote.mixed = true;
-        } else if (!bits.at_end()) {
+        if (bits.peek(kEndOfLineBits - 1) == 0 && !bits.at_end()) {
+            if (vote.rows > 0 && ++ends == kPageEnd) vote.left = std::max<std::int64_t>(1, bits.left());
+            continue;
+        }
+        ends = 0;
+        if (one_dimensional && !bits.at_end()) {
             const int sum = sum_of_runs(bits);
             if (bits.at_end() && data.size() > kProbed) break;  // a row cut by us
             ++vote.rows;
@@ -84,47 +98,50 @@ Vote vote(std::span<const std::uint8_t> data, bool lowest_bit_first, bool tagged
     return vote;
 }
 
-std::optional<Vote> best_vote(std::span<const std::uint8_t> data) {
+std::optional<Vote> best_vote(std::span<const std::uint8_t> data, Evidence evidence) {
     std::optional<Vote> best;
     for (const bool tagged : {false, true}) {
         for (const bool lowest_bit_first : {false, true}) {
             const Vote next = vote(data, lowest_bit_first, tagged);
-            if (next.believable() && (!best || next.agreeing > best->agreeing)) best = next;
+            if (next.believable(evidence) && (!best || next.agreeing > best->agreeing)) best = next;
         }
     }
     return best;
 }
 
-Layout layout_of(const Vote& vote) {
-    return {vote.tagged ? Coding::group3_2d : Coding::group3, vote.width, vote.lowest_bit_first};
+// How the beginning decodes: errors, page ends and the end of what there is end it.
+struct Trial {
+    int rows = 0;
+    bool ink = false;
+    bool clean = false;  // ended by no error
+    bool whole = false;  // a page of group 4, and nothing behind it
+};
+
+Trial try_layout(std::span<const std::uint8_t> data, const Layout& layout) {
+    Decoder decoder{beginning(data), layout};
+    Trial trial;
+    Decoder::Row row = Decoder::Row::good;
+    while (trial.rows < kProbedRows * 20 && (row = decoder.skip()) == Decoder::Row::good) {
+        ++trial.rows;
+        trial.ink = trial.ink || !decoder.blank();
+    }
+    trial.clean = row != Decoder::Row::damaged || decoder.bits_left() < kCutRow;
+    trial.whole = layout.coding == Coding::group4 && row == Decoder::Row::end && trial.ink &&
+                  decoder.bits_left() > 0 && decoder.bits_left() < static_cast<std::int64_t>(kTail) * 8;
+    return trial;
 }
 
-// Whether the beginning decodes without an error, up to the page end or the end of what there is.
 bool decodes(std::span<const std::uint8_t> data, const Layout& layout, int least_rows) {
-    const auto probed = beginning(data);
-    Decoder decoder{probed, layout};
-    int rows = 0;
-    bool ink = false, cut = false;
-    Decoder::Row row = Decoder::Row::good;
-    while (rows < kProbedRows * 20 && (row = decoder.skip()) == Decoder::Row::good) {
-        ++rows;
-        ink = ink || !decoder.blank();
-    }
-    if (row == Decoder::Row::damaged) {
-        cut = decoder.bits_left() < kCutRow;
-        if (!cut) return false;
-    }
-    const bool closed = layout.coding == Coding::group4 && row == Decoder::Row::end && decoder.begin_page();
-    if (!ink) return false;
-    return (rows >= 1 && closed) || (rows >= least_rows && probed.size() >= kCleanBytes);
+    const Trial trial = try_layout(data, layout);
+    return trial.clean && trial.ink && trial.rows >= least_rows && data.size() >= kCleanBytes;
 }
 
 }  // namespace
 
-std::optional<Layout> identify_group3(std::span<const std::uint8_t> data) {
-    const auto vote = best_vote(data);
+std::optional<Layout> identify_group3(std::span<const std::uint8_t> data, Evidence evidence) {
+    const auto vote = best_vote(data, evidence);
     if (!vote) return {};
-    return layout_of(*vote);
+    return Layout{vote->tagged ? Coding::group3_2d : Coding::group3, vote->width, vote->lowest_bit_first};
 }
 
 bool fits_group4(std::span<const std::uint8_t> data, const Layout& layout, int rows) {
@@ -132,13 +149,12 @@ bool fits_group4(std::span<const std::uint8_t> data, const Layout& layout, int r
 }
 
 std::optional<Layout> identify(std::span<const std::uint8_t> data) {
-    const auto vote = best_vote(data);
-    if (vote && vote->begins_well()) return layout_of(*vote);
+    if (const auto layout = identify_group3(data, Evidence::beginning)) return layout;
     for (const Coding coding : {Coding::group4, Coding::aligned_rows, Coding::rows}) {
         for (const int width : kWidths) {
             for (const bool lowest_bit_first : {false, true}) {
                 const Layout layout{coding, width, lowest_bit_first};
-                if (decodes(data, layout, kCleanRows)) return layout;
+                if (decodes(data, layout, kCleanRows) || try_layout(data, layout).whole) return layout;
             }
         }
     }

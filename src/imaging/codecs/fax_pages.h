@@ -14,8 +14,14 @@ namespace quillmark::imaging::fax {
 /// width is what most rows add up to, and the data have to begin with such a code or a row. Group 4 and rows
 /// without those codes are tried at the widths of fax machines, and have to be free of errors.
 std::optional<Layout> identify(std::span<const std::uint8_t> data);
-/// The same for data with end-of-line codes only; what stands before the first one does not matter.
-std::optional<Layout> identify_group3(std::span<const std::uint8_t> data);
+/// What speaks for fax data beside the rows themselves.
+enum class Evidence : std::uint8_t {
+    header,     ///< they stand behind the header of a fax: a few rows of one width are enough
+    beginning,  ///< they begin with an end-of-line code or a row: more rows, or a short page and nothing else
+    scan,       ///< nothing: many rows of a fax machine's width
+};
+/// The same for data with end-of-line codes only.
+std::optional<Layout> identify_group3(std::span<const std::uint8_t> data, Evidence evidence);
 /// Whether the data begin like a page of group 4 of that layout: free of errors for rows rows with ink, up
 /// to the end of the data or of the page.
 bool fits_group4(std::span<const std::uint8_t> data, const Layout& layout, int rows);

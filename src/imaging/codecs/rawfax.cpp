@@ -31,7 +31,6 @@ constexpr std::array<std::uint8_t, 24> kDigifax{0,   'P', 'C', ' ', 'R', 'e', 's
                                                 ',', ' ', 'I', 'n', 'c', 0,   0,   0,   0,   0,   0,   0};
 constexpr std::size_t kDigifaxName = 17;
 constexpr Resolution kNormal{204, 98}, kFine{204, 196};
-constexpr double kFineFrom = 150;
 
 bool begins(std::span<const std::uint8_t> bytes, std::string_view with, std::size_t at = 0) {
     return bytes.size() >= at + with.size() && std::memcmp(bytes.data() + at, with.data(), with.size()) == 0;
@@ -58,7 +57,7 @@ std::uint32_t u16(std::span<const std::uint8_t> bytes, std::size_t at) {
 // One stream of group 3 data behind a header.
 Result<void> add_stream(Document& document, std::size_t offset, Resolution resolution) {
     if (offset >= document.bytes.size()) return Error{Fault::truncated, "fax header"};
-    const auto layout = fax::identify_group3(document.bytes.subspan(offset));
+    const auto layout = fax::identify_group3(document.bytes.subspan(offset), fax::Evidence::header);
     if (!layout) return Error{Fault::malformed, "fax rows"};
     document.sections.push_back(document.rest(offset, *layout));
     document.sections.back().resolution = resolution;
@@ -229,10 +228,13 @@ Result<Outcome> decode(ByteReader in, const ReadOptions& options, RowSink& sink)
 // --- writing
 // ---------------------------------------------------------------------------------------------------
 
+// Fine rows are nearly as far apart as their pixels; normal ones twice as far.
+bool is_fine(const Resolution& resolution) { return resolution.x <= 0 || resolution.y > 0.75 * resolution.x; }
+
 void put_digifax_header(const Resolution& resolution, ByteWriter& out) {
     out.write(kDigifax);
     for (const int value : {1, 0, 1, 0, 1}) out.u8(value);  // one page; the rest as every writer has it
-    out.u8(resolution.y > 0 && resolution.y < kFineFrom ? 0 : 1);
+    out.u8(is_fine(resolution) ? 1 : 0);
     out.zeros(kDigifaxHeader - static_cast<std::size_t>(out.position()));
 }
 
