@@ -9,13 +9,15 @@ namespace {
 
 constexpr std::size_t kProbed = 64 << 10;
 constexpr int kProbedRows = 200;
+constexpr int kTriedRows = 4000;
 constexpr int kFewRows = 3;        // agreeing ones where a header says that this is a fax
 constexpr int kSureRows = 10;      // agreeing ones are no accident
 constexpr int kCleanRows = 20;     // without end-of-line codes
 constexpr int kPageEnd = 5;        // end-of-line codes without a row between them; six are written
 constexpr std::size_t kTail = 64;  // bytes that may follow a page too short to be told by its rows
 constexpr std::size_t kCleanBytes = 256;
-constexpr int kCutRow = 64;  // bits that the last row of cut data may leave
+constexpr std::size_t kManyBytes = 2048;  // free of errors: dithered pages have few rows in them
+constexpr int kCutRow = 64;               // bits that the last row of cut data may leave
 
 /// Widths of fax machines and what follows from them at other resolutions, the usual ones first.
 constexpr int kWidths[] = {1728, 2048, 2432, 1216, 864, 2592, 3456, 3072, 4096, 3648, 4864, 5184, 6144, 7296};
@@ -32,9 +34,10 @@ struct Vote {
     std::int64_t left = 0;  // bits behind the page end; 0: that was not seen
 
     bool begins_well() const { return first == 0 || first == width; }
-    // A page too short for a majority has to be a whole one.
+    // Few rows have to be all that there is, without an exception.
     bool is_short_page() const {
-        return left > 0 && left < static_cast<std::int64_t>(kTail) * 8 && agreeing > 0 && agreeing == rows;
+        const bool whole = left > 0 ? left < static_cast<std::int64_t>(kTail) * 8 : agreeing >= kFewRows;
+        return whole && agreeing > 0 && agreeing == rows;
     }
     bool believable(Evidence evidence) const {
         if (width < 1 || agreeing * 10 < rows * 7) return false;
@@ -89,7 +92,7 @@ Vote vote(std::span<const std::uint8_t> data, bool lowest_bit_first, bool tagged
         ends = 0;
         if (one_dimensional && !bits.at_end()) {
             const int sum = sum_of_runs(bits);
-            if (bits.at_end() && data.size() > kProbed) break;  // a row cut by us
+            if (bits.left() < kCutRow && known > 0 && sum != sums[0]) break;  // cut off
             ++vote.rows;
             if (sum > 0) sums[known++] = sum;
         }
@@ -98,32 +101,26 @@ Vote vote(std::span<const std::uint8_t> data, bool lowest_bit_first, bool tagged
     return vote;
 }
 
-std::optional<Vote> best_vote(std::span<const std::uint8_t> data, Evidence evidence) {
-    std::optional<Vote> best;
-    for (const bool tagged : {false, true}) {
-        for (const bool lowest_bit_first : {false, true}) {
-            const Vote next = vote(data, lowest_bit_first, tagged);
-            if (next.believable(evidence) && (!best || next.agreeing > best->agreeing)) best = next;
-        }
-    }
-    return best;
-}
-
 // How the beginning decodes: errors, page ends and the end of what there is end it.
 struct Trial {
     int rows = 0;
     bool ink = false;
-    bool clean = false;  // ended by no error
-    bool whole = false;  // a page of group 4, and nothing behind it
+    bool varied = false;  // not the same bits again and again: they would fit by accident
+    bool clean = false;   // ended by no error
+    bool whole = false;   // a page of group 4, and nothing behind it
 };
 
-Trial try_layout(std::span<const std::uint8_t> data, const Layout& layout) {
+Trial try_layout(std::span<const std::uint8_t> data, const Layout& layout, int most_rows) {
     Decoder decoder{beginning(data), layout};
     Trial trial;
+    std::int64_t left = decoder.bits_left(), before = 0;  // before: bits of the row before
     Decoder::Row row = Decoder::Row::good;
-    while (trial.rows < kProbedRows * 20 && (row = decoder.skip()) == Decoder::Row::good) {
+    while (trial.rows < most_rows && (row = decoder.skip()) == Decoder::Row::good) {
         ++trial.rows;
         trial.ink = trial.ink || !decoder.blank();
+        const std::int64_t bits = left - decoder.bits_left();
+        trial.varied = trial.varied || (before > 0 && bits != before);
+        left -= bits, before = bits;
     }
     trial.clean = row != Decoder::Row::damaged || decoder.bits_left() < kCutRow;
     trial.whole = layout.coding == Coding::group4 && row == Decoder::Row::end && trial.ink &&
@@ -131,9 +128,35 @@ Trial try_layout(std::span<const std::uint8_t> data, const Layout& layout) {
     return trial;
 }
 
-bool decodes(std::span<const std::uint8_t> data, const Layout& layout, int least_rows) {
-    const Trial trial = try_layout(data, layout);
-    return trial.clean && trial.ink && trial.rows >= least_rows && data.size() >= kCleanBytes;
+Layout layout_of(const Vote& vote) {
+    return {vote.tagged ? Coding::group3_2d : Coding::group3, vote.width, vote.lowest_bit_first};
+}
+
+// Large rows: few of them, but no error in many bytes.
+bool begins_cleanly(std::span<const std::uint8_t> data, const Vote& vote) {
+    if (vote.agreeing < 1 || vote.agreeing < vote.rows || !vote.begins_well() || data.size() < kManyBytes)
+        return false;
+    const Trial trial = try_layout(data, layout_of(vote), kProbedRows);
+    return trial.clean && trial.ink;
+}
+
+std::optional<Vote> best_vote(std::span<const std::uint8_t> data, Evidence evidence) {
+    std::optional<Vote> best;
+    for (const bool tagged : {false, true}) {
+        for (const bool lowest_bit_first : {false, true}) {
+            const Vote next = vote(data, lowest_bit_first, tagged);
+            const bool believable =
+                next.believable(evidence) || (evidence == Evidence::beginning && begins_cleanly(data, next));
+            if (believable && (!best || next.agreeing > best->agreeing)) best = next;
+        }
+    }
+    return best;
+}
+
+bool decodes(const Trial& trial, std::span<const std::uint8_t> data, int least_rows) {
+    if (!trial.clean || !trial.ink || !trial.varied) return false;
+    return trial.rows >= least_rows ? data.size() >= kCleanBytes
+                                    : trial.rows >= kFewRows && data.size() >= kManyBytes;
 }
 
 }  // namespace
@@ -141,11 +164,12 @@ bool decodes(std::span<const std::uint8_t> data, const Layout& layout, int least
 std::optional<Layout> identify_group3(std::span<const std::uint8_t> data, Evidence evidence) {
     const auto vote = best_vote(data, evidence);
     if (!vote) return {};
-    return Layout{vote->tagged ? Coding::group3_2d : Coding::group3, vote->width, vote->lowest_bit_first};
+    return layout_of(*vote);
 }
 
 bool fits_group4(std::span<const std::uint8_t> data, const Layout& layout, int rows) {
-    return decodes(data, layout, rows);
+    constexpr int kMore = 4;
+    return decodes(try_layout(data, layout, rows * kMore), data, rows);
 }
 
 std::optional<Layout> identify(std::span<const std::uint8_t> data) {
@@ -154,7 +178,8 @@ std::optional<Layout> identify(std::span<const std::uint8_t> data) {
         for (const int width : kWidths) {
             for (const bool lowest_bit_first : {false, true}) {
                 const Layout layout{coding, width, lowest_bit_first};
-                if (decodes(data, layout, kCleanRows) || try_layout(data, layout).whole) return layout;
+                const Trial trial = try_layout(data, layout, kTriedRows);
+                if (trial.whole || decodes(trial, data, kCleanRows)) return layout;
             }
         }
     }

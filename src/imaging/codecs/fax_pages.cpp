@@ -12,6 +12,7 @@ namespace {
 
 constexpr std::size_t kMostBytes = std::size_t{256} << 20;
 constexpr int kReport = 64;  // rows between two reports
+constexpr int kPageRows = 20;
 constexpr double kFineFrom = 150;
 constexpr int kLongPage = 1400;  // rows from which a page of 1728 pixels is a fine one
 
@@ -19,15 +20,26 @@ std::size_t page_index(const Document& document, const ReadOptions& options) {
     return static_cast<std::size_t>(std::clamp(options.page, 1, static_cast<int>(document.pages.size()))) - 1;
 }
 
-// Skips a page. Returns its rows up to the last good one.
-int skip_page(Decoder& decoder, std::int64_t most) {
-    int last_good = 0;
+struct Count {
+    int rows = 0;  // up to the last good one
+    bool damaged = false;
+};
+
+Count skip_page(Decoder& decoder, std::int64_t most) {
+    Count count;
+    const int damaged_before = decoder.damaged_rows();
     for (int rows = 1; rows <= most; ++rows) {
         const Decoder::Row row = decoder.skip();
         if (row == Decoder::Row::end) break;
-        if (row == Decoder::Row::good) last_good = rows;
+        if (row == Decoder::Row::good) count.rows = rows;
     }
-    return last_good;
+    count.damaged = decoder.damaged_rows() > damaged_before;
+    return count;
+}
+
+// What follows a page is another one only when it looks so: other bytes give a row or two by accident.
+bool is_page(const Count& count, bool first) {
+    return count.rows > 0 && (first || !count.damaged || count.rows >= kPageRows);
 }
 
 // Page ends that the section may hold: pages without rows count as well, else nothing would bound them.
@@ -35,10 +47,11 @@ void find_pages_of(const Document& document, std::size_t number, const Limits& l
                    std::vector<Page>& pages) {
     const Section& section = document.sections[number];
     Decoder decoder{document.data_of(section), section.layout};
+    const std::size_t before = pages.size();
     for (int skipped = 0; skipped < limits.max_pages; ++skipped) {
-        const int rows = skip_page(decoder, limits.max_bilevel_side);
-        if (rows > 0) pages.push_back({number, skipped, rows});
-        if (rows == limits.max_bilevel_side || !decoder.begin_page()) return;
+        const Count count = skip_page(decoder, limits.max_bilevel_side);
+        if (is_page(count, pages.size() == before)) pages.push_back({number, skipped, count.rows});
+        if (count.rows == limits.max_bilevel_side || !decoder.begin_page()) return;
     }
 }
 

@@ -22,8 +22,8 @@ enum class Evidence : std::uint8_t {
 };
 /// The same for data with end-of-line codes only.
 std::optional<Layout> identify_group3(std::span<const std::uint8_t> data, Evidence evidence);
-/// Whether the data begin like a page of group 4 of that layout: free of errors for rows rows with ink, up
-/// to the end of the data or of the page.
+/// Whether the data begin like a page of group 4 of that layout: free of errors for rows rows and some
+/// more, as far as there are any, and not blank.
 bool fits_group4(std::span<const std::uint8_t> data, const Layout& layout, int rows);
 
 /// Bytes of one kind of coding; several pages may follow each other.
