@@ -50,9 +50,10 @@ std::optional<std::string_view> value_of(std::string_view header, std::string_vi
         const auto record = trimmed(header.substr(at, kRecord));
         if (begins_with(record, key)) return trimmed(record.substr(key.size()));
     }
-    const auto found = std::ranges::search(header, key, [](char c, char k) { return lower(c) == k; });
-    if (found.empty()) return {};
-    const auto begin = static_cast<std::size_t>(found.begin() - header.begin());
+    const auto* const found = std::search(header.begin(), header.end(), key.begin(), key.end(),
+                                          [](char c, char k) { return lower(c) == k; });
+    if (found == header.end()) return {};
+    const auto begin = static_cast<std::size_t>(found - header.begin());
     const std::size_t end = std::min(header.size(), (begin / kRecord + 1) * kRecord);
     if (begin + key.size() > end) return {};
     return trimmed(header.substr(begin + key.size(), end - begin - key.size()));
