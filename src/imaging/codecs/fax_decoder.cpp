@@ -302,10 +302,20 @@ bool Decoder::begin_page() {
         bits_.skip(2 * kEndOfLineBits);
         bits_.align();
     }
+    reset();
+    return !bits_.at_end();
+}
+
+void Decoder::reset() {
     started_ = ended_ = becomes_above_ = wait_for_one_dimensional_ = false;
     count_ = 0;
     std::fill_n(above_.begin(), kClosing + 2, layout_.width);
-    return !bits_.at_end();
+}
+
+void Decoder::restart(std::span<const std::uint8_t> data) {
+    bits_ = BitReader{data, layout_.lowest_bit_first};
+    damaged_ = 0;
+    reset();
 }
 
 int sum_of_runs(BitReader& bits) {

@@ -79,6 +79,8 @@ class Decoder {
     Row next(std::span<std::uint8_t> row);
     /// The same without pixels, for counting rows.
     Row skip() { return decode_row(); }
+    /// Begins anew with other data of the same layout, without another allocation.
+    void restart(std::span<const std::uint8_t> data);
     /// Goes on behind the end of a page. False when no data are left, or none that could be told apart.
     bool begin_page();
     int damaged_rows() const { return damaged_; }
@@ -89,6 +91,7 @@ class Decoder {
 
   private:
     Row decode_row();
+    void reset();
     bool framing(bool& one_dimensional);
     int skip_end_of_lines(bool& one_dimensional);
     bool at_end_of_line();

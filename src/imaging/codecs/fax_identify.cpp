@@ -110,8 +110,7 @@ struct Trial {
     bool whole = false;   // a page of group 4, and nothing behind it
 };
 
-Trial try_layout(std::span<const std::uint8_t> data, const Layout& layout, int most_rows) {
-    Decoder decoder{beginning(data), layout};
+Trial try_decoder(Decoder& decoder, Coding coding, int most_rows) {
     Trial trial;
     std::int64_t left = decoder.bits_left(), before = 0;  // before: bits of the row before
     Decoder::Row row = Decoder::Row::good;
@@ -123,9 +122,14 @@ Trial try_layout(std::span<const std::uint8_t> data, const Layout& layout, int m
         left -= bits, before = bits;
     }
     trial.clean = row != Decoder::Row::damaged || decoder.bits_left() < kCutRow;
-    trial.whole = layout.coding == Coding::group4 && row == Decoder::Row::end && trial.ink &&
+    trial.whole = coding == Coding::group4 && row == Decoder::Row::end && trial.ink &&
                   decoder.bits_left() > 0 && decoder.bits_left() < static_cast<std::int64_t>(kTail) * 8;
     return trial;
+}
+
+Trial try_layout(std::span<const std::uint8_t> data, const Layout& layout, int most_rows) {
+    Decoder decoder{beginning(data), layout};
+    return try_decoder(decoder, layout.coding, most_rows);
 }
 
 Layout layout_of(const Vote& vote) {
@@ -167,9 +171,16 @@ std::optional<Layout> identify_group3(std::span<const std::uint8_t> data, Eviden
     return layout_of(*vote);
 }
 
-bool fits_group4(std::span<const std::uint8_t> data, const Layout& layout, int rows) {
+std::optional<std::size_t> find_group4(std::span<const std::uint8_t> data, const Layout& layout,
+                                       std::size_t searched, int rows) {
     constexpr int kMore = 4;
-    return decodes(try_layout(data, layout, rows * kMore), data, rows);
+    Decoder decoder{{}, layout};
+    for (std::size_t offset = 0; offset < std::min(searched, data.size()); ++offset) {
+        const auto rest = data.subspan(offset);
+        decoder.restart(beginning(rest));
+        if (decodes(try_decoder(decoder, layout.coding, rows * kMore), rest, rows)) return offset;
+    }
+    return {};
 }
 
 std::optional<Layout> identify(std::span<const std::uint8_t> data) {

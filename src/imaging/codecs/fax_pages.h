@@ -22,9 +22,10 @@ enum class Evidence : std::uint8_t {
 };
 /// The same for data with end-of-line codes only.
 std::optional<Layout> identify_group3(std::span<const std::uint8_t> data, Evidence evidence);
-/// Whether the data begin like a page of group 4 of that layout: free of errors for rows rows and some
-/// more, as far as there are any, and not blank.
-bool fits_group4(std::span<const std::uint8_t> data, const Layout& layout, int rows);
+/// The first of the offsets below searched from which the data are a page of group 4 of that layout: free of
+/// errors for rows rows and some more, as far as there are any, and not blank.
+std::optional<std::size_t> find_group4(std::span<const std::uint8_t> data, const Layout& layout,
+                                       std::size_t searched, int rows);
 
 /// Bytes of one kind of coding; several pages may follow each other.
 struct Section {

@@ -35,11 +35,10 @@ struct Start {
 // Where the first page begins. Group 3 marks its rows; for group 4 each offset has to be tried.
 std::optional<Start> find_start(std::span<const std::uint8_t> data, int group4_rows) {
     if (const auto layout = fax::identify_group3(data, fax::Evidence::scan)) return Start{0, *layout};
-    for (std::size_t offset = 0; offset < std::min(kSearched, data.size()); ++offset) {
-        for (const bool lowest_bit_first : {true, false}) {
-            const fax::Layout layout{Coding::group4, kUsualWidth, lowest_bit_first};
-            if (fax::fits_group4(data.subspan(offset), layout, group4_rows)) return Start{offset, layout};
-        }
+    for (const bool lowest_bit_first : {true, false}) {
+        const fax::Layout layout{Coding::group4, kUsualWidth, lowest_bit_first};
+        if (const auto offset = fax::find_group4(data, layout, kSearched, group4_rows))
+            return Start{*offset, layout};
     }
     return {};
 }
