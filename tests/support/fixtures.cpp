@@ -7,6 +7,7 @@
 #include <initializer_list>
 #include <iterator>
 
+#include "imaging/codecs/fax_encoder.h"
 #include "imaging/save.h"
 #include "text/paths.h"
 
@@ -305,6 +306,54 @@ std::vector<Fixture> pict_fixtures() {
     return made;
 }
 
+// Rows of fax data; the picture is as wide as asked for.
+std::vector<std::uint8_t> fax_page(const fax::Layout& layout, int rows) {
+    fax::Encoder encoder{layout};
+    std::vector<std::uint8_t> row(static_cast<std::size_t>(layout.width + 7) / 8);
+    for (int y = 0; y < rows; ++y) {
+        row[static_cast<std::size_t>(y * 5) % row.size()] ^= static_cast<std::uint8_t>(y * 29 + 4);
+        encoder.add_row(row);
+    }
+    encoder.finish(true);
+    return encoder.bytes();
+}
+
+// Two pages that differ in width; each row is a record of its own.
+std::vector<std::uint8_t> structured_fax() {
+    MemoryWriter out;
+    for (const char c : std::string_view{"Sfff\1\0\0\0\2\0\x14\0\0\0\0\0\0\0\0\0", 20}) out.u8(c);
+    for (const int width : {kWidth, 2 * kWidth}) {
+        for (const int value : {254, 16, 1, 0, 0, 0, width, 0}) out.u8(value);
+        out.zeros(10);
+        for (int y = 0; y < kHeight; ++y) {
+            const auto row = fax_page({fax::Coding::aligned_rows, width, true}, 1);
+            out.u8(static_cast<int>(row.size()));
+            out.write(row);
+        }
+        for (const int value : {219, 255, 0, 255, 1, 7}) out.u8(value);  // blank rows, a lost one, other data
+    }
+    out.u16le(254);
+    return out.bytes();
+}
+
+// Pages behind the header of a fax program (text, then zeros).
+std::vector<std::uint8_t> wrapped_fax(std::string_view text, std::size_t header, const fax::Layout& layout,
+                                      int rows) {
+    MemoryWriter out;
+    for (const char c : text) out.u8(c);
+    out.zeros(header - text.size());
+    for (int page = 0; page < 2; ++page) out.write(fax_page(layout, rows));
+    return out.bytes();
+}
+
+std::vector<Fixture> fax_fixtures() {
+    using fax::Coding;
+    return {{"structured", structured_fax()},
+            {"Quick Link", wrapped_fax({"QLIIFAX\0", 8}, 1536, {Coding::group3, kWidth, true}, kHeight)},
+            {"QFAX", wrapped_fax("QFAX", 64, {Coding::group3_2d, kWidth}, kHeight)},
+            {"group 4", fax_page({Coding::group4, 1728}, 40)}};
+}
+
 std::vector<Fixture> handmade_fixtures(const Codec& codec) {
     const std::string id = codec_id(codec);
     if (id == "ico") return icon_fixtures(1);
@@ -315,16 +364,20 @@ std::vector<Fixture> handmade_fixtures(const Codec& codec) {
     if (id == "msp") return {{"version 1", plain_msp()}};
     if (id == "macpaint") return {{"without a wrapper", bare_macpaint()}};
     if (id == "gem") return gem_fixtures();
-    std::vector<Fixture> made;
-    if (id == "dib") {
-        for (const Fixture& bmp : fixtures_of("bmp"))
-            made.push_back({"without file header, " + bmp.name, bare_dib(bmp.bytes)});
-    }
-    if (id == "dcx") {
-        for (const Fixture& page : fixtures_of("pcx"))
-            made.push_back({"pages of " + page.name, multi_page_pcx(page.bytes)});
-    }
-    return made;
+}
+
+if (id == "rawfax") return fax_fixtures();
+if (id == "winfax") return {{"group 3", wrapped_fax("WF", 64, {fax::Coding::group3, 1728, true}, 30)}};
+std::vector<Fixture> made;
+if (id == "dib") {
+    for (const Fixture& bmp : fixtures_of("bmp"))
+        made.push_back({"without file header, " + bmp.name, bare_dib(bmp.bytes)});
+}
+if (id == "dcx") {
+    for (const Fixture& page : fixtures_of("pcx"))
+        made.push_back({"pages of " + page.name, multi_page_pcx(page.bytes)});
+}
+return made;
 }
 
 if (id == "pict") return pict_fixtures();

@@ -279,65 +279,96 @@ std::vector<std::uint8_t> pict(std::uint32_t side, std::uint32_t depth) {
     rectangle();
     rectangle();
     out.u16be(0);
+}
+
+// A whole header, and data that hold no row.
+std::vector<std::uint8_t> cals(std::uint32_t side) {
+    MemoryWriter out;
+    const auto record = [&](std::string line) {
+        line.resize(128, ' ');
+        text(out, line);
+    };
+    record("srcdocid: NONE");
+    record("rtype: 1");
+    record("rorient: 000,270");
+    record("rpelcnt: " + std::to_string(side) + "," + std::to_string(side));
+    for (int i = 4; i < 16; ++i) record("");
+    out.zeros(kBombSize);
+    return padded(out);
+}
+
+// Group 3: an end-of-line code and a run that goes on and on, 2560 pixels at a time.
+std::vector<std::uint8_t> endless_run() {
+    MemoryWriter out;
+    out.u16be(1);
+    while (out.position() < static_cast<std::int64_t>(kBombSize)) {
+        for (const int byte : {0x01, 0xF0, 0x1F}) out.u8(byte);
+    }
     return padded(out);
 }
 
 }  // namespace
 
-std::vector<Bomb> bombs(std::uint32_t side) {
+std::vector<Bomb> bombs(std::uint32_t side){
     return {
-        {"bmp", "24 bits", bmp(side, 24, 0)},
-        {"bmp", "8 bits", bmp(side, 8, 0)},
-        {"bmp", "RLE8", bmp(side, 8, 1)},
-        {"bmp", "1 bit", bmp(side, 1, 0)},
-        {"dib", "24 bits", dib(side, 24)},
-        {"dib", "1 bit", dib(side, 1)},
-        {"png", "RGB", png(side, 8, 2)},
-        {"png", "1 bit", png(side, 1, 0)},
-        {"jpeg", "grey", jpeg(side)},
-        {"gif", "8 bits", gif(side)},
-        {"tiff", "8 bits", tiff(side, 8, 1)},
-        {"tiff", "LZW", tiff(side, 8, 5)},
-        {"tiff", "PackBits", tiff(side, 8, 32'773)},
-        {"tiff", "1 bit", tiff(side, 1, 1)},
-        {"tiff", "G4", tiff(side, 1, 4)},
-        {"pcx", "RGB", pcx(side, 8, 3)},
-        {"pcx", "8 bits", pcx(side, 8, 1)},
-        {"pcx", "1 bit", pcx(side, 1, 1)},
-        {"dcx", "RGB", dcx(side)},
-        {"targa", "RGB", tga(side, 2, 24)},
-        {"targa", "RLE", tga(side, 10, 24)},
-        {"targa", "grey", tga(side, 3, 8)},
-        {"sunraster", "24 bits", sun(side, 24, 1)},
-        {"sunraster", "RLE", sun(side, 8, 2)},
-        {"sunraster", "1 bit", sun(side, 1, 1)},
-        {"ioca", "1 bit", ioca(side, 3, 1, false)},
-        {"ioca", "RGB", ioca(side, 3, 24, false)},
-        {"ioca", "LZW", ioca(side, 13, 24, false)},
-        {"ioca", "PackBits", ioca(side, 12, 8, false)},
-        {"ioca", "G3", ioca(side, 0x80, 1, false)},
-        {"ioca", "G4", ioca(side, 0x82, 1, false)},
-        {"ioca", "solid", ioca(side, 0x20, 24, false)},
-        {"ioca", "RGB tile", ioca(side, 3, 24, true)},
-        {"ioca", "solid tile", ioca(side, 0x20, 24, true)},
-        {"ioca", "in a document", ioca_document(side)},
-        {"ico", "24 bits", icon(side, 1, 24)},
-        {"ico", "1 bit", icon(side, 1, 1)},
-        {"cur", "24 bits", icon(side, 2, 24)},
-        {"msp", "plain", msp(side, "DanM")},
-        {"msp", "packed", msp(side, "LinS")},
-        {"macpaint", "wrapped", macpaint()},
-        {"gem", "1 plane", gem(side, 1)},
-        {"gem", "8 planes", gem(side, 8)},
-        {"gem", "24 bits", gem(side, 24)},
-        {"psd", "RGB", psd(side, 8, 3, 0)},
-        {"psd", "RLE", psd(side, 8, 3, 1)},
-        {"psd", "ZIP", psd(side, 16, 3, 3)},
-        {"psd", "1 bit", psd(side, 1, 0, 0)},
-        {"pict", "24 bits", pict(side, 32)},
-        {"pict", "8 bits", pict(side, 8)},
-        {"pict", "1 bit", pict(side, 1)},
-    };
+               {"bmp", "24 bits", bmp(side, 24, 0)},
+               {"bmp", "8 bits", bmp(side, 8, 0)},
+               {"bmp", "RLE8", bmp(side, 8, 1)},
+               {"bmp", "1 bit", bmp(side, 1, 0)},
+               {"dib", "24 bits", dib(side, 24)},
+               {"dib", "1 bit", dib(side, 1)},
+               {"png", "RGB", png(side, 8, 2)},
+               {"png", "1 bit", png(side, 1, 0)},
+               {"jpeg", "grey", jpeg(side)},
+               {"gif", "8 bits", gif(side)},
+               {"tiff", "8 bits", tiff(side, 8, 1)},
+               {"tiff", "LZW", tiff(side, 8, 5)},
+               {"tiff", "PackBits", tiff(side, 8, 32'773)},
+               {"tiff", "1 bit", tiff(side, 1, 1)},
+               {"tiff", "G4", tiff(side, 1, 4)},
+               {"pcx", "RGB", pcx(side, 8, 3)},
+               {"pcx", "8 bits", pcx(side, 8, 1)},
+               {"pcx", "1 bit", pcx(side, 1, 1)},
+               {"dcx", "RGB", dcx(side)},
+               {"targa", "RGB", tga(side, 2, 24)},
+               {"targa", "RLE", tga(side, 10, 24)},
+               {"targa", "grey", tga(side, 3, 8)},
+               {"sunraster", "24 bits", sun(side, 24, 1)},
+               {"sunraster", "RLE", sun(side, 8, 2)},
+               {"sunraster", "1 bit", sun(side, 1, 1)},
+               {"ioca", "1 bit", ioca(side, 3, 1, false)},
+               {"ioca", "RGB", ioca(side, 3, 24, false)},
+               {"ioca", "LZW", ioca(side, 13, 24, false)},
+               {"ioca", "PackBits", ioca(side, 12, 8, false)},
+               {"ioca", "G3", ioca(side, 0x80, 1, false)},
+               {"ioca", "G4", ioca(side, 0x82, 1, false)},
+               {"ioca", "solid", ioca(side, 0x20, 24, false)},
+               {"ioca", "RGB tile", ioca(side, 3, 24, true)},
+               {"ioca", "solid tile", ioca(side, 0x20, 24, true)},
+               {"ioca", "in a document", ioca_document(side)},
+               {"ico", "24 bits", icon(side, 1, 24)},
+               {"ico", "1 bit", icon(side, 1, 1)},
+               {"cur", "24 bits", icon(side, 2, 24)},
+               {"msp", "plain", msp(side, "DanM")},
+               {"msp", "packed", msp(side, "LinS")},
+               {"macpaint", "wrapped", macpaint()},
+               {"gem", "1 plane", gem(side, 1)},
+               {"gem", "8 planes", gem(side, 8)},
+               {"gem", "24 bits", gem(side, 24)},
+               {"psd", "RGB", psd(side, 8, 3, 0)},
+               {"psd", "RLE", psd(side, 8, 3, 1)},
+               {"psd", "ZIP", psd(side, 16, 3, 3)},
+               {"psd", "1 bit", psd(side, 1, 0, 0)},
+               {"pict", "24 bits", pict(side, 32)},
+               {"pict", "8 bits", pict(side, 8)},
+               {"pict", "1 bit", pict(side, 1)},
+           }
+
+           {"cals", "no data", cals(side)},
+           {"rawfax", "endless run", endless_run()},
+           {"winfax", "endless run", endless_run()},
+           {"winfax", "TIFF", tiff(side, 1, 4)},
+};
 }
 
 }  // namespace quillmark::tests

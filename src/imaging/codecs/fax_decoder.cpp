@@ -7,6 +7,9 @@
 namespace quillmark::imaging::fax {
 namespace {
 
+constexpr int kWidest = 1'000'000;
+constexpr std::uint32_t kUncompressedRuns = 0x00F;  // 12 bits: the extension of one-dimensional rows
+constexpr std::uint32_t kEndOfBlock = 0x001001;     // 24 bits
 constexpr int kClosing = 4;  // entries behind the last change, so that looking for b1 and b2 needs no check
 
 std::uint64_t reverse_bits_in_bytes(std::uint64_t word) {
@@ -101,6 +104,12 @@ bool Decoder::decode_runs() {
     bool black = false;
     for (int x = 0; x < layout_.width; black = !black) {
         const int run = next_run(black);
+        if (run < 0 && bits_.peek(kEndOfLineBits) == kUncompressedRuns) {
+            bits_.skip(kEndOfLineBits);
+            if (!uncompressed(x, black)) return false;
+            black = !black;
+            continue;
+        }
         if (run < 0 || run > layout_.width - x) return false;
         x += run;
         add_change(x);
@@ -226,7 +235,7 @@ bool Decoder::framing(bool& one_dimensional) {
     one_dimensional = layout_.coding != Coding::group4;
     switch (layout_.coding) {
         case Coding::group4:
-            if (bits_.peek(2 * kEndOfLineBits) == 0x001001U) return false;
+            if (bits_.peek(2 * kEndOfLineBits) == kEndOfBlock) return false;
             break;
         case Coding::aligned_rows: bits_.align(); [[fallthrough]];
         case Coding::rows:
@@ -246,7 +255,7 @@ bool Decoder::framing(bool& one_dimensional) {
     return !bits_.at_end();
 }
 
-Decoder::Row Decoder::damaged(std::span<std::uint8_t> row) {
+Decoder::Row Decoder::damaged() {
     ++damaged_;
     switch (layout_.coding) {
         case Coding::rows:
@@ -257,11 +266,18 @@ Decoder::Row Decoder::damaged(std::span<std::uint8_t> row) {
         case Coding::group3_2d: ended_ = !find_end_of_line(); break;
     }
     wait_for_one_dimensional_ = layout_.coding == Coding::group3_2d;
-    paint(row);
     return Row::damaged;
 }
 
-Decoder::Row Decoder::next(std::span<std::uint8_t> row) {
+// Says only how it differs from a row that is lost: the row above stands in.
+void Decoder::repeat_above() {
+    count_ = static_cast<std::size_t>(std::ranges::find(above_, layout_.width) - above_.begin());
+    std::copy_n(above_.begin(), count_ + kClosing, changes_.begin());
+}
+
+Decoder::Row Decoder::decode_row() {
+    if (becomes_above_) std::swap(above_, changes_);
+    becomes_above_ = false;
     bool one_dimensional = true;
     if (ended_ || !framing(one_dimensional)) {
         ended_ = true;
@@ -269,20 +285,59 @@ Decoder::Row Decoder::next(std::span<std::uint8_t> row) {
     }
     started_ = true;
     if (wait_for_one_dimensional_ && !one_dimensional) {
-        // Says only how it differs from a row that is lost: the row above stands in.
-        std::copy(above_.begin(), above_.end(), changes_.begin());
-        count_ = static_cast<std::size_t>(std::ranges::find(above_, layout_.width) - above_.begin());
-        return damaged(row);
+        repeat_above();
+        return damaged();
     }
     count_ = 0;
     const bool good = one_dimensional ? decode_runs() : decode_2d();
     close_row();
-    if (!good) return damaged(row);
+    if (!good) return damaged();
     wait_for_one_dimensional_ = false;
-    paint(row);
-    // The row's own end is no change.
-    std::swap(above_, changes_);
+    becomes_above_ = true;
     return Row::good;
+}
+
+Decoder::Row Decoder::next(std::span<std::uint8_t> row) {
+    const Row result = decode_row();
+    if (result != Row::end) paint(row);
+    return result;
+}
+
+bool Decoder::begin_page() {
+    if (layout_.coding == Coding::group4) {
+        if (bits_.peek(2 * kEndOfLineBits) != kEndOfBlock) return false;
+        bits_.skip(2 * kEndOfLineBits);
+        bits_.align();
+    }
+    reset();
+    return !bits_.at_end();
+}
+
+void Decoder::reset() {
+    started_ = ended_ = becomes_above_ = wait_for_one_dimensional_ = false;
+    count_ = 0;
+    std::fill_n(above_.begin(), kClosing + 2, layout_.width);
+}
+
+void Decoder::restart(std::span<const std::uint8_t> data) {
+    bits_ = BitReader{data, layout_.lowest_bit_first};
+    damaged_ = 0;
+    reset();
+}
+
+int sum_of_runs(BitReader& bits) {
+    int total = 0;
+    bool black = false, inside = false;  // a run: a make-up code wants another one
+    while (bits.peek(kEndOfLineBits - 1) != 0) {
+        const RunLookup::Entry entry = (black ? kBlackLookup : kWhiteLookup)[bits.peek(RunLookup::kBits)];
+        if (entry.length == 0) return -1;
+        bits.skip(entry.length);
+        total += entry.value;
+        if (total > kWidest) return -1;
+        inside = entry.value >= 64;
+        if (!inside) black = !black;
+    }
+    return inside ? -1 : total;
 }
 
 bool has_end_of_line(std::span<const std::uint8_t> data, bool lowest_bit_first) {

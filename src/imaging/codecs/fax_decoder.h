@@ -23,6 +23,7 @@ struct Layout {
     Coding coding = Coding::group4;
     int width = 1728;               ///< pixels, 1 to 1,000,000
     bool lowest_bit_first = false;  ///< the first code bit is the lowest of its byte
+    bool whole_bytes = false;       ///< writing: end-of-line codes end on a byte
 };
 
 /// Takes bits from the front of a block of bytes. Past the end come zeros.
@@ -47,6 +48,10 @@ class BitReader {
     bool at_end() {
         if (count_ < 32) fill();
         return count_ <= padding_;
+    }
+    /// Bits of the data that are not taken yet.
+    std::int64_t left() const {
+        return static_cast<std::int64_t>(data_.size() - at_) * 8 + count_ - padding_;
     }
 
   private:
@@ -73,9 +78,21 @@ class Decoder {
     /// (width + 7) / 8 bytes; bits past the width are 0. Group 3 goes on at the next
     /// end-of-line code and aligned rows at the next byte; the others end with a damaged row.
     Row next(std::span<std::uint8_t> row);
+    /// The same without pixels, for counting rows.
+    Row skip() { return decode_row(); }
+    /// Begins anew with other data of the same layout, without another allocation.
+    void restart(std::span<const std::uint8_t> data);
+    /// Goes on behind the end of a page. False when no data are left, or none that could be told apart.
+    bool begin_page();
     int damaged_rows() const { return damaged_; }
+    /// Whether the last row was white from end to end.
+    bool blank() const { return count_ == 0; }
+    /// Bits of the data behind the last row.
+    std::int64_t bits_left() const { return bits_.left(); }
 
   private:
+    Row decode_row();
+    void reset();
     bool framing(bool& one_dimensional);
     int skip_end_of_lines(bool& one_dimensional);
     bool at_end_of_line();
@@ -88,7 +105,8 @@ class Decoder {
     void add_change(int x);
     void close_row();
     void paint(std::span<std::uint8_t> row) const;
-    Row damaged(std::span<std::uint8_t> row);
+    Row damaged();
+    void repeat_above();
 
     BitReader bits_;
     Layout layout_;
@@ -96,8 +114,14 @@ class Decoder {
     std::size_t count_ = 0;             // changes of the current row so far
     int damaged_ = 0;
     bool started_ = false, ended_ = false;
+    bool becomes_above_ = false;  // the current row was good: the next one refers to it
     bool wait_for_one_dimensional_ = false;
 };
+
+/// The pixels of a one-dimensional row of unknown width: takes its runs up to the next end-of-line code, or
+/// the end of the data. -1 when they are no such row (a code that does not exist, more than a million
+/// pixels).
+int sum_of_runs(BitReader& bits);
 
 /// Whether data that should have end-of-line codes hold one near their beginning; some writers leave them
 /// out.

@@ -74,6 +74,7 @@ void Encoder::put_run(bool black, int run) {
 }
 
 void Encoder::put_end_of_line(bool one_dimensional) {
+    if (layout_.whole_bytes) put(0, (8 - (count_ + kEndOfLineBits) % 8) % 8);
     put(kEndOfLine, kEndOfLineBits);
     if (layout_.coding == Coding::group3_2d) put(one_dimensional ? 1 : 0, 1);
 }

@@ -5,17 +5,37 @@ namespace quillmark::imaging {
 namespace codecs {
 
 extern const Codec png, jpeg, gif, tiff, bmp, dcx, sunraster, ico, cur, msp, pcx, tga, macpaint, gem, dib,
-    ioca, psd, pict;
+    ioca, psd, pict, cals, rawfax, winfax;
 
 }  // namespace codecs
 
 namespace {
 
+// clang-format off
 constexpr const Codec* kCodecs[] = {
-    &codecs::png, &codecs::jpeg,      &codecs::gif,  &codecs::tiff,     &codecs::bmp, &codecs::psd,
-    &codecs::dcx, &codecs::sunraster, &codecs::pict, &codecs::ioca,     &codecs::ico, &codecs::cur,
-    &codecs::msp, &codecs::pcx,       &codecs::tga,  &codecs::macpaint, &codecs::gem, &codecs::dib,
+    &codecs::png,
+    &codecs::jpeg,
+    &codecs::gif,
+    &codecs::tiff,
+    &codecs::bmp,
+    &codecs::psd,
+    &codecs::dcx,
+    &codecs::sunraster,
+    &codecs::cals,
+    &codecs::pict,
+    &codecs::ioca,
+    &codecs::ico,
+    &codecs::cur,
+    &codecs::msp,
+    &codecs::pcx,
+    &codecs::tga,
+    &codecs::macpaint,
+    &codecs::gem,
+    &codecs::dib,
+    &codecs::rawfax,
+    &codecs::winfax,
 };
+// clang-format on
 
 }  // namespace
 

@@ -91,6 +91,8 @@ Result<void> encode(const Bitmap& bitmap, ByteWriter& out, const WriteOptions& o
     switch (options.format_code) {
         case 3: return tiff::encode_page(bitmap, out, COMPRESSION_NONE, options);
         case 11: return tiff::encode_page(bitmap, out, COMPRESSION_LZW, options);
+        case 25: return tiff::encode_page(bitmap, out, COMPRESSION_CCITTRLE, options);
+        case 27: return tiff::encode_page(bitmap, out, COMPRESSION_CCITTFAX3, options);
         case 29: return tiff::encode_page(bitmap, out, COMPRESSION_CCITTFAX4, options);
         default: return Error{Fault::unsupported, "TIFF variant is not written"};
     }
@@ -104,8 +106,8 @@ constexpr FormatCode kFormats[] = {
     {11, "compressed", kCompressedDepths},
     {29, "CCITT G4", kFaxDepths},
     {22, "JPEG"},
-    {25, "CCITT FAX"},
-    {27, "CCITT G3 1-D"},
+    {25, "CCITT FAX", kFaxDepths},
+    {27, "CCITT G3 1-D", kFaxDepths},
     {28, "CCITT G3 2-D"},
 };
 constexpr std::string_view kExtensions[] = {"tif", "tiff", "btf", "tf8"};

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <optional>
 
 #include "imaging/codecs/fax_encoder.h"
 #include "imaging/codecs/tiff_handle.h"
@@ -22,6 +23,16 @@ struct Plan {
     std::size_t row_bytes = 0;
 };
 
+// How our own coder writes the rows; nothing where they are not fax data.
+std::optional<fax::Coding> fax_coding(int compression) {
+    switch (compression) {
+        case COMPRESSION_CCITTRLE: return fax::Coding::aligned_rows;
+        case COMPRESSION_CCITTFAX3: return fax::Coding::group3;
+        case COMPRESSION_CCITTFAX4: return fax::Coding::group4;
+        default: return {};
+    }
+}
+
 bool is_gray_ramp(const Bitmap& bitmap) { return bitmap.palette() == gray_palette(1 << bitmap.bits()); }
 
 bool is_black_and_white(const Palette& palette) {
@@ -33,7 +44,7 @@ void plan_bilevel(const Bitmap& bitmap, int compression, Plan& plan) {
     Palette palette = bitmap.palette();
     palette.resize(2);
     const bool zero_is_dark = is_dark(palette[0]) && !is_dark(palette[1]);
-    if (compression == COMPRESSION_CCITTFAX4) {  // runs begin white, and readers expect white to be 0
+    if (fax_coding(compression)) {  // runs begin white, and readers expect white to be 0
         plan.photometric = PHOTOMETRIC_MINISWHITE;
         plan.inverted = zero_is_dark;
     } else if (is_black_and_white(palette)) {
@@ -153,12 +164,12 @@ bool write_strip(Handle& handle, std::uint32_t number, std::span<std::uint8_t> r
     const auto size = static_cast<tmsize_t>(rows.size());
     if (compression == COMPRESSION_NONE)
         return TIFFWriteRawStrip(handle.get(), number, rows.data(), size) >= 0;
-    if (compression != COMPRESSION_CCITTFAX4)
-        return TIFFWriteEncodedStrip(handle.get(), number, rows.data(), size) >= 0;
-    fax::Encoder encoder{{fax::Coding::group4, width, false}};
+    const auto coding = fax_coding(compression);
+    if (!coding) return TIFFWriteEncodedStrip(handle.get(), number, rows.data(), size) >= 0;
+    fax::Encoder encoder{{*coding, width, false}};
     for (std::size_t at = 0; at < rows.size(); at += plan.row_bytes)
         encoder.add_row(rows.subspan(at, plan.row_bytes));
-    encoder.finish(true);
+    encoder.finish(false);  // only group 4 closes its pages inside TIFF
     std::vector<std::uint8_t>& coded = encoder.bytes();
     return TIFFWriteRawStrip(handle.get(), number, coded.data(), static_cast<tmsize_t>(coded.size())) >= 0;
 }
@@ -185,8 +196,8 @@ Result<void> write_strips(Handle& handle, const Bitmap& bitmap, const Plan& plan
 
 Result<void> encode_page(const Bitmap& bitmap, ByteWriter& out, int compression,
                          const WriteOptions& options) {
-    if (compression == COMPRESSION_CCITTFAX4 && bitmap.layout() != Layout::bit1)
-        return Error{Fault::unsupported, "TIFF G4 with more than 1 bit"};
+    if (fax_coding(compression) && bitmap.layout() != Layout::bit1)
+        return Error{Fault::unsupported, "TIFF fax with more than 1 bit"};
     const Plan plan = plan_for(bitmap, compression);
     // LZW can grow what it cannot shrink by up to a half.
     const std::int64_t largest = static_cast<std::int64_t>(plan.row_bytes) * bitmap.height() *
