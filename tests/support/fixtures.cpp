@@ -271,6 +271,7 @@ std::vector<Fixture> ioca_fixtures() {
     }
     for (const Fixture& segment : fixtures_of("ioca"))
         made.push_back({"document of " + segment.name, ioca_document(segment.bytes)});
+    return made;
 }
 
 // A picture of one QuickTime image, without the application's 512 bytes in front.
@@ -364,33 +365,18 @@ std::vector<Fixture> handmade_fixtures(const Codec& codec) {
     if (id == "msp") return {{"version 1", plain_msp()}};
     if (id == "macpaint") return {{"without a wrapper", bare_macpaint()}};
     if (id == "gem") return gem_fixtures();
-}
-
-if (id == "rawfax") return fax_fixtures();
-if (id == "winfax") return {{"group 3", wrapped_fax("WF", 64, {fax::Coding::group3, 1728, true}, 30)}};
-std::vector<Fixture> made;
-if (id == "dib") {
-    for (const Fixture& bmp : fixtures_of("bmp"))
-        made.push_back({"without file header, " + bmp.name, bare_dib(bmp.bytes)});
-}
-if (id == "dcx") {
-    for (const Fixture& page : fixtures_of("pcx"))
-        made.push_back({"pages of " + page.name, multi_page_pcx(page.bytes)});
-}
-return made;
-}
-
-if (id == "pict") return pict_fixtures();
-std::vector<Fixture> made;
-if (id == "dib") {
-    for (const Fixture& bmp : fixtures_of("bmp"))
-        made.push_back({"without file header, " + bmp.name, bare_dib(bmp.bytes)});
-}
-if (id == "dcx") {
-    for (const Fixture& page : fixtures_of("pcx"))
-        made.push_back({"pages of " + page.name, multi_page_pcx(page.bytes)});
-}
-return made;
+    if (id == "rawfax") return fax_fixtures();
+    if (id == "winfax") return {{"group 3", wrapped_fax("WF", 64, {fax::Coding::group3, 1728, true}, 30)}};
+    std::vector<Fixture> made;
+    if (id == "dib") {
+        for (const Fixture& bmp : fixtures_of("bmp"))
+            made.push_back({"without file header, " + bmp.name, bare_dib(bmp.bytes)});
+    }
+    if (id == "dcx") {
+        for (const Fixture& page : fixtures_of("pcx"))
+            made.push_back({"pages of " + page.name, multi_page_pcx(page.bytes)});
+    }
+    return made;
 }
 
 }  // namespace

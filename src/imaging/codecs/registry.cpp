@@ -13,27 +13,12 @@ namespace {
 
 // clang-format off
 constexpr const Codec* kCodecs[] = {
-    &codecs::png,
-    &codecs::jpeg,
-    &codecs::gif,
-    &codecs::tiff,
-    &codecs::bmp,
-    &codecs::psd,
-    &codecs::dcx,
-    &codecs::sunraster,
-    &codecs::cals,
-    &codecs::pict,
-    &codecs::ioca,
-    &codecs::ico,
-    &codecs::cur,
-    &codecs::msp,
+    &codecs::png, &codecs::jpeg, &codecs::gif, &codecs::tiff, &codecs::bmp, &codecs::psd, &codecs::dcx,
+    &codecs::sunraster, &codecs::cals, &codecs::pict, &codecs::ioca, &codecs::ico, &codecs::cur, &codecs::msp,
+    // weak signatures from here on
     &codecs::pcx,
-    &codecs::tga,
-    &codecs::macpaint,
-    &codecs::gem,
-    &codecs::dib,
-    &codecs::rawfax,
-    &codecs::winfax,
+    // none at all
+    &codecs::tga, &codecs::macpaint, &codecs::gem, &codecs::dib, &codecs::rawfax, &codecs::winfax,
 };
 // clang-format on
 
