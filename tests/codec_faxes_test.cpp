@@ -292,7 +292,7 @@ TEST(RawFax, other_files_are_no_fax) {
         {"nearly a row", {0x00, 0x1A, 0x80, 0x00}},
     };
     for (const auto& [name, file] : cases) {
-        for (const char* file_name : {"x.bin", "x.g3", "x.fxs"}) {
+        for (const char* file_name : {"x.dat", "x.g3", "x.fxs"}) {
             const auto read = open(file, file_name);
             ASSERT_FALSE(read) << name << " as " << file_name;
             EXPECT_EQ(read.error().fault, Fault::unknown_format) << name << " as " << file_name;

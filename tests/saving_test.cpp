@@ -113,7 +113,8 @@ TEST_F(Saving, EveryEntryThatIsOfferedCanBeSavedAndOpened) {
                 << "the extension follows the format";
             engine::Engine reader;
             EXPECT_EQ(reader.Load(state().LastFileName, 0, 1, 1), 0) << entry;
-            EXPECT_EQ(reader.BitmapWidth(), 33) << entry;
+            // A MacPaint page has one size.
+            EXPECT_EQ(reader.BitmapWidth(), row.code == 51 ? 576 : 33) << entry;
             ++saved;
         }
     }
