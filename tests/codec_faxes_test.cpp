@@ -294,8 +294,11 @@ TEST(RawFax, other_files_are_no_fax) {
     for (const auto& [name, file] : cases) {
         for (const char* file_name : {"x.dat", "x.g3", "x.fxs"}) {
             const auto read = open(file, file_name);
-            ASSERT_FALSE(read) << name << " as " << file_name;
-            EXPECT_EQ(read.error().fault, Fault::unknown_format) << name << " as " << file_name;
+            // Another format without a signature may still take it.
+            const Codec* codec = read ? codec_for_format(read->format_code) : nullptr;
+            EXPECT_TRUE(!codec || (codec->name != "Raw fax" && codec->name != "WinFax"))
+                << name << " as " << file_name;
+            EXPECT_TRUE(read || read.error().fault == Fault::unknown_format) << name << " as " << file_name;
         }
     }
 }
