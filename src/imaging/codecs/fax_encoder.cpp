@@ -28,10 +28,11 @@ const ModeCode& code_of(int mode) {
 const ModeCode& vertical_code(int distance) {
     static const std::array<ModeCode, 7> codes = [] {
         std::array<ModeCode, 7> found{};
-        for (int d = -3; d <= 3; ++d) found[static_cast<std::size_t>(d + 3)] = code_of(vertical + d);
+        int distance_of = -3;
+        for (ModeCode& code : found) code = code_of(vertical + distance_of++);
         return found;
     }();
-    return codes[static_cast<std::size_t>(distance + 3)];
+    return *(codes.begin() + 3 + distance);
 }
 
 // 64 pixels from bit x of a row on, the first in the top bit; zeros past the row's end.

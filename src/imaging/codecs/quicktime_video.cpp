@@ -116,8 +116,9 @@ void read_book(Bytes in, unsigned id, std::array<Vector, 256>& book) {
 void put_block(Bitmap& bitmap, int x, int y, const std::array<const Vector*, 4>& quarters, bool large) {
     for (int i = 0; i < 16; ++i) {
         const int dx = i % 4, dy = i / 4;
-        const auto quarter = static_cast<std::size_t>(dy / 2 * 2 + dx / 2);
-        const auto inside = static_cast<std::size_t>(dy % 2 * 2 + dx % 2);
+        const std::size_t right = static_cast<std::size_t>(dx) / 2, below = static_cast<std::size_t>(dy) / 2;
+        const std::size_t quarter = below * 2 + right;
+        const std::size_t inside = static_cast<std::size_t>(dy) % 2 * 2 + static_cast<std::size_t>(dx) % 2;
         put(bitmap, x + dx, y + dy, large ? (*quarters[0])[quarter] : (*quarters[quarter])[inside]);
     }
 }

@@ -330,7 +330,7 @@ Result<Bitmap> combine(const Bitmap& target, const Rect& place, const Bitmap& so
     if (rect.empty()) return target;
     const auto upper =
         part_of(source, {rect.x - apart.x, rect.y - apart.y, rect.width, rect.height}, context);
-    if (!upper) return upper;
+    if (!upper) return upper.error();
     if (flags == kCombineCopy && has_palette(target) && has_palette(*upper))
         return placed(target, target.has_alpha() ? *upper : opaque(*upper), rect, region, context);
     const auto lower = part_of(target, rect, context);

@@ -113,7 +113,8 @@ class SlidingWindows {
         const std::size_t bin = level >> 4;
         constexpr bool kShared = kFirst == 0 && kLast == kRows;
         for (int w = kFirst; w < (kShared ? 1 : kLast); ++w) {
-            Word* const bins = kShared ? bins_.data() : own(w);
+            Word* bins = own(w);
+            if constexpr (kShared) bins = bins_.data();
             bins[bin] = static_cast<Word>(bins[bin] + kBy);
             bins[kFine + level] = static_cast<Word>(bins[kFine + level] + kBy);
         }
