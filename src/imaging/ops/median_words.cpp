@@ -112,7 +112,7 @@ class SlidingWindows {
     void change(Word level) {
         const std::size_t bin = level >> 4;
         constexpr bool kShared = kFirst == 0 && kLast == kRows;
-        for (int w = kFirst; w < (kShared ? 1 : kLast); ++w) {
+        for (int w = kFirst; w < std::min(kLast, kShared ? kFirst + 1 : kRows); ++w) {
             Word* bins = own(w);
             if constexpr (kShared) bins = bins_.data();
             bins[bin] = static_cast<Word>(bins[bin] + kBy);
