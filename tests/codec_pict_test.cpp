@@ -280,7 +280,7 @@ TEST(Pict, DecodesVideoFrames) {
     Bytes cinepak = words({0, 0, 8, 4, 1, 0x1000, static_cast<int>(strip.size()) + 12, 0, 0, 4, 8});
     cinepak += strip;
     EXPECT_EQ(shown(codecs::decode_cinepak, cinepak, 4), "ww..ww..");
-    cinepak.resize(cinepak.size() - 6);
+    cinepak.erase(cinepak.end() - 6, cinepak.end());
     EXPECT_EQ(shown(codecs::decode_cinepak, cinepak, 0), "........");
 }
 
